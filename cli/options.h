@@ -1,0 +1,51 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// What the command line can say, as one record.
+
+#ifndef ULLAGE_CLI_OPTIONS_H
+#define ULLAGE_CLI_OPTIONS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "ullage/host/read_table.h"
+#include "ullage/host/rules.h"
+
+namespace ullage::cli {
+
+enum class Progress { automatic, none, json };
+
+/** long: one file with .imp and .id; files: one file per imputation. */
+enum class Format { long_table, files };
+
+/** Options of "ullage impute" alone. */
+struct ImputeOptions {
+    std::string output;                 ///< directory, or "-" for the completed tables on standard output
+    int imputations = 20;               ///< m, at least 1
+    std::optional<std::uint64_t> seed;  ///< chosen, printed and recorded if not given
+    int burn_in = 200;                  ///< iterations of each chain before the first imputation, at least 0
+    int thin = 50;                      ///< iterations between two imputations of a chain, at least 1
+    int chains = 4;                     ///< at least 1
+    int jobs = 0;                       ///< worker processes; 0 for one per processor
+    std::string prior = "jeffreys";     ///< jeffreys, ridge=CASES, or the path of a file
+    Format format = Format::long_table;
+};
+
+struct Options {
+    std::string input;  ///< path, or "-" for standard input
+    host::ReadOptions read;
+    host::Rules rules;
+    bool quiet = false;
+    bool json = false;
+    Progress progress = Progress::automatic;
+    ImputeOptions impute;
+};
+
+/** The commands. Each gives the exit code of success; failures are thrown as host::Error. */
+int run_check(const Options &options);
+int run_impute(const Options &options);
+
+}  // namespace ullage::cli
+
+#endif
