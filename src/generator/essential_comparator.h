@@ -14,8 +14,8 @@
 struct EssentialComparator {
     static constexpr std::size_t kTextCapacity = 40;
 
-    // The name says what is compared; it is copied. Throws std::bad_alloc.
-    explicit EssentialComparator(const char16_t *name);
+    // compared names what is compared, and is copied. Throws std::bad_alloc.
+    explicit EssentialComparator(const char16_t *compared);
     ~EssentialComparator();
     EssentialComparator(const EssentialComparator &) = delete;
     EssentialComparator &operator=(const EssentialComparator &) = delete;

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// The library's own uniform generator, three multiplicative congruential streams whose products are looked up in tables.
+// The library's own uniform generator, three multiplicative congruential streams whose products are looked up in
+// tables.
 //
 // Method: B. A. Wichmann and I. D. Hill, Algorithm AS 183, Applied Statistics 31 (1982), 188-190.
 
@@ -52,8 +53,8 @@ void generator_step(WichmannHillGenerator &generator);
 // The uniform value, from 0 up to but not including 1, that belongs to the seeds as they stand.
 double generator_uniform(const WichmannHillGenerator &generator);
 
-// Compare the value after 1001 steps from known seeds with the expected one, and show a notice if they differ. Gives the
-// number of differences; the seeds are as before. Throws std::bad_alloc.
+// Compare the value after 1001 steps from known seeds with the expected one, and show a notice if they differ. Gives
+// the number of differences; the seeds are as before. Throws std::bad_alloc.
 std::int32_t self_test(WichmannHillGenerator &generator);
 
 #endif

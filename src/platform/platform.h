@@ -22,7 +22,7 @@ void text_stream_write(TextStream *stream, std::u16string_view text);
 // Write what is buffered and close the file.
 void text_stream_close(TextStream *stream);
 
-// Write wide text to the standard error stream of the process, as UTF-8, in one piece.
+// Write wide text to the standard error stream of the process, as UTF-8, in one piece up to 4096 bytes.
 void write_standard_error(std::u16string_view text);
 
 // Show a notice with a caption. Systems without message boxes write one line, "caption: text", to standard error.

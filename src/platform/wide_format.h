@@ -25,8 +25,8 @@ struct FormatArgument {
 // Takes one piece of a formatted text; the piece is valid during the call only.
 using FormatSink = void (*)(void *context, std::u16string_view piece);
 
-// Hand the formatted text to the sink, piece after piece in reading order. The i-th directive takes the i-th argument, and
-// their kinds and numbers must agree. A '%' that begins no directive stands for itself.
+// Hand the formatted text to the sink, piece after piece in reading order. The i-th directive takes the i-th argument,
+// whose kind must agree. A '%' that begins no directive, or that finds no argument left, stands for itself.
 void format_wide_pieces(std::u16string_view format, std::initializer_list<FormatArgument> arguments, FormatSink sink,
                         void *context);
 
