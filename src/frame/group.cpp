@@ -1,0 +1,87 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// A group of cases with its variable table, its key dictionary and its names.
+
+#include "frame/group.h"
+
+#include <algorithm>
+
+#include "frame/log.h"
+#include "frame/session_state.h"
+
+namespace {
+
+char16_t fold(char16_t unit) {
+    return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
+}
+
+bool equal_names(std::u16string_view left, const char16_t *right) {
+    for (char16_t unit : left) {
+        if (fold(unit) != fold(*right) || *right == 0) return false;
+        ++right;
+    }
+    return *right == 0;
+}
+
+}  // namespace
+
+Group *group_construct(Group *previous, std::int32_t key_count, std::int32_t dictionary_capacity) {
+    auto group = std::make_unique<Group>();
+    group->strings.text = std::make_unique_for_overwrite<char16_t[]>(StringPool::kTextCapacity);
+    group->strings.text[0] = 0;
+    group->strings.index = std::make_unique_for_overwrite<char16_t *[]>(StringPool::kIndexCapacity);
+    group->group_name = u"";
+    group->data_label = u"";
+    group->dictionary_capacity = dictionary_capacity;
+    group->key_count = key_count;
+    group->weight_index = -1;
+    group->key_flags = std::make_unique<std::int32_t[]>(static_cast<std::size_t>(key_count));
+    group->dictionary = std::make_unique<KeyDictionary>();
+    group->dictionary->capacity = dictionary_capacity;
+    group->dictionary->entries =
+        std::make_unique_for_overwrite<DictionaryEntry[]>(static_cast<std::size_t>(dictionary_capacity));
+
+    // Nothing below can run out of memory.
+    if (previous != nullptr) previous->next = group.get();
+    state.weight_variable = nullptr;
+    group->construction_failed = dictionary_add(*group->dictionary, u"\\default", &group->key_flags[0]) != 0;
+    return group.release();
+}
+
+int dictionary_add(KeyDictionary &dictionary, const char16_t *name, std::int32_t *flag) {
+    if (dictionary.count == dictionary.capacity) {
+        log_printf(state.ErrorLog, u"Too many items for dictionary.");
+        return 1;
+    }
+    dictionary.entries[static_cast<std::size_t>(dictionary.count++)] = {name, flag};
+    return 0;
+}
+
+std::int32_t *dictionary_find(const KeyDictionary &dictionary, std::u16string_view name) {
+    const DictionaryEntry *first = dictionary.entries.get();
+    const DictionaryEntry *last = first + dictionary.count;
+    const DictionaryEntry *found =
+        std::find_if(first, last, [&](const DictionaryEntry &entry) { return equal_names(name, entry.name); });
+    return found == last ? nullptr : found->flag;
+}
+
+bool string_pool_has_room(const StringPool &pool, std::size_t units, std::int32_t strings) {
+    return units <= static_cast<std::size_t>(StringPool::kTextCapacity - pool.used) &&
+           strings <= StringPool::kIndexCapacity - pool.count;
+}
+
+const char16_t *string_pool_add(StringPool &pool, std::u16string_view text) {
+    char16_t *copy = pool.text.get() + pool.used;
+    pool.index[static_cast<std::size_t>(pool.count++)] = copy;
+    *std::copy(text.begin(), text.end(), copy) = 0;
+    pool.used += static_cast<std::int32_t>(text.size()) + 1;
+    return copy;
+}
+
+std::int32_t variable_index(const Group &group, std::u16string_view name) {
+    for (std::int32_t i = 0; i < group.variable_count; ++i) {
+        if (equal_names(name, group.variables[static_cast<std::size_t>(i)].name)) return i;
+    }
+    return -1;
+}
