@@ -4,10 +4,6 @@
 
 # ullage_engine_folder(NAME source...): the object library ullage_NAME of the folder src/NAME.
 function(ullage_engine_folder name)
-    if(NOT ARGN)
-        add_library(ullage_${name} INTERFACE)
-        return()
-    endif()
     add_library(ullage_${name} OBJECT ${ARGN})
     target_link_libraries(ullage_${name} PUBLIC ullage_engine_options PRIVATE ullage_warnings)
     set_target_properties(ullage_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden
@@ -40,6 +36,7 @@ function(ullage_unit_test name)
     list(TRANSFORM folders PREPEND ullage_)
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE ${folders} ullage_engine_options ullage_warnings GTest::gtest_main)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 300)
 endfunction()

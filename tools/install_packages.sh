@@ -1,0 +1,56 @@
+#!/bin/sh
+# SPDX-FileCopyrightText: 2026 The Ullage authors
+# SPDX-License-Identifier: Apache-2.0
+# Install the Debian packages that a purpose needs and that are missing: install_packages.sh PURPOSE...
+
+set -eu
+
+packages() {
+    case $1 in
+        build) echo cmake ninja-build g++ pkgconf libboost-dev libeigen3-dev librandom123-dev ;;
+        test) packages build; packages examples; echo libgtest-dev python3 clang-format ;;
+        examples) packages build; echo liblapacke-dev libblas-dev ;;
+        demo) packages examples ;;
+        bench) packages build; echo libbenchmark-dev python3 ;;
+        fuzz) packages build; echo clang ;;
+        format) echo clang-format ;;
+        tidy) packages test; echo clang-tidy ;;
+        *) echo "install_packages.sh: unknown purpose '$1'; known are build, test, examples, demo, bench, fuzz," \
+                "format, tidy" >&2; exit 64 ;;
+    esac
+}
+
+[ $# -gt 0 ] || { echo "usage: install_packages.sh PURPOSE..." >&2; exit 64; }
+
+wanted=
+for purpose; do
+    wanted="$wanted $(packages "$purpose")"
+done
+
+if ! command -v dpkg-query >/dev/null; then
+    echo "install_packages.sh: this is not a Debian system; make sure that these are installed:$wanted" >&2
+    exit 0
+fi
+
+missing=
+for package in $(printf '%s\n' $wanted | sort -u); do
+    state=$(dpkg-query --show --showformat='${db:Status-Abbrev}' "$package" 2>/dev/null || true)
+    case $state in
+        ii*) ;;
+        *) missing="$missing $package" ;;
+    esac
+done
+[ -n "$missing" ] || exit 0
+
+if [ "$(id -u)" -eq 0 ]; then
+    as_root=
+elif command -v sudo >/dev/null; then
+    as_root=sudo
+else
+    echo "install_packages.sh: not root and no sudo; as root, run: apt-get install$missing" >&2
+    exit 1
+fi
+
+echo "Installing:$missing"
+$as_root apt-get update
+$as_root env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 install --yes --no-install-recommends $missing
