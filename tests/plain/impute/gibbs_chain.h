@@ -1,0 +1,33 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// The Gibbs chain over the unobserved cells of the current case.
+
+#ifndef ULLAGE_IMPUTE_GIBBS_CHAIN_H
+#define ULLAGE_IMPUTE_GIBBS_CHAIN_H
+
+#include <cstdint>
+
+#include "frame/group.h"
+
+// The conditional model of one case. t, j and k count along its unobserved cells, in ascending order of variable.
+struct ChainModel {
+    std::int32_t n;                  // number of unobserved cells
+    const std::int32_t *unobserved;  // n variable indices
+    const double *conditional_mean;  // n: each cell given the observed cells only
+    const double *coefficients;      // n by n: row k is the regression of cell k on the others, 0.0 at (k, k)
+    const double *chain_sd;          // n: cell k given all other cells
+    const double *start_sd;          // n: cell k given the observed cells only
+};
+
+// Turn a packed conditional covariance of order n into coefficients (n by n) and chain_sd (n), as ChainModel has them.
+// 1 after a message to the error log if it cannot be inverted.
+[[nodiscard]] int gibbs_prepare(std::int32_t n, const double *conditional_covariance, double *coefficients,
+                                double *chain_sd);
+
+// Move the chain of the current case: by one sweep if its cells hold numbers, by a start and the first sweeps
+// otherwise. chain_state: n doubles of scratch. On 1, after a message to the error log, the cells hold what was drawn
+// so far.
+[[nodiscard]] int run_chain(const Group &group, const ChainModel &model, double *chain_state);
+
+#endif

@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// Numbers from the host's random source.
+
+#include "ullage/random_source.h"
+
+#include "impute/random_source.h"
+
+namespace {
+
+// The error object of the failure, with a reference for the caller; null if there is none.
+ullage::IErrorInfo *find_error_info(RandomSource *object, const DS_Guid &interface_id) {
+    if (object == nullptr) return nullptr;
+    void *found = nullptr;
+    if (object->QueryInterface(&ullage::ISupportErrorInfo::interface_id, &found) < 0 || found == nullptr) {
+        return nullptr;
+    }
+    auto *support = static_cast<ullage::ISupportErrorInfo *>(found);
+    ullage::IErrorInfo *info = nullptr;
+    if (support->InterfaceSupportsErrorInfo(&interface_id) == 0 && support->GetErrorInfo(0, &info) != 0) {
+        info = nullptr;  // also if the call stored one
+    }
+    support->Release();
+    return info;
+}
+
+}  // namespace
+
+void set_random_source(RandomSource *source) {
+    state.random_source = source;
+}
+
+double next_uniform() {
+    double value = 0.0;
+    RandomSource *source = state.random_source;
+    const std::int32_t status = source->NextUniform(&value);
+    if (status < 0) raise_source_failure(status, source, RandomSource::interface_id);
+    return value;
+}
+
+double next_standard_normal() {
+    double value = 0.0;
+    RandomSource *source = state.random_source;
+    const std::int32_t status = source->NextStandardNormal(&value);
+    if (status < 0) raise_source_failure(status, source, RandomSource::interface_id);
+    return value;
+}
+
+void next_multivariate_normal(std::int32_t n, double *out, const double *mean, const double *root) {
+    RandomSource *source = state.random_source;
+    const std::int32_t status = source->NextMultivariateNormal(n, out, mean, root);
+    if (status < 0) raise_source_failure(status, source, RandomSource::interface_id);
+}
+
+void raise_source_failure(std::int32_t status, RandomSource *object, const DS_Guid &interface_id) {
+    throw ullage::RandomSourceError(status, find_error_info(object, interface_id));
+}
