@@ -48,6 +48,7 @@ TEST(Utf8, TableThroughEveryBuffer) {
         {u"\xD83D\xDE00", "\xF0\x9F\x98\x80"},
         {u"\xD800", lone},
         {u"\xDC00", lone},
+        {{u"\xD83D\xDE00", 1}, lone},
         {u"x\xDBFF", "x" + lone},
         {u"\xDFFFx", lone + "x"},
         {u"\xD83Dx\xDE00", lone + "x" + lone},
