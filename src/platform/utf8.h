@@ -9,13 +9,10 @@
 #include <cstddef>
 #include <string_view>
 
-// The most bytes that one character takes, and so the least room that is sure to bring the conversion forward.
-constexpr std::size_t kUtf8MostBytes = 4;
-
 // Convert whole characters from the front of text until text is used up or the next character does not fit into what is
 // left of bytes[capacity]. What was converted is removed from text, so repeated calls bring a text of any length
-// through a small buffer. Gives the number of bytes written; no terminator is added. A surrogate pair is one character,
-// a lone surrogate becomes U+FFFD.
+// through a small buffer; four bytes take every character. Gives the number of bytes written; no terminator is added. A
+// surrogate pair is one character, a lone surrogate becomes U+FFFD.
 std::size_t utf8_convert(std::u16string_view &text, char *bytes, std::size_t capacity);
 
 #endif

@@ -56,7 +56,7 @@ TEST(Utf8, TableThroughEveryBuffer) {
         {u"\xD83D\xD83D\xDE00\xDE00", lone + "\xF0\x9F\x98\x80" + lone},
     };
     for (const auto &row : rows) {
-        for (std::size_t capacity = kUtf8MostBytes; capacity <= 16; ++capacity) {
+        for (std::size_t capacity = 4; capacity <= 16; ++capacity) {
             EXPECT_EQ(convert(row.text, capacity), row.bytes) << "capacity " << capacity;
         }
     }
@@ -86,7 +86,7 @@ TEST(Utf8, RandomTextsDoNotDependOnTheBuffer) {
         std::u16string text;
         for (std::size_t length = random() % 40; length > 0; --length) text += units[random() % 5];
         const std::string whole = convert(text, 4 * 40);
-        for (std::size_t capacity = kUtf8MostBytes; capacity < 12; ++capacity) {
+        for (std::size_t capacity = 4; capacity < 12; ++capacity) {
             ASSERT_EQ(convert(text, capacity), whole) << "round " << round << ", capacity " << capacity;
         }
     }
