@@ -1,0 +1,38 @@
+# SPDX-FileCopyrightText: 2026 The Ullage authors
+# SPDX-License-Identifier: Apache-2.0
+"""Check that objects built for a processor with fused multiply-add hold no such instruction: check_fused.py OBJECT..."""
+
+import re
+import subprocess
+import sys
+
+FUSED = re.compile(r"\bvf(n?m(add|sub)|maddsub|msubadd)\w+")
+WIDE = re.compile(r"\bv(mul|add)[sp]d\b")
+
+
+def main():
+    objects = sys.argv[1:]
+    faults, wide = [], 0
+    for path in objects:
+        listing = subprocess.run(["objdump", "--disassemble", "--demangle", "--no-show-raw-insn", path],
+                                 capture_output=True, text=True, check=True).stdout
+        function = "?"
+        for line in listing.splitlines():
+            if line.endswith(">:"):
+                function = line.split("<", 1)[1][:-2]
+            elif FUSED.search(line):
+                faults.append(f"{path}: {function}: {line.split(chr(9), 1)[-1].strip()}")
+            elif WIDE.search(line):
+                wide += 1
+    if wide == 0:
+        faults.append("the objects were not built for such a processor: they hold no AVX arithmetic at all")
+    if faults:
+        print("\n".join(faults[:20]))
+        print(f"{len(faults)} faults. Repeat with: python3 tools/check_fused.py {' '.join(objects)}")
+        return 1
+    print(f"{wide} AVX instructions in {len(objects)} objects, none of them fused")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
