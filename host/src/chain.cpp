@@ -1,0 +1,270 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Preparing a table and running one chain over it.
+
+#include "ullage/host/chain.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "engine_text.h"
+#include "ullage/host/error.h"
+
+namespace ullage::host {
+namespace {
+
+std::string in_level(const Level &level) {
+    return level.name.empty() ? std::string() : fmt::format(" in level \"{}\"", level.name);
+}
+
+std::string list_columns(const ModelTable &model, const std::vector<std::size_t> &columns) {
+    std::string text;
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        if (i > 0) text += i + 1 < columns.size() ? ", " : " and ";
+        text += fmt::format("\"{}\"", model.names[columns[i]]);
+    }
+    return text;
+}
+
+// Why the parameters of a level cannot be drawn, and what to do.
+Error explain(const ModelTable &model, const Level &level, const UnusableMoments &why) {
+    const std::size_t n = model.names.size();
+    const std::string where = in_level(level);
+    std::string text;
+    if (why.kind() == UnusableMoments::Kind::too_few) {
+        const std::size_t least = level.row_count > n ? 1 : n - level.row_count + 1;
+        text = fmt::format(
+            "too few rows{}: {} for {} columns, which need at least {}. Use fewer columns (--columns), or a prior that "
+            "is "
+            "worth some cases (--prior ridge={})",
+            where, level.row_count, n, n + 1, least);
+    } else if (why.kind() == UnusableMoments::Kind::constant) {
+        text = fmt::format(
+            "{} {} constant{}: all values are the same. Leave {} out of the model (--columns), or use a prior that is "
+            "worth some cases (--prior ridge=1)",
+            list_columns(model, why.columns()), why.columns().size() == 1 ? "is" : "are", where,
+            why.columns().size() == 1 ? "it" : "them");
+    } else {
+        text = fmt::format("{} are collinear{}: the covariance is singular, as each of them follows from the others.",
+                           list_columns(model, why.columns()), where);
+        for (const std::size_t column : why.columns()) {
+            if (level.observed_count[column] > n) continue;
+            text += fmt::format(" \"{}\" has only {} observed values for {} columns, too few to tell its relations.",
+                                model.names[column], level.observed_count[column], n);
+        }
+        text +=
+            " Leave one of them out of the model (--columns), or use a prior that is worth some cases (--prior "
+            "ridge=1)";
+    }
+    return {Fault::data, text};
+}
+
+// Mean and variance of the observed cells of each column, and how many there are.
+void summarise_observed(const ModelTable &model, const std::vector<std::int32_t> &rows, Level &level) {
+    const Table &table = *model.table;
+    for (std::size_t j = 0; j < table.columns.size(); ++j) {
+        std::vector<double> observed;
+        for (const std::int32_t row : rows) {
+            if (!table.is_hidden(static_cast<std::size_t>(row), j)) {
+                observed.push_back(to_model(model.scales[j], table.columns[j].values[static_cast<std::size_t>(row)]));
+            }
+        }
+        const Moments moments = moments_of_rows(observed, 1);
+        const double variance = observed.empty() ? 0.0 : moments.scatter[0] / moments.count;
+        level.observed_count.push_back(observed.size());
+        level.mean.push_back(moments.mean[0]);
+        level.variance.push_back(variance > 1e-18 ? variance : 1.0);
+    }
+}
+
+// Moments of the rows without hidden cells, in parts of a block's size.
+Moments complete_moments(const ModelTable &model, const std::vector<std::int32_t> &rows) {
+    const Table &table = *model.table;
+    const std::size_t n = table.columns.size();
+    std::vector<Moments> parts;
+    std::vector<double> values;
+    for (std::size_t first = 0; first < rows.size() || parts.empty(); first += kBlockRows) {
+        values.clear();
+        for (std::size_t i = first; i < std::min(first + kBlockRows, rows.size()); ++i) {
+            for (std::size_t j = 0; j < n; ++j) {
+                values.push_back(to_model(model.scales[j], table.columns[j].values[static_cast<std::size_t>(rows[i])]));
+            }
+        }
+        parts.push_back(moments_of_rows(values, n));
+    }
+    return combine(std::move(parts));
+}
+
+// Find early what would stop the first iterations.
+void check_level(const ModelTable &model, const Level &level, const std::vector<std::int32_t> &rows) {
+    const Table &table = *model.table;
+    const std::size_t n = model.names.size();
+    if (level.prior.mean_cases == 0.0) {
+        for (std::size_t j = 0; j < n; ++j) {
+            const auto known = [&](std::int32_t row) {
+                return table.columns[j].states[static_cast<std::size_t>(row)] != CellState::missing;
+            };
+            if (std::none_of(rows.begin(), rows.end(), known)) {
+                throw Error(Fault::data,
+                            fmt::format("nothing is known of \"{}\"{}: all its cells are missing. Leave it "
+                                        "out of the model (--columns), or give a prior from a file",
+                                        model.names[j], in_level(level)));
+            }
+        }
+    }
+    try {
+        // Enough rows, and columns that vary, by stand-in moments of uncorrelated columns.
+        Moments stand_in{static_cast<double>(rows.size()), level.mean, std::vector<double>(packed_size(n), 0.0)};
+        for (std::size_t j = 0; j < n; ++j) {
+            double spread = static_cast<double>(rows.size());
+            if (level.observed_count[j] == rows.size()) {
+                const double first = table.columns[j].values[static_cast<std::size_t>(rows[0])];
+                if (std::all_of(rows.begin(), rows.end(), [&](std::int32_t row) {
+                        return table.columns[j].values[static_cast<std::size_t>(row)] == first;
+                    })) {
+                    spread = 0.0;
+                }
+            }
+            stand_in.scatter[packed_index(j, j)] = spread;
+        }
+        check_moments(stand_in, level.prior);
+        if (level.complete.count > static_cast<double>(n)) check_moments(level.complete, level.prior);
+    } catch (const UnusableMoments &why) {
+        throw explain(model, level, why);
+    }
+}
+
+}  // namespace
+
+ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const PriorChoice &prior) {
+    ModelTable model{&table, &hidden, {}, choose_scales(table, hidden), {}, {}};
+    if (table.columns.empty()) throw Error(Fault::data, "there is no column of numbers to model");
+    for (const Column &column : table.columns) model.names.push_back(column.name);
+    std::vector<std::vector<std::int32_t>> rows_of_level(table.levels.size());
+    for (std::size_t row = 0; row < table.row_count(); ++row) {
+        rows_of_level[static_cast<std::size_t>(table.level_of_row[row])].push_back(static_cast<std::int32_t>(row));
+    }
+    for (std::size_t l = 0; l < table.levels.size(); ++l) {
+        Level level;
+        level.name = table.levels[l];
+        level.row_count = rows_of_level[l].size();
+        summarise_observed(model, rows_of_level[l], level);
+        level.prior = make_prior(prior, model.names, model.scales, level.variance);
+        level.first_block = model.blocks.size();
+        std::vector<std::int32_t> complete;
+        for (const std::int32_t row : rows_of_level[l]) {
+            if (hidden.of_row(static_cast<std::size_t>(row)).empty()) {
+                complete.push_back(row);
+                continue;
+            }
+            if (level.block_count == 0 || model.blocks.back().rows.size() == kBlockRows) {
+                model.blocks.push_back({l, {}});
+                ++level.block_count;
+            }
+            model.blocks.back().rows.push_back(row);
+        }
+        level.complete = complete_moments(model, complete);
+        check_level(model, level, rows_of_level[l]);
+        model.levels.push_back(std::move(level));
+    }
+    return model;
+}
+
+Chain::Chain(const ModelTable &model, std::uint64_t seed, std::uint64_t number)
+    : model_(model), seed_(seed), number_(number), random_({seed, StreamPurpose::start, number, 0, 0}) {
+    for (const Block &block : model.blocks) {
+        try {
+            (void)engine_.load_group(engine_text(model, block));
+        } catch (const EngineError &error) {
+            const auto number_in_block = static_cast<std::size_t>(error.case_number());
+            std::string place;
+            if (number_in_block >= 1 && number_in_block <= block.rows.size()) {
+                const auto row = static_cast<std::size_t>(block.rows[number_in_block - 1]);
+                place = model.table->describe_cell(row, static_cast<std::size_t>(model.hidden->of_row(row)[0].column));
+            }
+            throw Error(Fault::internal, fmt::format("{}: {}: {}", place, error.what(), error.engine_text()));
+        }
+    }
+    const std::size_t n = model.names.size();
+    for (std::size_t l = 0; l < model.levels.size(); ++l) {
+        const Level &level = model.levels[l];
+        random_.restart({seed, StreamPurpose::start, number, 0, l});
+        Parameters start{level.mean, std::vector<double>(packed_size(n), 0.0)};
+        for (std::size_t j = 0; j < n; ++j) {
+            // A whole standard deviation of the data off: far wider than the posterior of a mean.
+            start.mean[j] += std::sqrt(level.variance[j]) * random_.normal();
+            start.covariance[packed_index(j, j)] = level.variance[j] * std::exp(random_.normal());
+        }
+        parameters_.push_back(std::move(start));
+    }
+}
+
+void Chain::iterate() {
+    ++iteration_;
+    for (std::size_t block = 0; block < model_.blocks.size(); ++block) draw_cells(block);
+    for (std::size_t level = 0; level < model_.levels.size(); ++level) draw_level(level);
+}
+
+void Chain::draw_cells(std::size_t block) {
+    const Block &rows = model_.blocks[block];
+    const Parameters &parameters = parameters_[rows.level];
+    random_.restart({seed_, StreamPurpose::cells, number_, iteration_, block});
+    try {
+        engine_.impute(static_cast<std::int32_t>(block) + 1, parameters.mean, parameters.covariance, random_);
+    } catch (const EngineError &error) {
+        if (error.case_number() == 0) throw;
+        const auto row = static_cast<std::size_t>(rows.rows[static_cast<std::size_t>(error.case_number()) - 1]);
+        std::string cells;
+        for (const HiddenCell &cell : model_.hidden->of_row(row)) {
+            cells +=
+                (cells.empty() ? "" : "; ") + model_.table->describe_cell(row, static_cast<std::size_t>(cell.column));
+        }
+        throw Error(
+            Fault::data,
+            fmt::format("{}: no draw is possible at iteration {} of chain {}{} (the engine says: {}). Columns of "
+                        "very different spread, or that almost follow from each other, can cause this; a prior "
+                        "that is worth some cases helps (--prior ridge=1)",
+                        cells, iteration_, number_, in_level(model_.levels[rows.level]), error.engine_text()));
+    }
+}
+
+void Chain::draw_level(std::size_t level) {
+    const std::size_t n = model_.names.size();
+    std::vector<Moments> parts{model_.levels[level].complete};
+    for (std::size_t block = 0; block < model_.blocks.size(); ++block) {
+        const Block &rows = model_.blocks[block];
+        if (rows.level != level) continue;
+        Moments part{static_cast<double>(rows.rows.size()), std::vector<double>(n),
+                     std::vector<double>(packed_size(n))};
+        engine_.sample_moments(static_cast<std::int32_t>(block) + 1, part.mean, part.scatter);
+        for (double &element : part.scatter) element *= part.count;
+        parts.push_back(std::move(part));
+    }
+    random_.restart({seed_, StreamPurpose::parameters, number_, iteration_, level});
+    try {
+        parameters_[level] = draw_parameters(combine(std::move(parts)), model_.levels[level].prior, random_);
+    } catch (const UnusableMoments &why) {
+        throw explain(model_, model_.levels[level], why);
+    }
+}
+
+void Chain::copy_hidden(std::span<double> values) {
+    const std::size_t n = model_.names.size();
+    std::vector<double> matrix;
+    for (std::size_t block = 0; block < model_.blocks.size(); ++block) {
+        const Block &rows = model_.blocks[block];
+        matrix.resize(rows.rows.size() * n);
+        engine_.values(static_cast<std::int32_t>(block) + 1, matrix);
+        for (std::size_t i = 0; i < rows.rows.size(); ++i) {
+            const auto row = static_cast<std::size_t>(rows.rows[i]);
+            const auto cells = model_.hidden->of_row(row);
+            double *out = values.data() + model_.hidden->row_begin[row];
+            for (const HiddenCell &cell : cells) *out++ = matrix[i * n + static_cast<std::size_t>(cell.column)];
+        }
+    }
+}
+
+}  // namespace ullage::host
