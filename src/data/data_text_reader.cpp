@@ -40,6 +40,15 @@ int measure_names(DataTextReader &reader) {
     }
 }
 
+// Lines and items are counted from the new place.
+void rewind_to(DataTextReader &reader, std::size_t position) {
+    reader.position = position;
+    reader.record_number = 0;
+    reader.item_number = 0;
+    reader.last_delimiter = 0;
+    reader.at_end = false;
+}
+
 }  // namespace
 
 int reader_open(DataTextReader &reader, const char16_t *text) {
@@ -56,7 +65,6 @@ int reader_open(DataTextReader &reader, const char16_t *text) {
     reader.names_start = reader.position;
     if (measure_names(reader) != 0) return 1;
     reader.records_start = reader.position;
-    reader.position = 0;
     return 0;
 }
 

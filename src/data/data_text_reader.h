@@ -42,6 +42,7 @@ enum class ItemStatus {
 // Measure header and names line. 1 after a report on standard error, and then the reader must not be used.
 [[nodiscard]] int reader_open(DataTextReader &reader, const char16_t *text);
 
+// Go on with the first name, or the first record, with all counters at 0.
 void reader_rewind_to_names(DataTextReader &reader);
 void reader_rewind_to_records(DataTextReader &reader);
 

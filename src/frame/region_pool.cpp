@@ -141,6 +141,7 @@ void pool_release(RegionPool &pool) {
 
 std::size_t array_bytes(std::size_t count, std::size_t element_size) {
     // A quarter of the address space leaves room for headers and rounding.
-    if (count > std::numeric_limits<std::size_t>::max() / 4 / element_size) throw std::bad_alloc();
+    constexpr std::size_t kMostBytes = std::numeric_limits<std::size_t>::max() / 4;
+    if (element_size != 0 && count > kMostBytes / element_size) throw std::bad_alloc();
     return count * element_size;
 }
