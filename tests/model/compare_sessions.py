@@ -27,7 +27,7 @@ import traceback
 import _ctypes
 
 import engine_model
-from session_generator import random_session
+from session_generator import LAST_MOMENTS, MAX_ORDER, random_session
 
 GUARD = b"\xa5" * 64
 SLACK = b"\xa5" * 512
@@ -250,6 +250,7 @@ class Lifetime:
             self.functions[name] = function
         self.impute_address = ctypes.cast(self.library.DS_Impute, P).value
         self.engine = engine_model.Engine(self.open_log)
+        self.moments = ([], [])
 
     def open_log(self, path):
         if not path.startswith(self.folder + "/") or path == self.folder + "/" or "/missing/" in path:
@@ -278,7 +279,11 @@ class Lifetime:
             length = 0 if group is None else len(group.chain)
             ids = arguments[0]
             arguments = ((ids * (length // len(ids) + 1))[: max(length, 1)],)
+        if name == "DS_GetLikelihoods":
+            arguments = (arguments[0], *self.estimates(*arguments[1:3]), arguments[3])
         result, output = getattr(self.engine, name)(*arguments)
+        if name == "DS_SampleMoments" and output is not None:
+            self.moments = output
         inputs = Inputs("i" if name == "DS_ImputeGroupMembership" else "d")
         expected = self.expected_outputs(name, output)
         places = []
@@ -303,6 +308,14 @@ class Lifetime:
             place.check(data, name in DOUBLE_OUTPUT, "output")
         return result
 
+    def estimates(self, means, covariance):
+        if means is LAST_MOMENTS:
+            means = (list(self.moments[0]) + [0.0] * MAX_ORDER)[:MAX_ORDER]
+        if covariance is LAST_MOMENTS:
+            size = MAX_ORDER * (MAX_ORDER + 1) // 2
+            covariance = (list(self.moments[1]) + [0.0] * size)[:size]
+        return means, covariance
+
     def expected_outputs(self, name, output):
         if output is None:
             return []
@@ -313,6 +326,7 @@ class Lifetime:
         return [doubles(output) if name in DOUBLE_OUTPUT else array.array("i", output).tobytes()]
 
     def run_impute(self, group, means, covariance, first, last, setup):
+        means, covariance = self.estimates(means, covariance)
         source = None if setup is None else ModelSource(setup)
         status = 0
         result = None

@@ -133,10 +133,6 @@ def is_name_character(character):
     return character == "_" or unicodedata.category(character) in ("Lu", "Ll", "Lt", "Lm", "Lo", "Nd")
 
 
-def is_32_bits(word):
-    return INT_MIN <= word <= INT_MAX
-
-
 # ---- Kernels ---------------------------------------------------------------------------------------------------------
 
 
@@ -414,11 +410,12 @@ class Group:
         self.case_index = None  # the chain, once a load has succeeded
         self.load_tried = False
 
-    def pool_add(self, text):
-        """Take room for a name; False if the pool is full."""
-        if self.pool_used + len(text) + 1 > STRING_POOL_UNITS:
+    def pool_add(self, *texts):
+        """Take room for names; False, and none taken, if the pool is too full for all."""
+        units = sum(len(text) + 1 for text in texts)
+        if self.pool_used + units > STRING_POOL_UNITS:
             return False
-        self.pool_used += len(text) + 1
+        self.pool_used += units
         return True
 
     def find_slot(self, name):
@@ -714,11 +711,9 @@ class Engine:
         return 0, None
 
     def read_variable_table(self, group, group_name, text):
-        if not group.pool_add(group_name):
+        if not group.pool_add(group_name, "dtz.dtz"):
             return False
         group.group_name = group_name
-        if not group.pool_add("dtz.dtz"):
-            return False
         reader = Reader(self, text)
         if not reader.open():
             return False
@@ -881,10 +876,8 @@ class Engine:
         states[index] = BoundNode(is_upper, constant, values, operand, states[index])
 
     def cell_bounds(self, index):
+        """The two ends of an unobserved cell at the present values."""
         state = self.record.states[index]
-        if state is None:
-            value = self.record.values[index]
-            return value, value
         lower, upper = OPEN_LOW, OPEN_HIGH
         while isinstance(state, BoundNode):
             t = state.constant * (1.0 if state.values is None else state.values[state.index])

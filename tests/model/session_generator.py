@@ -33,6 +33,7 @@ ODD_NUMBERS = [
     "0." + "0" * 400 + "1e401", "1" + "0" * 400 + "e-400", "0.1000000000000000055511151231257827021181583404541015625",
     "9007199254740993", "1e22", "1e23", "8.5", "123456789.123456789e-9",
 ]  # fmt: skip
+LAST_MOMENTS = "of the last DS_SampleMoments"  # stands for its means or its covariance, where there was none for zeros
 ODD_WORDS = [0, -1, 2, 3, 99, -7, 2**31 - 1, -(2**31)]
 
 
@@ -78,6 +79,9 @@ def random_covariance(rng):
         packed[at] = rng.choice([math.nan, math.inf, -math.inf])
     elif kind < 0.19:
         packed[diagonal] = rng.choice([0.0, -0.0, -3.0, 1e-15, 9e-16, 1e-20, 5e-324, 1e300, -1e-15, 1e-310])
+    elif kind < 0.20:
+        packed[0] = math.nan
+        packed[2] = -1.0
     elif kind < 0.22:  # indefinite
         packed[at] = packed[at] * rng.choice([-1.0, 3.0, 10.0])
     elif kind < 0.24:
@@ -235,7 +239,7 @@ class DataText:
             return self.order_bound(column, True) if kind < 0.7 else self.number() if kind < 0.85 else missing
         if kind < 0.2:
             return self.bound(column)
-        if kind < 0.4 and (self.rank_order or chance(rng, 0.01)):
+        if kind < 0.4 and (self.rank_order or chance(rng, 0.03)):
             return self.order_bound(column, chance(rng, 0.5))
         if kind < 0.6:
             return missing
@@ -256,16 +260,16 @@ class DataText:
         rng = self.rng
         if chance(rng, 0.1):
             return rng.choice(["2.99", "2.98", "-1", "-0.5", "", "1e0", "2147483646", "0.995", "+1", " 1", "-5"])
-        if self.style == "wild" and chance(rng, 0.03):
+        if self.style == "wild" and chance(rng, 0.1):
             return rng.choice(["*", "x", "1 ", "2147483648", "1e300", "-1e10", "1e999", "1 2", "<1", "2147483647.995"])
         return str(rng.choice([0, 0, 1, 1, 2, 3]))
 
     def weight_item(self, first):
         rng = self.rng
-        if self.style == "wild" and chance(rng, 0.06):
+        if self.style == "wild" and chance(rng, 0.15):
             bad = ["0", "-1", "1.5", "*", "", " ", "2147483648", "99999999999999999999", "a", "1e0", "%s", "2;", "+", "0x2"]
             if not first:  # the first case alone would fit, and take gigabytes
-                bad += ["2147483647", "\x0b2147483647"]
+                bad += ["2147483647", "\x0b2147483647"] * 4
             return rng.choice(bad)
         return rng.choice(["1", "1", "1", "2", "3", " 2", "+1", "007", "1 1"] if chance(rng, 0.2) else ["1", "1", "2", "3"])
 
@@ -290,7 +294,7 @@ class DataText:
         """Break a text in one of the ways in which texts break."""
         rng = self.rng
         lines = text.split("\n")
-        kind = rng.randrange(17)
+        kind = rng.choice([*range(17), 10, 10])
         line = rng.randrange(len(lines))
         if kind == 0:
             return text[:-1]
@@ -427,12 +431,13 @@ class SessionGenerator:
                 self.any_call()
         if chance(rng, 0.05):
             self.call("DS_KeySelect", 1, -1)
-        if chance(rng, 0.02):  # names up to the brim of the pool
-            for length in rng.choice([[19000, 900], [19980, 10], [9999, 9999, 0], [19999], [20000], [15000, 15000]]):
+        name = rng.choice(["g", "group one", "", "%s%d%n", "\u00fc\u540d", "\ud83d\ude00", "\ud83d", "n" * 600, None])
+        if chance(rng, 0.03):  # names up to the brim of the pool
+            for length in rng.choice([[19000, 900], [19980, 10], [9999, 9999, 0], [19990], [19991], [19999], [20000]]):
                 self.call("DS_KeyVariableDef", 0, "k" * length)
+                name = rng.choice(["", "", name])
         if data.weight is not None:
             self.call("DS_KeyWeight", rng.choice(["w", "w", "w", "w", "W", "nowhere"] if chance(rng, 0.1) else ["w", "W"]))
-        name = rng.choice(["g", "group one", "", "%s%d%n", "\u00fc\u540d", "\ud83d\ude00", "\ud83d", "n" * 600, None])
         if chance(rng, 0.03):
             self.call("DS_KeyEnd")
         self.call("DS_KeyGroupDef", name, data.text if not chance(rng, 0.005) else None)
@@ -451,6 +456,8 @@ class SessionGenerator:
     def estimates(self):
         """Means and a covariance: often those of an earlier call."""
         rng = self.rng
+        if chance(rng, 0.15):
+            return LAST_MOMENTS, LAST_MOMENTS
         if not self.covariances or chance(rng, 0.4):
             self.covariances.append(random_covariance(rng))
             self.means.append(random_means(rng))
