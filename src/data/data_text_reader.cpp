@@ -69,11 +69,11 @@ int reader_open(DataTextReader &reader, const char16_t *text) {
 }
 
 void reader_rewind_to_names(DataTextReader &reader) {
-    reader.position = reader.names_start;
+    rewind_to(reader, reader.names_start);
 }
 
 void reader_rewind_to_records(DataTextReader &reader) {
-    reader.position = reader.records_start;
+    rewind_to(reader, reader.records_start);
 }
 
 std::u16string_view read_item(DataTextReader &reader, char16_t &delimiter) {
