@@ -1,0 +1,168 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The command "ullage impute".
+
+#include "ullage/host/impute.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <random>
+#include <thread>
+
+#include "input.h"
+#include "options.h"
+#include "progress_bar.h"
+#include "talk.h"
+#include "ullage/host/error.h"
+#include "ullage/host/run_record.h"
+#include "ullage/host/write_table.h"
+
+namespace ullage::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using host::Error;
+using host::Fault;
+using host::OutputFile;
+
+/** The directory of the results. If it was not there before, it goes again unless the run succeeds. */
+class OutputDirectory {
+public:
+    explicit OutputDirectory(const std::string &path) : path_(path) {
+        std::error_code error;
+        created_ = fs::create_directories(path_, error);
+        if (error || !fs::is_directory(path_)) {
+            throw Error(Fault::cannot_create,
+                        fmt::format("{}: cannot make this directory{}{}", path, error ? ": " : ", a file has its name",
+                                    error ? error.message() : ""));
+        }
+    }
+    ~OutputDirectory() {
+        std::error_code ignored;
+        if (created_) fs::remove(path_, ignored);  // which it does only if it is empty
+    }
+    OutputDirectory(const OutputDirectory &) = delete;
+    OutputDirectory &operator=(const OutputDirectory &) = delete;
+
+    [[nodiscard]] std::string file(const std::string &name) const { return (path_ / name).string(); }
+
+private:
+    fs::path path_;
+    bool created_ = false;
+};
+
+host::ImputeSettings settings_of(const ImputeOptions &options) {
+    host::ImputeSettings settings;
+    // A chosen seed is one that people can copy.
+    settings.seed = options.seed ? *options.seed : std::random_device()() & 0x7fffffffU;
+    settings.imputations = options.imputations;
+    settings.burn_in = options.burn_in;
+    settings.thin = options.thin;
+    settings.chains = options.chains;
+    const int processors = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+    settings.jobs = options.jobs > 0 ? options.jobs : processors;
+    return settings;
+}
+
+void write_long(OutputFile &file, const Input &input, const host::Imputations &result) {
+    host::write_header(file, input.table, true);
+    host::write_rows(file, input.table, input.hidden, {}, 0, true);
+    for (std::size_t i = 0; i < result.values.size(); ++i) {
+        host::write_rows(file, input.table, input.hidden, result.values[i], static_cast<int>(i) + 1, true);
+    }
+    file.commit();
+}
+
+void write_files(const OutputDirectory &directory, const Input &input, const host::Imputations &result) {
+    const std::size_t digits = std::to_string(result.values.size()).size();
+    for (std::size_t i = 0; i < result.values.size(); ++i) {
+        OutputFile file(directory.file(fmt::format("imputation_{:0{}}.csv", i + 1, digits)));
+        host::write_header(file, input.table, false);
+        host::write_rows(file, input.table, input.hidden, result.values[i], static_cast<int>(i) + 1, false);
+        file.commit();
+    }
+}
+
+void say_convergence(const Options &options, const std::vector<host::ParameterConvergence> &parameters,
+                     const std::vector<std::string> &warnings) {
+    double rhat = 0.0;
+    double size = host::kOpen;
+    for (const host::ParameterConvergence &parameter : parameters) {
+        rhat = std::max(rhat, parameter.convergence.rhat);
+        size = std::min(size, parameter.convergence.ess_bulk);
+    }
+    if (rhat > 0.0)
+        say(options, fmt::format("convergence: worst R-hat {:.3f}, least effective size {:.0f}", rhat, size));
+    host::Notices notices;
+    for (const std::string &warning : warnings) notices.push_back({true, warning});
+    say(options, notices);
+}
+
+}  // namespace
+
+int run_impute(const Options &options) {
+    const bool to_stdout = options.impute.output == "-";
+    if (to_stdout && options.impute.format != Format::long_table) {
+        throw Error(Fault::usage, "only the long format can be written to standard output: leave out --format files");
+    }
+    if (to_stdout && options.json) {
+        throw Error(Fault::usage, "standard output takes either the tables (-o -) or the run record (--json)");
+    }
+    const host::ImputeSettings settings = settings_of(options.impute);
+    const host::PriorChoice prior = host::parse_prior(options.impute.prior);
+    const Input input = load_input(options);
+    const host::ModelTable model = host::prepare_model(input.table, input.hidden, prior);
+    // Made before the work, so that a place where nothing can be written is known at once.
+    std::optional<OutputDirectory> directory;
+    std::optional<OutputFile> tables;
+    std::optional<OutputFile> parameters;
+    std::optional<OutputFile> record;
+    if (!to_stdout) {
+        directory.emplace(options.impute.output);
+        parameters.emplace(directory->file("parameters.csv"));
+        record.emplace(directory->file("run.json"));
+    }
+    if (options.impute.format == Format::long_table) {
+        tables.emplace(to_stdout ? "-" : directory->file("imputations.csv"));
+    }
+
+    say(options, fmt::format("seed {}", settings.seed));
+    if (input.hidden.cells.empty())
+        say(options, "note: no cell is missing or bounded; all completed tables are the same");
+    host::RunFacts facts{options.command, settings, options.impute.prior, 0.0};
+    host::Imputations result;
+    {
+        ProgressBar bar(options);
+        result = host::impute(model, settings, [&](const host::ImputeProgress &progress) { bar.show(progress); });
+        facts.seconds = bar.seconds();
+    }
+    const auto convergence = host::judge_parameters(model, result);
+    const auto warnings = host::convergence_warnings(convergence, settings.chains);
+
+    if (tables) {
+        write_long(*tables, input, result);
+    } else {
+        write_files(*directory, input, result);
+    }
+    if (!to_stdout) {
+        const std::string text = host::run_record(model, facts, convergence, warnings);
+        host::write_parameters(*parameters, model, result);
+        parameters->commit();
+        record->write(text);
+        record->commit();
+        if (options.json) {
+            OutputFile out("-");
+            out.write(text);
+            out.commit();
+        }
+    }
+    say(options, fmt::format("{} completed tables from {} chains of {} iterations in {:.1f} s{}", settings.imputations,
+                             settings.chains, settings.total(), facts.seconds,
+                             to_stdout ? "" : fmt::format("; results in {}", options.impute.output)));
+    say_convergence(options, convergence, warnings);
+    return 0;
+}
+
+}  // namespace ullage::cli
