@@ -38,12 +38,15 @@ TEST(Keys, ALoadMarksTheSlotsOfItsVariables) {
 }
 
 TEST(Keys, FullNamesRefuseTheGroupsOwn) {
-    LoadedEngine engine;
-    EXPECT_EQ(create_group(1, 100), 0);
-    EXPECT_EQ(DS_KeyVariableDef(0, std::u16string(20000 - 2 - 8 - 1, u'n').c_str()), 0);
-    EXPECT_EQ(DS_KeyGroupDef(u"ab", u"0\n1\nx\n"), 1) << "name and label need one unit more";
-    EXPECT_EQ(DS_KeyGroupDef(u"a", u"0\n1\nx\n"), 0);
-    EXPECT_EQ(engine.error_log(), "1 [x]\n") << "full names are refused silently";
+    for (const bool fits : {false, true}) {
+        LoadedEngine engine;
+        EXPECT_EQ(create_group(1, 100), 0);
+        const std::size_t label_units = 8;
+        const std::u16string definition(20000 - 1 - label_units - 2, u'n');
+        EXPECT_EQ(DS_KeyVariableDef(0, definition.c_str()), 0);
+        EXPECT_EQ(DS_KeyGroupDef(fits ? u"a" : u"ab", u"0\n1\nx\n"), fits ? 0 : 1);
+        EXPECT_EQ(engine.error_log(), fits ? "1 [x]\n" : "") << "full names are refused silently";
+    }
 }
 
 TEST(LastError, IsCopiedOnlyWhereItFits) {
