@@ -2,12 +2,25 @@
 # SPDX-License-Identifier: Apache-2.0
 # One object library per folder of src/, and unit tests that link a folder with those it may include.
 
+set(ullage_engine_folders platform generator frame data matrix impute estimate)
+
 # ullage_engine_folder(NAME source...): the object library ullage_NAME of the folder src/NAME.
 function(ullage_engine_folder name)
     add_library(ullage_${name} OBJECT ${ARGN})
     target_link_libraries(ullage_${name} PUBLIC ullage_engine_options PRIVATE ullage_warnings)
     set_target_properties(ullage_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden
                                                     VISIBILITY_INLINES_HIDDEN ON)
+endfunction()
+
+# ullage_engine_sources(OUT): all sources of the engine, for those who compile them once more with other options.
+function(ullage_engine_sources out)
+    set(all)
+    foreach(folder IN LISTS ullage_engine_folders)
+        get_target_property(sources ullage_${folder} SOURCES)
+        list(TRANSFORM sources PREPEND ${PROJECT_SOURCE_DIR}/src/${folder}/)
+        list(APPEND all ${sources})
+    endforeach()
+    set(${out} ${all} PARENT_SCOPE)
 endfunction()
 
 # ullage_folders_below(NAME out): the folder NAME and all that it may include, by the table of tools/layers.txt.

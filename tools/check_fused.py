@@ -14,10 +14,12 @@ def main():
     objects = sys.argv[1:]
     faults, wide = [], 0
     for path in objects:
-        listing = subprocess.run(["objdump", "--disassemble", "--demangle", "--no-show-raw-insn", path],
-                                 capture_output=True, text=True, check=True).stdout
+        run = subprocess.run(["objdump", "--disassemble", "--demangle", "--no-show-raw-insn", path],
+                             capture_output=True, text=True)
+        if run.returncode != 0:
+            faults.append(run.stderr.strip())
         function = "?"
-        for line in listing.splitlines():
+        for line in run.stdout.splitlines():
             if line.endswith(">:"):
                 function = line.split("<", 1)[1][:-2]
             elif FUSED.search(line):
