@@ -1,0 +1,22 @@
+# SPDX-FileCopyrightText: 2026 The Ullage authors
+# SPDX-License-Identifier: Apache-2.0
+# What the fuzzers and the replay of their corpora have in common: the harnesses, and how one becomes a program.
+
+set(ullage_fuzz_harnesses data_text cell_text)
+set(ullage_fuzz_folder ${CMAKE_CURRENT_LIST_DIR})
+
+# ullage_fuzz_program(NAME HARNESS library...): the program NAME of a harness, with the engine that it links.
+function(ullage_fuzz_program name harness)
+    add_executable(${name} ${ullage_fuzz_folder}/${harness}.cpp)
+    target_sources(${name} PRIVATE ${ullage_fuzz_folder}/support/check_load.cpp
+                                   ${ullage_fuzz_folder}/support/engine_inside.cpp
+                                   ${ullage_fuzz_folder}/support/fuzz_text.cpp
+                                   ${ullage_fuzz_folder}/support/limited_heap.cpp
+                                   ${ullage_fuzz_folder}/support/slow_reader.cpp)
+    target_include_directories(${name} PRIVATE ${ullage_fuzz_folder} ${PROJECT_SOURCE_DIR}/tests)
+    target_link_libraries(${name} PRIVATE ${ARGN} ullage_engine_options ullage_warnings ${CMAKE_DL_LIBS})
+    target_compile_definitions(${name} PRIVATE ULLAGE_PLAIN_LIBRARY="$<TARGET_FILE:ullage_plain>")
+    # The plain road takes its memory from the harness's operator new.
+    set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+    add_dependencies(${name} ullage_plain)
+endfunction()
