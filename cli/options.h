@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "ullage/host/read_table.h"
 #include "ullage/host/rules.h"
@@ -33,7 +34,8 @@ struct ImputeOptions {
 };
 
 struct Options {
-    std::string input;  ///< path, or "-" for standard input
+    std::vector<std::string> command;  ///< the words of the command line, for the record of the run
+    std::string input;                 ///< path, or "-" for standard input
     host::ReadOptions read;
     host::Rules rules;
     bool quiet = false;

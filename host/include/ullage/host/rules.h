@@ -37,6 +37,13 @@ struct Rules {
 void apply_rules(Table &table, const Rules &rules, Notices &notices);
 
 /**
+ * Find the columns that order rules or references of cells tie together, directly or through others.
+ *
+ * @return for each column the first column that it is tied to, itself included
+ */
+[[nodiscard]] std::vector<std::size_t> tied_columns(const Table &table);
+
+/**
  * Close the bounds of every row: what follows from the data and the rules for each hidden cell, directly or through
  * other cells. HiddenCells says what holds for the result.
  *

@@ -16,6 +16,7 @@ namespace ullage::host {
 /**
  * A file under construction. It lies under another name in the directory of its path until commit() has brought it to
  * the disk and renamed it; without a commit it is removed. The path "-" is standard output, written as it comes.
+ * A forked process must not destroy the files that it inherits: it leaves by _exit.
  */
 class OutputFile {
 public:

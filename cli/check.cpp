@@ -1,0 +1,228 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The command "ullage check": what a table holds, in which patterns, and whether it contradicts itself.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "options.h"
+#include "talk.h"
+#include "ullage/host/error.h"
+#include "ullage/host/table.h"
+#include "ullage/host/write_table.h"
+
+namespace ullage::cli {
+namespace {
+
+/** What a cell says, in the order of the report. */
+enum Kind : std::size_t { kObserved, kMissing, kBelow, kAbove, kInterval, kOrdered, kKindCount };
+
+constexpr std::array<const char *, kKindCount> kKindNames = {"observed", "missing",  "below",
+                                                             "above",    "interval", "ordered"};
+constexpr std::string_view kKindSigns = "#.<>=~";
+constexpr std::size_t kMostPatterns = 30;   // in the text; JSON has them all
+constexpr std::size_t kMostNameWidth = 72;  // of all names together, over the patterns
+
+struct Pattern {
+    std::string signs;  // one per column
+    std::size_t rows;
+};
+
+struct Summary {
+    std::vector<std::array<std::size_t, kKindCount>> counts;  // per column
+    std::vector<Pattern> patterns;                            // the most frequent first
+};
+
+Summary summarise(const host::Table &table) {
+    Summary summary;
+    summary.counts.resize(table.columns.size());
+    std::vector<bool> has_rule(table.columns.size(), false);
+    for (const host::OrderRule &rule : table.order) {
+        has_rule[static_cast<std::size_t>(rule.first)] = true;
+        has_rule[static_cast<std::size_t>(rule.second)] = true;
+    }
+    std::map<std::string, std::size_t> patterns;
+    std::vector<Kind> kinds(table.columns.size());
+    std::string signs(table.columns.size(), ' ');
+    for (std::size_t row = 0; row < table.row_count(); ++row) {
+        for (std::size_t c = 0; c < kinds.size(); ++c) {
+            kinds[c] = !table.is_hidden(row, c) ? kObserved : has_rule[c] ? kOrdered : kMissing;
+        }
+        for (std::size_t b = table.bound_begin[row]; b < table.bound_begin[row + 1]; ++b) {
+            const host::Bound &bound = table.bounds[b];
+            Kind &kind = kinds[static_cast<std::size_t>(bound.column)];
+            const bool is_first = b == table.bound_begin[row] || table.bounds[b - 1].column != bound.column;
+            if (bound.other >= 0 || (kind == kOrdered && !is_first)) {
+                kind = kOrdered;
+            } else if (is_first) {
+                kind = bound.is_upper ? kBelow : kAbove;
+            } else if (kind == (bound.is_upper ? kAbove : kBelow)) {
+                kind = kInterval;
+            }
+        }
+        for (std::size_t c = 0; c < kinds.size(); ++c) {
+            ++summary.counts[c][kinds[c]];
+            signs[c] = kKindSigns[kinds[c]];
+        }
+        ++patterns[signs];
+    }
+    for (const auto &[pattern, rows] : patterns) summary.patterns.push_back({pattern, rows});
+    std::stable_sort(summary.patterns.begin(), summary.patterns.end(),
+                     [](const Pattern &a, const Pattern &b) { return a.rows > b.rows; });
+    return summary;
+}
+
+std::vector<std::string> carried_columns(const host::Table &table) {
+    std::vector<std::string> names;
+    for (const host::OutputColumn &column : table.output) {
+        if (column.file_column >= 0) names.push_back(table.file.names[static_cast<std::size_t>(column.file_column)]);
+    }
+    return names;
+}
+
+/** The width of a text on the screen: characters, not bytes. */
+std::size_t width_of(std::string_view text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+}
+
+std::string pad(std::string_view text, std::size_t width) {
+    const std::size_t own = width_of(text);
+    return std::string(text) + std::string(width > own ? width - own : 0, ' ');
+}
+
+std::string in_words(const host::Table &table, const Summary &summary) {
+    const std::vector<std::string> carried = carried_columns(table);
+    const auto count = [](std::size_t number, std::string_view noun) {
+        return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
+    };
+    std::string text = fmt::format("{}: {}, {} read as numbers", table.file.source, count(table.row_count(), "row"),
+                                   count(table.columns.size(), "column"));
+    if (!carried.empty()) text += fmt::format(", {} carried along", carried.size());
+    if (table.levels.size() > 1 || !table.levels.front().empty()) {
+        text += ", " + count(table.levels.size(), "level");
+    }
+    text += "\n\n";
+
+    std::size_t name_width = 6;
+    for (const host::Column &column : table.columns) name_width = std::max(name_width, width_of(column.name));
+    text += pad("column", name_width);
+    for (const char *name : kKindNames) text += fmt::format("  {:>8}", name);
+    text += '\n';
+    for (std::size_t c = 0; c < table.columns.size(); ++c) {
+        text += pad(table.columns[c].name, name_width);
+        for (const std::size_t count : summary.counts[c]) text += fmt::format("  {:>8}", count);
+        text += '\n';
+    }
+
+    // Names stand over the signs while they fit on a line; otherwise the signs stand side by side, in column order.
+    std::size_t names_width = 0;
+    for (const host::Column &column : table.columns) names_width += width_of(column.name) + 2;
+    const bool has_names = names_width <= kMostNameWidth;
+    text += "\npatterns    (# observed  . missing  < below  > above  = interval  ~ ordered)\n    rows      %";
+    for (std::size_t c = 0; has_names && c < table.columns.size(); ++c) text += "  " + table.columns[c].name;
+    text += has_names ? "\n" : "  columns from left to right as above\n";
+    std::size_t other_rows = 0;
+    for (std::size_t p = 0; p < summary.patterns.size(); ++p) {
+        const Pattern &pattern = summary.patterns[p];
+        if (p >= kMostPatterns) {
+            other_rows += pattern.rows;
+            continue;
+        }
+        std::string line =
+            fmt::format("{:>8}  {:>5.1f}", pattern.rows,
+                        100.0 * static_cast<double>(pattern.rows) / static_cast<double>(table.row_count()));
+        if (!has_names) line += "  " + pattern.signs;
+        for (std::size_t c = 0; has_names && c < table.columns.size(); ++c) {
+            line += "  " + pad({&pattern.signs[c], 1}, width_of(table.columns[c].name));
+        }
+        text += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
+    }
+    if (other_rows > 0) {
+        text += fmt::format("{:>8}  {:>5.1f}  in {} other patterns\n", other_rows,
+                            100.0 * static_cast<double>(other_rows) / static_cast<double>(table.row_count()),
+                            summary.patterns.size() - kMostPatterns);
+    }
+    return text;
+}
+
+nlohmann::ordered_json as_json(const host::Table &table, const Summary &summary) {
+    nlohmann::ordered_json json;
+    json["rows"] = table.row_count();
+    json["columns"] = nlohmann::ordered_json::array();
+    for (std::size_t c = 0; c < table.columns.size(); ++c) {
+        nlohmann::ordered_json column = {{"name", table.columns[c].name}};
+        for (std::size_t kind = 0; kind < kKindCount; ++kind) column[kKindNames[kind]] = summary.counts[c][kind];
+        json["columns"].push_back(std::move(column));
+    }
+    json["carried"] = carried_columns(table);
+    json["levels"] = table.levels;
+    json["patterns"] = nlohmann::ordered_json::array();
+    for (const Pattern &pattern : summary.patterns) {
+        json["patterns"].push_back({{"rows", pattern.rows}, {"cells", pattern.signs}});
+    }
+    return json;
+}
+
+nlohmann::ordered_json as_json(const host::Notices &notices) {
+    nlohmann::ordered_json json = nlohmann::ordered_json::array();
+    for (const host::Notice &notice : notices) json.push_back({{"warning", notice.is_warning}, {"text", notice.text}});
+    return json;
+}
+
+nlohmann::ordered_json as_json(const std::vector<host::Problem> &problems) {
+    nlohmann::ordered_json json = nlohmann::ordered_json::array();
+    for (const host::Problem &problem : problems) {
+        nlohmann::ordered_json entry;
+        if (problem.line > 0) entry["line"] = problem.line;
+        if (problem.row > 0) entry["row"] = problem.row;
+        if (!problem.columns.empty()) entry["columns"] = problem.columns;
+        if (!problem.text.empty()) entry["text"] = problem.text;
+        entry["message"] = problem.message;
+        json.push_back(std::move(entry));
+    }
+    return json;
+}
+
+}  // namespace
+
+int run_check(const Options &options) {
+    std::string bytes = host::read_file(options.input);
+    const std::string source = options.input == "-" ? "standard input" : options.input;
+    host::Notices notices;
+    std::optional<host::Table> table;
+    std::optional<host::DataError> error;
+    // A table that contradicts itself can still be shown; one that cannot be read cannot.
+    try {
+        table = host::read_table(source, std::move(bytes), options.read, notices);
+        host::apply_rules(*table, options.rules, notices);
+        (void)host::close_bounds(*table);
+    } catch (const host::DataError &data_error) {
+        error = data_error;
+    }
+    say(options, notices);
+
+    host::OutputFile out("-");
+    if (options.json) {
+        nlohmann::ordered_json json = {{"file", source}};
+        if (table) json.update(as_json(*table, summarise(*table)));
+        json["notices"] = as_json(notices);
+        json["problems"] = error ? as_json(error->problems()) : nlohmann::ordered_json::array();
+        json["problem_count"] = error ? error->problem_count() : 0;
+        out.write(json.dump(2) + "\n");
+    } else if (table) {
+        out.write(in_words(*table, summarise(*table)));
+    }
+    out.commit();
+    if (error) throw *error;
+    return 0;
+}
+
+}  // namespace ullage::cli

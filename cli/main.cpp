@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The program: one command, and its exit code.
+
+#include <exception>
+#include <new>
+
+#include "command_line.h"
+#include "talk.h"
+#include "ullage/host/error.h"
+#include "ullage/host/interrupt.h"
+
+namespace {
+
+/** The exit codes of sysexits, and those of a shell for signals. */
+int exit_code(ullage::host::Fault fault) {
+    using ullage::host::Fault;
+    switch (fault) {
+        case Fault::usage:
+            return 64;
+        case Fault::data:
+            return 65;
+        case Fault::no_input:
+            return 66;
+        case Fault::internal:
+            return 70;
+        case Fault::cannot_create:
+            return 73;
+        case Fault::closed_pipe:
+            return 141;
+        case Fault::interrupted:
+            return 128 + ullage::host::interrupt_signal();
+    }
+    return 70;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    using namespace ullage;
+    try {
+        host::watch_interrupts();
+        const cli::CommandLine command = cli::parse_command_line(argc, argv);
+        return command.run != nullptr ? command.run(command.options) : 0;
+    } catch (const host::Error &error) {
+        // Whoever closed the pipe has seen enough and wants no message.
+        if (error.fault() != host::Fault::closed_pipe) cli::say_error(error.what());
+        return exit_code(error.fault());
+    } catch (const std::bad_alloc &) {
+        cli::say_error("the memory of this machine does not suffice");
+    } catch (const std::exception &error) {
+        cli::say_error(error.what());
+    }
+    return exit_code(host::Fault::internal);
+}

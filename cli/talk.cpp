@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Lines to standard error.
+
+#include "talk.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+namespace ullage::cli {
+
+void say(const Options &options, std::string_view line) {
+    if (!options.quiet) fmt::print(stderr, "{}\n", line);
+}
+
+void say(const Options &options, const host::Notices &notices) {
+    for (const host::Notice &notice : notices) {
+        if (notice.is_warning) {
+            fmt::print(stderr, "ullage: warning: {}\n", notice.text);
+        } else {
+            say(options, "ullage: note: " + notice.text);
+        }
+    }
+}
+
+void say_error(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t end = text.find('\n');
+        fmt::print(stderr, "ullage: {}\n", text.substr(0, end));
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    }
+}
+
+bool stderr_is_terminal() {
+    return isatty(STDERR_FILENO) != 0;
+}
+
+}  // namespace ullage::cli

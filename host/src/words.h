@@ -1,0 +1,24 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Pieces of the user's text, made fit for a message or a comparison.
+
+#ifndef ULLAGE_HOST_WORDS_H
+#define ULLAGE_HOST_WORDS_H
+
+#include <string>
+#include <string_view>
+
+namespace ullage::host {
+
+/** The text without blanks, tabs and no-break spaces at its ends. */
+[[nodiscard]] std::string_view trim(std::string_view text);
+
+/** The text between double quotes, cut behind some 60 characters, with control characters as blanks. */
+[[nodiscard]] std::string quote(std::string_view text);
+
+/** "1 row", "2 rows". */
+[[nodiscard]] std::string count_of(std::size_t count, std::string_view noun);
+
+}  // namespace ullage::host
+
+#endif
