@@ -100,14 +100,14 @@ std::string pad(std::string_view text, std::size_t width) {
 
 std::string in_words(const host::Table &table, const Summary &summary) {
     const std::vector<std::string> carried = carried_columns(table);
-    const auto count = [](std::size_t number, std::string_view noun) {
+    const auto number_of = [](std::size_t number, std::string_view noun) {
         return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
     };
-    std::string text = fmt::format("{}: {}, {} read as numbers", table.file.source, count(table.row_count(), "row"),
-                                   count(table.columns.size(), "column"));
+    std::string text = fmt::format("{}: {}, {} read as numbers", table.file.source, number_of(table.row_count(), "row"),
+                                   number_of(table.columns.size(), "column"));
     if (!carried.empty()) text += fmt::format(", {} carried along", carried.size());
     if (table.levels.size() > 1 || !table.levels.front().empty()) {
-        text += ", " + count(table.levels.size(), "level");
+        text += ", " + number_of(table.levels.size(), "level");
     }
     text += "\n\n";
 

@@ -5,6 +5,7 @@
 #include "command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <iostream>
@@ -62,19 +63,22 @@ public:
 
     std::vector<CLI::ConfigItem> from_config(std::istream &input) const override {
         std::vector<CLI::ConfigItem> given = ConfigBase::from_config(input);
-        const std::vector<CLI::App *> commands = app_.get_subcommands();
-        if (commands.empty()) return {};
+        const std::vector<CLI::App *> chosen = app_.get_subcommands();
+        if (chosen.empty()) return {};
         std::vector<CLI::ConfigItem> known;
         for (CLI::ConfigItem &item : given) {
-            const std::string dashes = item.name.size() == 1 ? "-" : "--";
-            // One file serves all commands: what only another command has is not for this one.
-            bool is_for_another = false;
-            for (const CLI::App *command : app_.get_subcommands([](const CLI::App *) { return true; })) {
-                is_for_another = is_for_another || command->get_option_no_throw(dashes + item.name) != nullptr;
-            }
-            if (commands.front()->get_option_no_throw(dashes + item.name) != nullptr || !is_for_another) {
-                if (item.parents.empty() && is_for_another) item.parents = {commands.front()->get_name()};
+            const std::string name = (item.name.size() == 1 ? "-" : "--") + item.name;
+            if (item.parents.empty() && chosen.front()->get_option_no_throw(name) != nullptr) {
+                item.parents = {chosen.front()->get_name()};
                 known.push_back(std::move(item));
+                continue;
+            }
+            // One file serves all commands: what only another command knows is not for this one.
+            const auto all = app_.get_subcommands([](const CLI::App *) { return true; });
+            if (!item.parents.empty() || std::none_of(all.begin(), all.end(), [&](const CLI::App *command) {
+                    return command->get_option_no_throw(name) != nullptr;
+                })) {
+                throw CLI::ConfigError("there is no option " + item.fullname());
             }
         }
         return known;
