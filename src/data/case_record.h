@@ -34,6 +34,7 @@ struct CaseRecord {
     double *values;
     CellState *states;
     CaseRecord *next;
+    std::int32_t pattern_index;  // of its pattern of unobserved cells among those of the group
 };
 
 // Whether a call for that group number concerns the case: every case outside mixture mode.

@@ -44,8 +44,8 @@ int32_t DS_KeyGroupDef(const char16_t *group_name, const char16_t *data_text) {
     if (group == nullptr || group->definition_tried) return 1;
     const std::u16string_view name = group_name == nullptr ? u"" : group_name;
     const std::u16string_view label = kLoadLabel;
-    if (!string_pool_has_room(group->strings, name.size() + label.size() + 2, 2)) return 1;
     group->definition_tried = true;
+    if (!string_pool_has_room(group->strings, name.size() + label.size() + 2, 2)) return 1;
     group->group_name = string_pool_add(group->strings, name);
     group->data_label = string_pool_add(group->strings, label);
 

@@ -6,11 +6,13 @@
 #include <algorithm>
 #include <limits>
 #include <string_view>
+#include <vector>
 
 #include "data/case_record.h"
 #include "data/cell_text.h"
 #include "data/load.h"
 #include "data/number_text.h"
+#include "data/pattern_table.h"
 #include "frame/log.h"
 
 namespace {
@@ -76,19 +78,20 @@ bool read_group_id(DataTextReader &reader, std::int32_t &id) {
     return read_numeric_item(reader, kRecordItemLimit, value) && truncate_to_int32(value + 0.01, id);
 }
 
-void tally_cell_states(CaseRecord &record, std::int32_t variable_count) {
+void tally_cell_states(CaseRecord &record, std::int32_t variable_count, PatternCollector &patterns) {
+    patterns.begin();
     for (std::int32_t i = 0; i < variable_count; ++i) {
         const CellState cell = record.states[i];
-        if (cell == &MissingMarker) {
-            ++record.missing_count;
-        } else if (cell != nullptr) {
-            ++record.bounded_count;
-        }
+        if (cell == nullptr) continue;
+        patterns.mark_unobserved(i);
+        ++(cell == &MissingMarker ? record.missing_count : record.bounded_count);
     }
+    record.pattern_index = patterns.find_or_add();
 }
 
 // Read one line into the current case. Nothing is undone on 1.
-int read_one_record(const Group &group, DataTextReader &reader, bool mixture_mode, std::int32_t &weight) {
+int read_one_record(const Group &group, DataTextReader &reader, bool mixture_mode, PatternCollector &patterns,
+                    std::int32_t &weight) {
     weight = 1;
     const bool has_weight = group.weight_index >= 0;
     const std::int32_t item_count = group.variable_count + (has_weight ? 1 : 0);
@@ -126,7 +129,7 @@ int read_one_record(const Group &group, DataTextReader &reader, bool mixture_mod
             if (parse_cell(group, item, is_behind_weight ? column - 1 : column) != 0) return 1;
         }
     }
-    tally_cell_states(record, group.variable_count);
+    tally_cell_states(record, group.variable_count, patterns);
     return 0;
 }
 
@@ -151,6 +154,7 @@ int load_group_cases(Group &group, DataTextReader &reader, bool mixture_mode) {
     reader_rewind_to_records(reader);
     const auto variable_count = static_cast<std::size_t>(group.variable_count);
     state.current_record = nullptr;
+    PatternCollector patterns(group.variable_count);
     CaseRun run{};
     for (std::int32_t line = 0; line < reader.case_count; ++line) {
         if (run.room == 0) {
@@ -162,13 +166,17 @@ int load_group_cases(Group &group, DataTextReader &reader, bool mixture_mode) {
         state.current_states = state.current_record->states;
         if (line == 0) group.first_case = state.current_record;
         std::int32_t weight;
-        if (read_one_record(group, reader, mixture_mode, weight) != 0) return 1;
+        if (read_one_record(group, reader, mixture_mode, patterns, weight) != 0) return 1;
         if (weight > std::numeric_limits<std::int32_t>::max() - group.case_count) return 1;
         if (weight > 1) repeat_case(static_cast<std::size_t>(weight) - 1, variable_count);
         group.case_count += weight;
     }
+    const std::vector<std::int32_t> new_index = patterns.sort_into(group);
     group.case_index = std::make_unique_for_overwrite<CaseRecord *[]>(static_cast<std::size_t>(group.case_count));
     CaseRecord **entry = group.case_index.get();
-    for (CaseRecord *record = group.first_case; record != nullptr; record = record->next) *entry++ = record;
+    for (CaseRecord *record = group.first_case; record != nullptr; record = record->next) {
+        record->pattern_index = new_index[static_cast<std::size_t>(record->pattern_index)];
+        *entry++ = record;
+    }
     return 0;
 }

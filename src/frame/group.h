@@ -62,6 +62,10 @@ struct Group {
 
     bool definition_tried;  // DS_KeyGroupDef takes a group once, however that ends
     Group *created_before;  // the chain of all groups that exist, listed or not
+
+    std::int32_t pattern_count;                       // distinct patterns of unobserved cells
+    std::unique_ptr<std::uint64_t[]> pattern_words;   // the patterns in ascending order, see data/pattern_table.h
+    std::unique_ptr<std::uint32_t[]> pattern_places;  // one word per pattern for the pass at hand
 };
 
 // Build a group and link it behind previous, if there is one. On std::bad_alloc nothing has changed.

@@ -7,10 +7,9 @@
 #include <cstddef>
 #include <numeric>
 
-#include "data/case_record.h"
 #include "frame/log.h"
 #include "frame/session_state.h"
-#include "impute/impute_case.h"
+#include "impute/imputation_pass.h"
 #include "impute/random_source.h"
 #include "matrix/packed.h"
 #include "matrix/packed_inverse.h"
@@ -43,20 +42,6 @@ void conventional_prepare(std::int32_t nv, const double *covariance) {
     state.prepared_order = nv;
 }
 
-// Impute the cases first to last, counted from 1, as far as they are selected.
-int impute_group(const Group &group, std::int32_t group_number, const double *means, std::int32_t first,
-                 std::int32_t last) {
-    state.current_record = nullptr;
-    for (std::int32_t i = first - 1; i < last; ++i) {
-        state.current_record = group.case_index[static_cast<std::size_t>(i)];
-        if (!is_selected(*state.current_record, group_number)) continue;
-        state.current_values = state.current_record->values;
-        state.current_states = state.current_record->states;
-        if (impute_case(group, means, state.workspace_covariance) != 0) return 1;
-    }
-    return 0;
-}
-
 // Whether a range, with its zeros replaced, lies within the group. The first case is a good beginning of any group.
 bool is_range_good(std::int32_t first, std::int32_t last, std::int32_t case_count) {
     return first >= 1 && (first == 1 || first <= case_count) && last >= 0 && last <= case_count;
@@ -80,5 +65,5 @@ int32_t DS_Impute(int32_t group_number, const double *means, const double *covar
         warn_if_singular(nv, covariance);
         conventional_prepare(nv, covariance);
     }
-    return impute_group(*group, group_number, means, first, last);
+    return impute_group(*group, group_number, means, state.workspace_covariance, first, last);
 }

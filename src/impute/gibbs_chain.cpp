@@ -109,14 +109,9 @@ PassResult gibbs_sweep(const Group &group, const ChainModel &model, double *chai
 
 }  // namespace
 
-int gibbs_prepare(std::int32_t n, const double *conditional_covariance, double *coefficients, double *chain_sd) {
-    pool_mark(state.WorkPool);
-    const PoolMarkGuard release(state.WorkPool);
-    auto *inverse = pool_array<double>(state.WorkPool, packed_size(n));
-    if (invert_packed_strict(n, conditional_covariance, inverse) != 0) {
-        log_printf(state.ErrorLog, u"Couldn't invert covariance matrix in gibbs_prepare().\n");
-        return 1;
-    }
+int gibbs_prepare(std::int32_t n, const double *conditional_covariance, double *inverse, double *coefficients,
+                  double *chain_sd) {
+    if (invert_packed_strict(n, conditional_covariance, inverse) != 0) return 1;
     unpack_symmetric(n, inverse, coefficients);
     for (std::int32_t i = 0; i < n; ++i) {
         double *row = coefficients + static_cast<std::size_t>(i) * static_cast<std::size_t>(n);

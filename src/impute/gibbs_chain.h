@@ -10,7 +10,7 @@
 
 #include "frame/group.h"
 
-// The conditional model of one case. t, j and k count along its unobserved cells, in ascending order of variable.
+// What the chain of one case goes by. t, j and k count along its unobserved cells, in ascending order of variable.
 struct ChainModel {
     std::int32_t n;                  // number of unobserved cells
     const std::int32_t *unobserved;  // n variable indices
@@ -21,9 +21,9 @@ struct ChainModel {
 };
 
 // Turn a packed conditional covariance of order n into coefficients (n by n) and chain_sd (n), as ChainModel has them.
-// 1 after a message to the error log if it cannot be inverted.
-[[nodiscard]] int gibbs_prepare(std::int32_t n, const double *conditional_covariance, double *coefficients,
-                                double *chain_sd);
+// inverse: a packed matrix of scratch. 1 if the covariance cannot be inverted.
+[[nodiscard]] int gibbs_prepare(std::int32_t n, const double *conditional_covariance, double *inverse,
+                                double *coefficients, double *chain_sd);
 
 // Move the chain of the current case: by one sweep if its cells hold numbers, by a start and the first sweeps
 // otherwise. chain_state: n doubles of scratch. On 1, after a message to the error log, the cells hold what was drawn

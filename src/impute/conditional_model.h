@@ -1,0 +1,51 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// The distribution of the unobserved cells given the observed ones, for one pattern of unobserved cells.
+//
+// All of it but the conditional means depends on the covariance and the pattern alone, so it is built once for all
+// cases of a pattern. What cannot be built is noted here and reported when a case needs it.
+
+#ifndef ULLAGE_IMPUTE_CONDITIONAL_MODEL_H
+#define ULLAGE_IMPUTE_CONDITIONAL_MODEL_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "impute/gibbs_chain.h"
+
+// A pattern of the group, and for which ways of drawing its model is needed.
+struct PatternNeeds {
+    std::int32_t pattern;
+    bool root;   // direct draw
+    bool chain;  // Gibbs chain
+};
+
+struct ConditionalModel {
+    std::int32_t observed_count;    // m
+    std::int32_t unobserved_count;  // n
+    const std::int32_t *order;      // the m observed variables, then the n unobserved ones, each in ascending order
+    const double *regression;       // see predict_deviations
+    const double *root;             // packed, order n: lower triangular root of the conditional covariance; null if it
+                                    // has none
+    const double *coefficients;     // n by n, as ChainModel has them; null if the conditional covariance has no inverse
+    const double *chain_sd;         // n
+    const double *start_sd;         // n
+    std::int32_t negative_variances;  // on the diagonal of the conditional covariance
+};
+
+// Bytes of WorkPool that a model takes in all.
+[[nodiscard]] std::size_t conditional_model_bytes(std::int32_t variable_count, std::int32_t unobserved_count,
+                                                  const PatternNeeds &needs);
+
+// Build a model in WorkPool from a covariance swept on the observed variables, of which only the unobserved rows are
+// read: rows of stride doubles. order must outlive the model; scratch has room for 2 packed matrices of order n.
+[[nodiscard]] ConditionalModel build_conditional_model(std::int32_t observed_count, std::int32_t unobserved_count,
+                                                       const std::int32_t *order, const double *swept,
+                                                       std::size_t stride, const PatternNeeds &needs, double *scratch);
+
+// The predicted deviations of the unobserved cells from their means: for each the sum over the observed variables of
+// coefficient times deviation. deviations: m doubles; predicted: n doubles, filled up to whole vectors.
+void predict_deviations(const ConditionalModel &model, const double *deviations, double *predicted);
+
+#endif

@@ -1,0 +1,188 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// One pass over a range of cases.
+//
+// The cases are taken in chunks. For each chunk the models of its distinct patterns are built, and then its cases are
+// drawn in load order, so that the numbers of the source, the messages and the failures come as if each case built its
+// own model.
+
+#include "impute/imputation_pass.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "data/case_record.h"
+#include "data/pattern_table.h"
+#include "frame/log.h"
+#include "impute/conditional_model.h"
+#include "impute/gibbs_chain.h"
+#include "impute/random_source.h"
+#include "impute/shared_sweep.h"
+#include "matrix/vector_kernel.h"
+
+namespace {
+
+// What the models of a chunk may take, the last one excepted. More lets more patterns share the beginning of a sweep;
+// less keeps the models in the processor's cache until their cases are drawn.
+constexpr std::size_t kChunkBytes = std::size_t{1} << 20;
+
+enum class CaseMode { none, conventional, gibbs };
+
+CaseMode choose_mode(const CaseRecord &record) {
+    if (record.bounded_count > 0) return CaseMode::gibbs;
+    if (record.missing_count == 0) return CaseMode::none;
+    return state.force_level > 1 ? CaseMode::gibbs : CaseMode::conventional;
+}
+
+std::int32_t unobserved_count(const CaseRecord &record) {
+    return record.missing_count + record.bounded_count;
+}
+
+// The distinct patterns of a chunk of cases. A pattern belongs to the chunk if the entry at its place names it, so the
+// places never have to be cleared (the sparse set of Briggs and Torczon 1993).
+struct ChunkPatterns {
+    std::uint32_t *places;   // one per pattern of the group
+    PatternNeeds *patterns;  // those of the chunk
+    std::uint32_t count;
+};
+
+PatternNeeds *find_pattern(const ChunkPatterns &chunk, std::int32_t pattern) {
+    const std::uint32_t place = chunk.places[pattern];
+    return place < chunk.count && chunk.patterns[place].pattern == pattern ? &chunk.patterns[place] : nullptr;
+}
+
+// Note what the cases from first on need, up to last or until the models take a chunk's memory. Gives the end of the
+// chunk, whose patterns are then in ascending order.
+std::int32_t collect_patterns(const Group &group, std::int32_t group_number, std::int32_t first, std::int32_t last,
+                              ChunkPatterns &chunk) {
+    chunk.count = 0;
+    std::size_t bytes = 0;
+    std::int32_t i = first;
+    for (; i < last; ++i) {
+        const CaseRecord &record = *group.case_index[static_cast<std::size_t>(i)];
+        const CaseMode mode = choose_mode(record);
+        if (mode == CaseMode::none || !is_selected(record, group_number)) continue;
+        const PatternNeeds needed{record.pattern_index, mode == CaseMode::conventional, mode == CaseMode::gibbs};
+        PatternNeeds *noted = find_pattern(chunk, record.pattern_index);
+        if (noted != nullptr && noted->root >= needed.root && noted->chain >= needed.chain) continue;
+        if (bytes > kChunkBytes) break;
+        bytes += conditional_model_bytes(group.variable_count, unobserved_count(record), needed);
+        if (noted == nullptr) {
+            chunk.places[record.pattern_index] = chunk.count;
+            chunk.patterns[chunk.count++] = needed;
+        } else {
+            noted->root = noted->root || needed.root;
+            noted->chain = noted->chain || needed.chain;
+        }
+    }
+    std::sort(chunk.patterns, chunk.patterns + chunk.count,
+              [](const PatternNeeds &left, const PatternNeeds &right) { return left.pattern < right.pattern; });
+    for (std::uint32_t place = 0; place < chunk.count; ++place) chunk.places[chunk.patterns[place].pattern] = place;
+    return i;
+}
+
+// Scratch of the drawing of a case, sized for all variables.
+struct CaseScratch {
+    double *deviations;
+    double *conditional_mean;  // filled up to whole vectors
+    double *chain_state;
+    double *values_before;
+};
+
+// One vector from the conditional distribution; nothing that the cells held before plays a part.
+int draw_directly(const ConditionalModel &model, const std::int32_t *unobserved, const CaseScratch &scratch) {
+    if (model.root == nullptr) {
+        log_printf(state.ErrorLog, u"Error: Couldn't find square root of matrix.");
+        return 1;
+    }
+    if (state.random_source == nullptr) {
+        log_printf(state.ErrorLog, u"No random source was given.\n");
+        return 1;
+    }
+    next_multivariate_normal(model.unobserved_count, scratch.chain_state, scratch.conditional_mean, model.root);
+    for (std::int32_t t = 0; t < model.unobserved_count; ++t) {
+        state.current_values[unobserved[t]] = scratch.chain_state[t];
+    }
+    return 0;
+}
+
+int draw_by_chain(const Group &group, const ConditionalModel &model, const std::int32_t *unobserved,
+                  const CaseScratch &scratch) {
+    if (model.coefficients == nullptr) {
+        log_printf(state.ErrorLog, u"Couldn't invert covariance matrix in gibbs_prepare().\n");
+        return 1;
+    }
+    for (std::int32_t t = 0; t < model.negative_variances; ++t) log_printf(state.TraceLog, u"less than zero\n");
+    for (std::int32_t t = 0; t < model.unobserved_count; ++t) {
+        scratch.values_before[t] = state.current_values[unobserved[t]];
+    }
+    const ChainModel chain{model.unobserved_count, unobserved,     scratch.conditional_mean,
+                           model.coefficients,     model.chain_sd, model.start_sd};
+    if (run_chain(group, chain, scratch.chain_state) == 0) return 0;
+    for (std::int32_t t = 0; t < model.unobserved_count; ++t) {
+        state.current_values[unobserved[t]] = scratch.values_before[t];
+    }
+    return 1;
+}
+
+// Draw the unobserved cells of the current case.
+int impute_case(const Group &group, const double *means, CaseMode mode, const ConditionalModel &model,
+                const CaseScratch &scratch) {
+    const std::int32_t *observed = model.order;
+    const std::int32_t *unobserved = model.order + model.observed_count;
+    for (std::int32_t k = 0; k < model.observed_count; ++k) {
+        const std::int32_t o = observed[k];
+        scratch.deviations[k] = state.current_values[o] - means[o];
+    }
+    predict_deviations(model, scratch.deviations, scratch.conditional_mean);
+    for (std::int32_t t = 0; t < model.unobserved_count; ++t) {
+        scratch.conditional_mean[t] = means[unobserved[t]] + scratch.conditional_mean[t];
+    }
+    return mode == CaseMode::conventional ? draw_directly(model, unobserved, scratch)
+                                          : draw_by_chain(group, model, unobserved, scratch);
+}
+
+// Draw the selected cases first to last - 1, whose patterns are all in the chunk.
+int draw_cases(const Group &group, std::int32_t group_number, const double *means, std::int32_t first,
+               std::int32_t last, const ChunkPatterns &chunk, const ConditionalModel *models,
+               const CaseScratch &scratch) {
+    for (std::int32_t i = first; i < last; ++i) {
+        state.current_record = group.case_index[static_cast<std::size_t>(i)];
+        const CaseRecord &record = *state.current_record;
+        if (!is_selected(record, group_number)) continue;
+        state.current_values = record.values;
+        state.current_states = record.states;
+        const CaseMode mode = choose_mode(record);
+        if (mode == CaseMode::none) continue;
+        if (impute_case(group, means, mode, models[chunk.places[record.pattern_index]], scratch) != 0) return 1;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int impute_group(const Group &group, std::int32_t group_number, const double *means, const double *covariance,
+                 std::int32_t first, std::int32_t last) {
+    RegionPool &pool = state.WorkPool;
+    pool_mark(pool);
+    const PoolMarkGuard release_pass(pool);
+    const auto nv = static_cast<std::size_t>(group.variable_count);
+    const CaseScratch scratch{pool_array<double>(pool, nv), pool_array<double>(pool, padded_length(nv)),
+                              pool_array<double>(pool, nv), pool_array<double>(pool, nv)};
+    const std::size_t most_patterns =
+        std::min(static_cast<std::size_t>(group.pattern_count), kChunkBytes / sizeof(ConditionalModel) + 1);
+    ChunkPatterns chunk{group.pattern_places.get(), pool_array<PatternNeeds>(pool, most_patterns), 0};
+    auto *models = pool_array<ConditionalModel>(pool, most_patterns);
+
+    state.current_record = nullptr;
+    for (std::int32_t begin = first - 1; begin < last;) {
+        pool_mark(pool);
+        const PoolMarkGuard release_chunk(pool);
+        const std::int32_t end = collect_patterns(group, group_number, begin, last, chunk);
+        build_models(group, covariance, chunk.count, chunk.patterns, models);
+        if (draw_cases(group, group_number, means, begin, end, chunk, models, scratch) != 0) return 1;
+        begin = end;
+    }
+    return 0;
+}

@@ -1,0 +1,177 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+//
+// The conditional models of many patterns at once.
+//
+// The covariance is swept on the observed variables of a pattern in ascending order. Sorted patterns are a tree: those
+// that agree on the first variables share the sweep on them. The tree is walked depth first. Where patterns part, those
+// in which the variable is observed go on with a swept copy, and those in which it is not with the matrix as it is. A
+// pattern that is left alone finishes its sweep several pivots at a time. Every element gets the same updates in the
+// same order as in a sweep of its pattern alone, as far as it is ever read.
+
+#include "impute/shared_sweep.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "data/pattern_table.h"
+#include "frame/session_state.h"
+#include "matrix/packed.h"
+#include "matrix/row_sweep_kernel.h"
+#include "matrix/vector_kernel.h"
+
+namespace {
+
+// What the copies of the matrix may take in all. Two are always made; more save work where patterns part.
+constexpr std::size_t kCopiesBytes = std::size_t{16} << 20;
+
+struct SharedSweep {
+    const Group *group;
+    std::int32_t variable_count;
+    std::size_t stride;  // of a row of a matrix
+    const PatternNeeds *patterns;
+    ConditionalModel *models;
+    const std::int32_t *all_variables;  // 0, 1, 2, ...
+    std::int32_t *missing;              // the unobserved variables on the way from the root of the tree
+    double *matrices;                   // copies, one for each level of the walk
+    std::size_t level_count;
+    double *scratch;  // for build_conditional_model
+};
+
+double *matrix_of_level(const SharedSweep &sweep, std::size_t level) {
+    return sweep.matrices + level * static_cast<std::size_t>(sweep.variable_count) * sweep.stride;
+}
+
+// Whether a variable can be swept on; if so, gives the pivot.
+bool take_pivot(const SharedSweep &sweep, const double *matrix, std::int32_t variable, SweepPivot &pivot) {
+    const auto k = static_cast<std::size_t>(variable);
+    const double element = matrix[k * sweep.stride + k];
+    if (std::fabs(element) < kPivotTolerance) return false;  // a NaN is swept
+    pivot = {k, 1.0 / element};
+    return true;
+}
+
+// Sweep the first observed_count variables of order, from the position done on, one pattern alone. Only rows behind the
+// present position of order are read again.
+void finish_sweep(const SharedSweep &sweep, double *matrix, const std::int32_t *order, std::int32_t observed_count,
+                  std::int32_t done) {
+    while (done < observed_count) {
+        SweepPivot pivots[kPivotBlock];
+        std::size_t taken = 0;
+        for (; done < observed_count && taken < kPivotBlock; ++done) {
+            // The other rows wait for the whole block, but the row of the next pivot is needed now.
+            for (std::size_t p = 0; p < taken; ++p) {
+                sweep_rows_kernel(sweep.stride, matrix, matrix, 1, order + done, pivots[p]);
+            }
+            if (take_pivot(sweep, matrix, order[done], pivots[taken])) ++taken;
+        }
+        const auto row_count = static_cast<std::size_t>(sweep.variable_count - done);
+        if (taken == kPivotBlock) {
+            sweep_rows_by_block_kernel(sweep.stride, matrix, row_count, order + done, pivots);
+        } else {
+            for (std::size_t p = 0; p < taken; ++p) {
+                sweep_rows_kernel(sweep.stride, matrix, matrix, row_count, order + done, pivots[p]);
+            }
+        }
+    }
+}
+
+// The model of one pattern, from a matrix that is swept on its observed variables below depth.
+void finish_pattern(const SharedSweep &sweep, std::size_t position, std::int32_t depth, double *matrix) {
+    const std::uint64_t *pattern = pattern_words(*sweep.group, sweep.patterns[position].pattern);
+    auto *order = pool_array<std::int32_t>(state.WorkPool, static_cast<std::size_t>(sweep.variable_count));
+    std::int32_t observed_count = 0;
+    std::int32_t done = 0;
+    for (std::int32_t i = 0; i < sweep.variable_count; ++i) {
+        if (is_unobserved(pattern, i)) continue;
+        if (i < depth) ++done;
+        order[observed_count++] = i;
+    }
+    std::int32_t *unobserved = order + observed_count;
+    for (std::int32_t i = 0; i < sweep.variable_count; ++i) {
+        if (is_unobserved(pattern, i)) *unobserved++ = i;
+    }
+    finish_sweep(sweep, matrix, order, observed_count, done);
+    sweep.models[position] = build_conditional_model(observed_count, sweep.variable_count - observed_count, order,
+                                                     matrix, sweep.stride, sweep.patterns[position], sweep.scratch);
+}
+
+// Sweep the matrix of a level on a variable, into the same matrix or that of another level, on all rows that any
+// pattern can still read: the unobserved variables on the way here and all later ones.
+void sweep_shared_rows(const SharedSweep &sweep, const double *from, double *to, std::int32_t variable,
+                       std::size_t missing_count) {
+    const std::int32_t *later = sweep.all_variables + variable + 1;
+    const auto later_count = static_cast<std::size_t>(sweep.variable_count - variable - 1);
+    SweepPivot pivot;
+    if (take_pivot(sweep, from, variable, pivot)) {
+        sweep_rows_kernel(sweep.stride, from, to, missing_count, sweep.missing, pivot);
+        sweep_rows_kernel(sweep.stride, from, to, later_count, later, pivot);
+    } else if (from != to) {
+        std::copy_n(from, static_cast<std::size_t>(sweep.variable_count) * sweep.stride, to);
+    }
+}
+
+// Build the models of the patterns first to last - 1, which agree below depth, from the matrix of a level.
+void descend(const SharedSweep &sweep, std::size_t first, std::size_t last, std::int32_t depth,
+             std::size_t missing_count, std::size_t level) {
+    double *matrix = matrix_of_level(sweep, level);
+    for (; last - first > 1; ++depth) {
+        double *copy = matrix_of_level(sweep, level + 1);
+        if (level + 2 == sweep.level_count) {
+            // No room to part any further: each pattern for itself.
+            for (; last - first > 1; ++first) {
+                std::copy_n(matrix, static_cast<std::size_t>(sweep.variable_count) * sweep.stride, copy);
+                finish_pattern(sweep, first, depth, copy);
+            }
+            break;
+        }
+        const PatternNeeds *parting =
+            std::partition_point(sweep.patterns + first, sweep.patterns + last, [&](const PatternNeeds &needs) {
+                return !is_unobserved(pattern_words(*sweep.group, needs.pattern), depth);
+            });
+        const auto middle = static_cast<std::size_t>(parting - sweep.patterns);
+        if (middle == last) {
+            sweep_shared_rows(sweep, matrix, matrix, depth, missing_count);
+            continue;
+        }
+        if (middle > first) {
+            sweep_shared_rows(sweep, matrix, copy, depth, missing_count);
+            descend(sweep, first, middle, depth + 1, missing_count, level + 1);
+            first = middle;
+        }
+        sweep.missing[missing_count++] = depth;
+    }
+    finish_pattern(sweep, first, depth, matrix);
+}
+
+}  // namespace
+
+void build_models(const Group &group, const double *covariance, std::size_t pattern_count, const PatternNeeds *patterns,
+                  ConditionalModel *models) {
+    if (pattern_count == 0) return;
+    const auto nv = static_cast<std::size_t>(group.variable_count);
+    RegionPool &pool = state.WorkPool;
+    SharedSweep sweep{};
+    sweep.group = &group;
+    sweep.variable_count = group.variable_count;
+    sweep.stride = padded_length(nv);
+    sweep.patterns = patterns;
+    sweep.models = models;
+    const std::size_t matrix_size = array_bytes(nv, sweep.stride);
+    // A level for each variable at which patterns can part, one for the beginning, and one for copies.
+    sweep.level_count = std::clamp(kCopiesBytes / sizeof(double) / matrix_size, std::size_t{2}, nv + 2);
+    sweep.matrices = pool_array<double>(pool, array_bytes(sweep.level_count, matrix_size));
+    auto *all_variables = pool_array<std::int32_t>(pool, nv);
+    std::iota(all_variables, all_variables + nv, 0);
+    sweep.all_variables = all_variables;
+    sweep.missing = pool_array<std::int32_t>(pool, nv);
+    sweep.scratch = pool_array<double>(pool, 2 * packed_size(group.variable_count));
+
+    for (std::size_t i = 0; i < nv; ++i) {
+        double *row = sweep.matrices + i * sweep.stride;
+        std::copy_n(covariance + i * nv, nv, row);
+        std::fill(row + nv, row + sweep.stride, 0.0);
+    }
+    descend(sweep, 0, pattern_count, 0, 0, 0);
+}
