@@ -19,23 +19,22 @@ test:
 
 # The example host on the airquality measurements, against an installed copy of the library.
 demo:
-	$(install) demo
-	cmake --preset release -D ULLAGE_BUILD_TESTS=OFF -D ULLAGE_BUILD_HOST=OFF -B build/demo
-	cmake --build build/demo --parallel $(jobs)
+	$(install) examples
+	cmake --preset demo
+	cmake --build --preset demo --parallel $(jobs)
 	cmake --install build/demo --component engine --prefix build/demo/installed
 	cmake -S examples -B build/demo/examples -G Ninja -D CMAKE_BUILD_TYPE=Release \
 	      -D CMAKE_PREFIX_PATH=$(CURDIR)/build/demo/installed
 	cmake --build build/demo/examples --parallel $(jobs)
-	build/demo/examples/airquality examples/airquality.csv
+	cd build/demo && examples/airquality $(CURDIR)/examples/airquality.csv
 
 # Write the sources anew in the project's format.
 format:
 	$(install) format
 	python3 tools/check_format.py --write
 
-# Static analysis of the engine, with the checks chosen in .clang-tidy.
+# Static analysis of the library, the host and the program, with the checks chosen in .clang-tidy.
 tidy:
 	$(install) tidy
-	cmake --preset release
-	cmake --build --preset release --parallel $(jobs)
-	python3 tools/tidy.py build/release
+	cmake --preset clang-release -D ULLAGE_BUILD_TESTS=OFF -B build/tidy
+	run-clang-tidy -quiet -p build/tidy '$(CURDIR)/(src|host|cli)/'

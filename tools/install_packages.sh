@@ -7,15 +7,16 @@ set -eu
 
 packages() {
     case $1 in
-        build) echo cmake ninja-build g++ pkgconf libboost-dev libeigen3-dev librandom123-dev ;;
-        test) packages build; packages examples; echo libgtest-dev python3 clang-format ;;
-        examples) packages build; echo liblapacke-dev libblas-dev ;;
-        demo) packages examples ;;
-        bench) packages build; echo libbenchmark-dev python3 ;;
-        fuzz) packages build; echo clang ;;
-        format) echo clang-format ;;
-        tidy) packages test; echo clang-tidy ;;
-        *) echo "install_packages.sh: unknown purpose '$1'; known are build, test, examples, demo, bench, fuzz," \
+        engine) echo cmake ninja-build g++ ;;
+        host) packages engine; echo libboost-dev libcli11-dev libcsv-dev libeigen3-dev libfmt-dev librandom123-dev \
+                                    libssl-dev libutfcpp-dev nlohmann-json3-dev ;;
+        examples) packages engine; echo pkgconf libboost-dev libeigen3-dev librandom123-dev liblapacke-dev libblas-dev ;;
+        test) packages host; packages examples; echo binutils clang-format libgtest-dev python3 ;;
+        bench) packages host; echo libbenchmark-dev python3 ;;
+        fuzz) packages engine; echo clang ;;
+        format) echo clang-format python3 ;;
+        tidy) packages host; echo clang clang-tidy ;;
+        *) echo "install_packages.sh: unknown purpose '$1'; known are engine, host, examples, test, bench, fuzz," \
                 "format, tidy" >&2; exit 64 ;;
     esac
 }
