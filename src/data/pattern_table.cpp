@@ -6,6 +6,7 @@
 #include "data/pattern_table.h"
 
 #include <algorithm>
+#include <bit>
 #include <memory>
 #include <numeric>
 
@@ -23,6 +24,22 @@ std::uint64_t hash_words(const std::uint64_t *words, std::size_t count) {
 }
 
 }  // namespace
+
+std::int32_t list_variables(const std::uint64_t *pattern, std::int32_t variable_count, bool unobserved,
+                            std::int32_t *variables) {
+    std::int32_t *next = variables;
+    for (std::int32_t begin = 0; begin < variable_count; begin += 64) {
+        std::uint64_t word = unobserved ? pattern[begin / 64] : ~pattern[begin / 64];
+        const std::int32_t length = std::min(variable_count - begin, std::int32_t{64});
+        if (length < 64) word &= ~(~std::uint64_t{0} >> length);
+        for (; word != 0; ++next) {
+            const int leading = std::countl_zero(word);
+            *next = begin + leading;
+            word &= ~(std::uint64_t{1} << (63 - leading));
+        }
+    }
+    return static_cast<std::int32_t>(next - variables);
+}
 
 PatternCollector::PatternCollector(std::int32_t variable_count)
     : word_count_(words_per_pattern(variable_count)), words_(word_count_), slots_(64, kEmpty) {}

@@ -29,6 +29,11 @@
     return (pattern[variable / 64] >> (63 - variable % 64) & 1) != 0;
 }
 
+// Write the indices of the unobserved variables of a pattern, or of the observed ones, in ascending order; gives their
+// number.
+std::int32_t list_variables(const std::uint64_t *pattern, std::int32_t variable_count, bool unobserved,
+                            std::int32_t *variables);
+
 // Collects the patterns of a load: begin, mark_unobserved for each unobserved cell, find_or_add, for case after case.
 class PatternCollector {
 public:

@@ -42,7 +42,6 @@ struct SessionState {
     std::int32_t workspace_dimension;
     double *workspace_covariance;
     double *workspace_swept;
-    double *workspace_vector;
     char16_t LastErrorText[500];
     char16_t ReaderErrorText[200];
     TextStream *ErrorLog;

@@ -14,12 +14,10 @@ void workspace_allocate(std::int32_t dimension) {
     const auto n = static_cast<std::size_t>(dimension);
     auto covariance = std::make_unique_for_overwrite<double[]>(array_bytes(n, n));
     auto swept = std::make_unique_for_overwrite<double[]>(array_bytes(n, n));
-    auto vector = std::make_unique_for_overwrite<double[]>(n);
     workspace_free();
     state.workspace_dimension = dimension;
     state.workspace_covariance = covariance.release();
     state.workspace_swept = swept.release();
-    state.workspace_vector = vector.release();
 }
 
 void workspace_grow(std::int32_t dimension) {
@@ -29,10 +27,8 @@ void workspace_grow(std::int32_t dimension) {
 void workspace_free() {
     delete[] state.workspace_covariance;
     delete[] state.workspace_swept;
-    delete[] state.workspace_vector;
     state.workspace_covariance = nullptr;
     state.workspace_swept = nullptr;
-    state.workspace_vector = nullptr;
     state.workspace_dimension = 0;
     state.prepared_order = -1;
 }

@@ -22,19 +22,18 @@ std::size_t regression_size(std::int32_t observed_count, std::int32_t unobserved
 
 }  // namespace
 
-std::size_t conditional_model_bytes(std::int32_t variable_count, std::int32_t unobserved_count,
-                                    const PatternNeeds &needs) {
+std::size_t conditional_model_size(std::int32_t variable_count, std::int32_t unobserved_count,
+                                   const PatternNeeds &needs) {
     const auto n = static_cast<std::size_t>(unobserved_count);
-    std::size_t doubles = regression_size(variable_count - unobserved_count, unobserved_count);
-    if (needs.root) doubles += packed_size(unobserved_count);
-    if (needs.chain) doubles += n * (n + 2);
-    return sizeof(ConditionalModel) + doubles * sizeof(double) +
-           static_cast<std::size_t>(variable_count) * sizeof(std::int32_t);
+    std::size_t size = regression_size(variable_count - unobserved_count, unobserved_count);
+    if (needs.root) size += packed_size(unobserved_count);
+    if (needs.chain) size += n * (n + 2);
+    return size;
 }
 
 ConditionalModel build_conditional_model(std::int32_t observed_count, std::int32_t unobserved_count,
                                          const std::int32_t *order, const double *swept, std::size_t stride,
-                                         const PatternNeeds &needs, double *scratch) {
+                                         const PatternNeeds &needs, double *storage, double *scratch) {
     const auto m = static_cast<std::size_t>(observed_count);
     const auto n = static_cast<std::size_t>(unobserved_count);
     const std::int32_t *unobserved = order + m;
@@ -43,15 +42,15 @@ ConditionalModel build_conditional_model(std::int32_t observed_count, std::int32
     model.unobserved_count = unobserved_count;
     model.order = order;
 
-    auto *regression = pool_array<double>(state.WorkPool, regression_size(observed_count, unobserved_count));
-    model.regression = regression;
+    model.regression = storage;
     for (std::size_t block = 0; block < n; block += kVectorLength) {
+        const double *rows[kVectorLength];
+        for (std::size_t lane = 0; lane < kVectorLength; ++lane) {
+            const std::size_t t = std::min(block + lane, n - 1);  // the last block repeats its last cell
+            rows[lane] = swept + static_cast<std::size_t>(unobserved[t]) * stride;
+        }
         for (std::size_t k = 0; k < m; ++k) {
-            for (std::size_t lane = 0; lane < kVectorLength; ++lane) {
-                const std::size_t t = std::min(block + lane, n - 1);  // the last block repeats its last cell
-                *regression++ =
-                    swept[static_cast<std::size_t>(unobserved[t]) * stride + static_cast<std::size_t>(order[k])];
-            }
+            for (std::size_t lane = 0; lane < kVectorLength; ++lane) *storage++ = rows[lane][order[k]];
         }
     }
 
@@ -62,9 +61,10 @@ ConditionalModel build_conditional_model(std::int32_t observed_count, std::int32
         for (std::size_t s = 0; s <= t; ++s) *element++ = row[unobserved[s]];
     }
     if (needs.chain) {
-        auto *coefficients = pool_array<double>(state.WorkPool, n * n);
-        auto *chain_sd = pool_array<double>(state.WorkPool, n);
-        auto *start_sd = pool_array<double>(state.WorkPool, n);
+        double *coefficients = storage;
+        double *chain_sd = coefficients + n * n;
+        double *start_sd = chain_sd + n;
+        storage = start_sd + n;
         double *inverse = scratch + packed_size(unobserved_count);
         if (gibbs_prepare(unobserved_count, covariance, inverse, coefficients, chain_sd) == 0) {
             model.coefficients = coefficients;
@@ -78,9 +78,8 @@ ConditionalModel build_conditional_model(std::int32_t observed_count, std::int32
         model.start_sd = start_sd;
     }
     if (needs.root) {
-        auto *root = pool_array<double>(state.WorkPool, packed_size(unobserved_count));
-        std::copy_n(covariance, packed_size(unobserved_count), root);
-        if (cholesky_packed(root, unobserved_count, kPivotTolerance) == 0) model.root = root;
+        std::copy_n(covariance, packed_size(unobserved_count), storage);
+        if (cholesky_packed(storage, unobserved_count, kPivotTolerance) == 0) model.root = storage;
     }
     return model;
 }

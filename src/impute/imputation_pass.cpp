@@ -35,10 +35,6 @@ CaseMode choose_mode(const CaseRecord &record) {
     return state.force_level > 1 ? CaseMode::gibbs : CaseMode::conventional;
 }
 
-std::int32_t unobserved_count(const CaseRecord &record) {
-    return record.missing_count + record.bounded_count;
-}
-
 // The distinct patterns of a chunk of cases. A pattern belongs to the chunk if the entry at its place names it, so the
 // places never have to be cleared (the sparse set of Briggs and Torczon 1993).
 struct ChunkPatterns {
@@ -67,7 +63,9 @@ std::int32_t collect_patterns(const Group &group, std::int32_t group_number, std
         PatternNeeds *noted = find_pattern(chunk, record.pattern_index);
         if (noted != nullptr && noted->root >= needed.root && noted->chain >= needed.chain) continue;
         if (bytes > kChunkBytes) break;
-        bytes += conditional_model_bytes(group.variable_count, unobserved_count(record), needed);
+        bytes += sizeof(ConditionalModel) + static_cast<std::size_t>(group.variable_count) * sizeof(std::int32_t) +
+                 conditional_model_size(group.variable_count, record.missing_count + record.bounded_count, needed) *
+                     sizeof(double);
         if (noted == nullptr) {
             chunk.places[record.pattern_index] = chunk.count;
             chunk.patterns[chunk.count++] = needed;

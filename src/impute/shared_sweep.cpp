@@ -78,23 +78,18 @@ void finish_sweep(const SharedSweep &sweep, double *matrix, const std::int32_t *
 }
 
 // The model of one pattern, from a matrix that is swept on its observed variables below depth.
-void finish_pattern(const SharedSweep &sweep, std::size_t position, std::int32_t depth, double *matrix) {
-    const std::uint64_t *pattern = pattern_words(*sweep.group, sweep.patterns[position].pattern);
+void finish_pattern(const SharedSweep &sweep, std::size_t position, std::int32_t depth, std::size_t missing_count,
+                    double *matrix) {
+    const PatternNeeds &needs = sweep.patterns[position];
+    const std::uint64_t *pattern = pattern_words(*sweep.group, needs.pattern);
     auto *order = pool_array<std::int32_t>(state.WorkPool, static_cast<std::size_t>(sweep.variable_count));
-    std::int32_t observed_count = 0;
-    std::int32_t done = 0;
-    for (std::int32_t i = 0; i < sweep.variable_count; ++i) {
-        if (is_unobserved(pattern, i)) continue;
-        if (i < depth) ++done;
-        order[observed_count++] = i;
-    }
-    std::int32_t *unobserved = order + observed_count;
-    for (std::int32_t i = 0; i < sweep.variable_count; ++i) {
-        if (is_unobserved(pattern, i)) *unobserved++ = i;
-    }
-    finish_sweep(sweep, matrix, order, observed_count, done);
-    sweep.models[position] = build_conditional_model(observed_count, sweep.variable_count - observed_count, order,
-                                                     matrix, sweep.stride, sweep.patterns[position], sweep.scratch);
+    const std::int32_t observed_count = list_variables(pattern, sweep.variable_count, false, order);
+    const std::int32_t unobserved_count = list_variables(pattern, sweep.variable_count, true, order + observed_count);
+    finish_sweep(sweep, matrix, order, observed_count, depth - static_cast<std::int32_t>(missing_count));
+    auto *storage =
+        pool_array<double>(state.WorkPool, conditional_model_size(sweep.variable_count, unobserved_count, needs));
+    sweep.models[position] = build_conditional_model(observed_count, unobserved_count, order, matrix, sweep.stride,
+                                                     needs, storage, sweep.scratch);
 }
 
 // Sweep the matrix of a level on a variable, into the same matrix or that of another level, on all rows that any
@@ -122,7 +117,7 @@ void descend(const SharedSweep &sweep, std::size_t first, std::size_t last, std:
             // No room to part any further: each pattern for itself.
             for (; last - first > 1; ++first) {
                 std::copy_n(matrix, static_cast<std::size_t>(sweep.variable_count) * sweep.stride, copy);
-                finish_pattern(sweep, first, depth, copy);
+                finish_pattern(sweep, first, depth, missing_count, copy);
             }
             break;
         }
@@ -142,7 +137,7 @@ void descend(const SharedSweep &sweep, std::size_t first, std::size_t last, std:
         }
         sweep.missing[missing_count++] = depth;
     }
-    finish_pattern(sweep, first, depth, matrix);
+    finish_pattern(sweep, first, depth, missing_count, matrix);
 }
 
 }  // namespace

@@ -14,6 +14,8 @@ int32_t DS_SampleMoments(int32_t group_number, double *means, double *covariance
     const Group *group = enter_group(group_number);
     if (group == nullptr || !is_loaded(*group) || means == nullptr || covariance == nullptr) return 1;
     const auto nv = static_cast<std::size_t>(group->variable_count);
+    pool_mark(state.WorkPool);
+    const PoolMarkGuard release(state.WorkPool);
     const std::size_t covariance_size = packed_size(group->variable_count);
     std::fill_n(means, nv, 0.0);
     std::fill_n(covariance, covariance_size, 0.0);
@@ -27,7 +29,7 @@ int32_t DS_SampleMoments(int32_t group_number, double *means, double *covariance
     const double mean_factor = 1.0 / n;
     for (std::size_t i = 0; i < nv; ++i) means[i] = means[i] * mean_factor;
 
-    double *deviation = state.workspace_vector;
+    auto *deviation = pool_array<double>(state.WorkPool, nv);
     for (const CaseRecord *record = group->first_case; record != nullptr; record = record->next) {
         if (!is_selected(*record, group_number)) continue;
         for (std::size_t i = 0; i < nv; ++i) deviation[i] = record->values[i] - means[i];
