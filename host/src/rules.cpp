@@ -448,8 +448,9 @@ std::vector<std::size_t> tied_columns(const Table &table) {
         return c;
     };
     const auto join = [&](std::int32_t a, std::int32_t b) {
-        const auto [low, high] = std::minmax(root(static_cast<std::size_t>(a)), root(static_cast<std::size_t>(b)));
-        tie[high] = low;
+        const std::size_t first = root(static_cast<std::size_t>(a));
+        const std::size_t second = root(static_cast<std::size_t>(b));
+        tie[std::max(first, second)] = std::min(first, second);
     };
     for (const OrderRule &rule : table.order) join(rule.first, rule.second);
     for (const Bound &bound : table.bounds) {
