@@ -10,14 +10,14 @@
 import math
 import random
 
-TABLE_ORDER = 10  # most variables of a table
-MAX_ORDER = 13  # order of the matrices: a weight or group id column can become a variable, and so can a damaged count
-PACKED = MAX_ORDER * (MAX_ORDER + 1) // 2
+NARROW, WIDE = 10, 40  # most variables of a table
+SPARE = 3  # more variables for the matrices: a weight or group id column can become one, and so can a damaged count
+MAX_ORDER = WIDE + SPARE
 
 PLAIN_NAMES = ["x", "y", "z", "height", "age", "a1", "_u", "v_2", "q", "B"]
 ODD_NAMES = [
     "X", "x", "Y", "1e5", "12", "\u00e9", "\u00df", "\u540d\u524d", "\u03a9\u03c9", "\u0663", "\u00aa", "\u00b2", "\\default",
-    "\\DEFAULT", "*", "a b", "a-b", "%s", "a%d%n", "x\r", "\r", "\ud83d\ude00", "\ud83d", "x\ude00y", "<", "a|b", ";",
+    "\\DEFAULT", "*", "a b", "a-b", "%s", "a%d%n", "x\r", "\r", "\ud83d\ude00", "\ud83d", "x\ude00y", "\ud800", "\udbff\udbff\udfff\udfff", "\udbff\udc00\udc00", "<", "a|b", ";",
     "n" * 70, "\u540d%s" * 60, "a" * 121 + "\ud83d\ude00-" + "b" * 90, "\u0130", "\u017f", "\u212a", "(", "inf", "nan",
 ]  # fmt: skip
 BAD_ITEMS = [
@@ -35,10 +35,18 @@ ODD_NUMBERS = [
 ]  # fmt: skip
 LAST_MOMENTS = "of the last DS_SampleMoments"  # stands for its means or its covariance, where there was none for zeros
 ODD_WORDS = [0, -1, 2, 3, 99, -7, 2**31 - 1, -(2**31)]
+EDGES = [  # where the truncated draw changes its method, for a mean of 0 and a standard deviation of 1
+    "0", "-0", "0.725", "0.7249999999999999", "0.75", "0.7500000000000001", "1.4", "1.4000000000000001", "-1.4", "-1.4000000000000001",
+    "1.248458951508617", "1.2484589515086173", "0.5", "1.3448604959630555", "-0.725", "-0.75", "1", "-1", "2", "-2", "3", "-3", "30", "-30", "1e299", "-1e299",
+]  # fmt: skip
 
 
 def chance(rng, p):
     return rng.random() < p
+
+
+def diagonals(order):
+    return [i * (i + 3) // 2 for i in range(order)]
 
 
 def packed_from_root(root, order):
@@ -52,23 +60,23 @@ def packed_from_root(root, order):
     return packed
 
 
-def random_covariance(rng):
+def random_covariance(rng, order):
     scale = rng.choice([1.0, 1.0, 1.0, 1.0, 0.1, 5.0, 100.0])
-    root = [[rng.gauss(0.0, 0.5) for _ in range(MAX_ORDER)] for _ in range(MAX_ORDER)]
-    for i in range(MAX_ORDER):
+    root = [[rng.gauss(0.0, 0.5) for _ in range(order)] for _ in range(order)]
+    for i in range(order):
         root[i][i] += rng.choice([0.5, 1.0, 1.5])
-        for j in range(MAX_ORDER):
+        for j in range(order):
             root[i][j] *= scale
     if chance(rng, 0.08):  # one variable repeats another
-        i, j = rng.sample(range(min(MAX_ORDER, 5)), 2)
+        i, j = rng.sample(range(5), 2)
         root[j] = list(root[i])
     if chance(rng, 0.03):
-        root[rng.randrange(4)] = [0.0] * MAX_ORDER
+        root[rng.randrange(4)] = [0.0] * order
     if chance(rng, 0.15):  # different units
-        for i in range(MAX_ORDER):
-            factor = 10.0 ** rng.randint(-9, 9)
+        for i in range(order):
+            factor = 10.0 ** rng.randint(-5, 7)
             root[i] = [x * factor for x in root[i]]
-    packed = packed_from_root(root, MAX_ORDER)
+    packed = packed_from_root(root, order)
     kind = rng.random()
     at = rng.randrange(10)
     diagonal = rng.randrange(4)
@@ -85,24 +93,20 @@ def random_covariance(rng):
     elif kind < 0.22:  # indefinite
         packed[at] = packed[at] * rng.choice([-1.0, 3.0, 10.0])
     elif kind < 0.24:
-        packed = [0.0] * PACKED
+        packed = [0.0] * len(packed)
     elif kind < 0.26:
         packed = [x * rng.choice([1e-17, 1e-15, 1e150, 1e300]) for x in packed]
     elif kind < 0.34:  # uncorrelated, exactly
-        packed = [x if k in diagonals() else 0.0 for k, x in enumerate(packed)]
+        packed = [x if k in diagonals(order) else 0.0 for k, x in enumerate(packed)]
         if chance(rng, 0.5):
-            packed = [rng.choice([1.0, 1.0, 4.0, 1e-15]) if k in diagonals() else 0.0 for k in range(PACKED)]
+            packed = [rng.choice([1.0, 1.0, 4.0, 1e-15]) if k in diagonals(order) else 0.0 for k in range(len(packed))]
     return packed
 
 
-def diagonals():
-    return [i * (i + 3) // 2 for i in range(MAX_ORDER)]
-
-
-def random_means(rng):
-    means = [round(rng.gauss(0.0, 2.0), rng.choice([0, 1, 3, 17])) for _ in range(MAX_ORDER)]
+def random_means(rng, order):
+    means = [round(rng.gauss(0.0, 2.0), rng.choice([0, 1, 3, 17])) for _ in range(order)]
     if chance(rng, 0.1):
-        means = [0.0] * MAX_ORDER
+        means = [0.0] * order
     if chance(rng, 0.04):
         means[rng.randrange(4)] = rng.choice([math.nan, math.inf, -math.inf, 1e300, 1e308, -1e16])
     return means
@@ -113,7 +117,7 @@ def random_script(rng):
     script = []
     for _ in range(rng.choice([0, 0, 0, 1, 3, 8, 30])):
         kind = rng.choice([0, 0, 1, 1, 2])
-        value = rng.choice([0.0, 1.0, 0.5, -0.0, 1e-300, 0.999999, 1.5, -2.0, 3.0, 0.75, 0.725, 1.4, -1.4])
+        value = rng.choice([0.0, 1.0, 0.5, -0.0, 1e-300, 0.999999, 1.5, float(rng.choice(EDGES))])
         if chance(rng, 0.08):
             value = rng.choice([math.nan, math.inf, -math.inf, 1e300, -1e300, 1e308, 5e-324])
         script.append((kind, value, rng.choice([0, 0, 0, 1, 7, 2**31 - 1])))
@@ -138,28 +142,35 @@ def random_source(rng):
 class DataText:
     """One data text and what the key calls for it need."""
 
-    def __init__(self, rng, mixture, rank_order):
+    def __init__(self, rng, mixture, rank_order, wide, same_order):
         self.rng = rng
         self.mixture = mixture
         self.rank_order = rank_order
-        self.order = rng.choice([1, 1, 2, 2, 3, 3, 4, 5, 6, 6])
+        self.order = same_order or rng.choice([1, 1, 2, 2, 3, 3, 4, 5, 6, 6])
         if chance(rng, 0.02):
-            self.order = TABLE_ORDER
+            self.order = NARROW
+        if wide and not same_order:
+            self.order = rng.choice([11, 16, 17, 24, 31, WIDE])
         self.cases = rng.choice([0, 1, 1, 2, 3, 4, 5, 8, 12])
         if chance(rng, 0.02):
             self.cases = 40
+        if wide:
+            self.cases = min(self.cases, 3)
+        elif chance(rng, 0.005):
+            self.cases = 400
         self.names = self.make_names()
         self.weight = rng.randrange(self.order + 1) if chance(rng, 0.2) else None
         self.columns = list(self.names)
         if self.weight is not None:
             self.columns.insert(self.weight, "w")
-        self.style = rng.choice(["missing", "missing", "bounds", "bounds", "order", "mixed", "mixed", "wild"])
+        self.style = rng.choice(["missing", "missing", "bounds", "bounds", "order", "mixed", "mixed", "wild", "edges"])
         self.text = self.make_text()
-        if chance(rng, 0.2):
+        self.damaged = chance(rng, 0.2)
+        if self.damaged:
             self.text = self.damage(self.text)
 
     def make_names(self):
-        names = PLAIN_NAMES[: self.order]
+        names = (PLAIN_NAMES + ["v%d" % k for k in range(WIDE - NARROW)])[: self.order]
         if chance(self.rng, 0.15):
             for _ in range(self.rng.randint(1, 2)):
                 names[self.rng.randrange(self.order)] = self.rng.choice(ODD_NAMES)
@@ -181,6 +192,8 @@ class DataText:
 
     def interval(self):
         rng = self.rng
+        if self.style == "edges":
+            return tuple(sorted((rng.choice(EDGES), rng.choice(EDGES)), key=float))
         low = rng.gauss(0.0, 2.0)
         if chance(rng, 0.15):
             low += rng.choice([-1.0, 1.0]) * rng.choice([5.0, 20.0, 1e3])
@@ -227,13 +240,13 @@ class DataText:
         forms += [other + "<" + self.names[0], low + "<<" + other, "<" + other + ";" + low + "<", low + "<" + other + "<" + high]
         return rng.choice(forms)
 
-    def item(self, column):
+    def item(self, column, kind):
+        """One item; kind, between 0 and 1, decides whether it is observed, missing or bounded."""
         rng = self.rng
-        kind = rng.random()
         missing = rng.choice(["*", "*", "*", " ", "   "])
         if self.style == "missing":
             return missing if kind < 0.4 else self.number()
-        if self.style == "bounds":
+        if self.style in ("bounds", "edges"):
             return self.bound(column) if kind < 0.4 else missing if kind < 0.6 else self.number()
         if self.style == "order" and self.rank_order:
             return self.order_bound(column, True) if kind < 0.7 else self.number() if kind < 0.85 else missing
@@ -281,8 +294,15 @@ class DataText:
         lines = rng.choice(["\t", "\t", "\n"]).join(header) + rng.choice(["\n", "\n", "\n", "\t"])
         names = (["grp"] if self.mixture else []) + self.columns
         lines += "\t".join(names) + "\n"
+        patterns = []
+        if chance(rng, 0.5):  # cases that are observed in the same columns, or in the same first ones
+            first = [rng.random() for _ in range(self.order)]
+            for _ in range(rng.choice([1, 2, 3])):
+                kept = rng.randint(0, self.order)
+                patterns.append(first[:kept] + [rng.random() for _ in range(self.order - kept)])
         for case in range(self.cases):
-            items = [self.item(c) for c in range(self.order)]
+            kinds = rng.choice(patterns) if patterns else [rng.random() for _ in range(self.order)]
+            items = [self.item(c, kinds[c]) for c in range(self.order)]
             if self.weight is not None:
                 items.insert(self.weight, self.weight_item(case == 0))
             if self.mixture:
@@ -358,6 +378,9 @@ class SessionGenerator:
         self.rank_order = False
         self.covariances = []
         self.means = []
+        self.style = ""
+        self.table_order = None
+        self.order = (WIDE if chance(self.rng, 0.015) else NARROW) + SPARE
 
     def call(self, name, *arguments):
         self.calls.append((name, arguments))
@@ -409,7 +432,7 @@ class SessionGenerator:
         loads = rng.choice([1, 1, 1, 2, 3]) if not self.mixture or chance(rng, 0.1) else 1
         for _ in range(loads):
             self.group()
-            for _ in range(rng.choice([0, 2, 5, 9])):
+            for _ in range(rng.choice([0, 1, 3] if self.damaged else [0, 3, 6, 10])):
                 self.operation()
         if chance(rng, 0.5):
             self.call("DS_DataMatrix", 0, True)
@@ -417,13 +440,19 @@ class SessionGenerator:
             self.call("DS_GibbsClose")
             self.groups = 0
 
+    def data_text(self):
+        same_order = self.table_order if chance(self.rng, 0.4) else None
+        data = DataText(self.rng, self.mixture, self.rank_order, self.order > NARROW + SPARE, same_order)
+        self.table_order = data.order
+        return data
+
     def group(self):
         rng = self.rng
         keys = rng.choice([1, 1, 2, 4]) if not chance(rng, self.odd) else rng.choice([0, -1, 50])
         capacity = rng.choice([10, 10, 10, 3, 2, 1]) if not chance(rng, self.odd) else rng.choice([0, -1, 1])
         self.call("DS_CreateGroup", rng.choice(ODD_WORDS), self.place(), keys, capacity, rng.choice(ODD_WORDS))
         self.groups += 1
-        data = DataText(rng, self.mixture, self.rank_order)
+        data = self.data_text()
         for name in data.columns:
             if chance(rng, 0.3):
                 self.call("DS_KeyVariableDef", rng.randrange(max(keys, 1)), rng.choice([name, name.upper(), "other"]))
@@ -445,7 +474,8 @@ class SessionGenerator:
             self.call("DS_KeyEnd")
         if chance(rng, 0.1):
             self.call("DS_GetErrorMessageW", self.place(), rng.choice([600, 600, 500, 38, 37, 36, 1, 0, -1]))
-        self.names = data.names
+        self.style = data.style
+        self.damaged = data.damaged
 
     def group_number(self):
         rng = self.rng
@@ -457,10 +487,14 @@ class SessionGenerator:
         """Means and a covariance: often those of an earlier call."""
         rng = self.rng
         if chance(rng, 0.15):
+            self.call("DS_SampleMoments", 0, True, True, rng.choice([0, 1]))
             return LAST_MOMENTS, LAST_MOMENTS
+        if self.style == "edges" and chance(rng, 0.7):
+            size = self.order * (self.order + 1) // 2
+            return [0.0] * self.order, [1.0 if k in diagonals(self.order) else 0.0 for k in range(size)]
         if not self.covariances or chance(rng, 0.4):
-            self.covariances.append(random_covariance(rng))
-            self.means.append(random_means(rng))
+            self.covariances.append(random_covariance(rng, self.order))
+            self.means.append(random_means(rng, self.order))
         return rng.choice(self.means), rng.choice(self.covariances)
 
     def operation(self):
@@ -485,7 +519,7 @@ class SessionGenerator:
         rng = self.rng
         means, covariance = self.estimates()
         first, last = 0, 0
-        if chance(rng, 0.35):
+        if chance(rng, 0.3):
             first, last = rng.choice([(1, 0), (1, 2), (2, 0), (3, 3), (2, 1), (2, 2), (3, 0), (1, 1), (0, 3), (4, 0)])
         if chance(rng, self.odd * 0.5):
             first, last = rng.choice([(-1, 0), (0, -1), (50, 0), (0, 100), (100, 100), (5, 2), (-(2**31), 2**31 - 1)])
@@ -544,7 +578,7 @@ class SessionGenerator:
         elif kind == 10:
             self.call("DS_KeyEnd")
         elif kind == 11:
-            data = DataText(rng, self.mixture, self.rank_order)
+            data = self.data_text()
             self.call("DS_KeyGroupDef", "again", data.text)
         elif kind == 12:
             self.call("DS_SampleMoments", self.group_number(), self.place(), self.place(), 0)

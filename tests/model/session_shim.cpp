@@ -196,8 +196,8 @@ extern "C" DS_API void shim_impute(ImputeFunction impute, std::int32_t group_num
     const SourceSetup none{};
     ScriptedSource source(setup != nullptr ? *setup : none);
     try {
-        outcome->result = impute(group_number, means, covariance, range_first, range_last,
-                                 setup != nullptr ? &source : nullptr);
+        outcome->result =
+            impute(group_number, means, covariance, range_first, range_last, setup != nullptr ? &source : nullptr);
     } catch (const ullage::RandomSourceError &error) {
         outcome->kind = 1;
         outcome->status = error.status();
