@@ -117,16 +117,22 @@ int read_one_record(const Group &group, DataTextReader &reader, bool mixture_mod
             log_printf(state.ErrorLog, u"A data record in group %s is too short.\n", {group.group_name});
             return 1;
         }
+        const bool is_weight = column == group.weight_index;
+        const std::int32_t cell = has_weight && column > group.weight_index ? column - 1 : column;
+        // Most items are numbers. Blanks in front do not matter to the conversion, and blanks inside make it fail.
+        if (!is_weight && parse_strict_number(item, record.values[cell])) {
+            record.states[cell] = nullptr;  // also where an earlier cell has bounded this one
+            continue;
+        }
         char16_t buffer[kRecordItemLimit];
         item = strip_blanks(item, buffer);
-        if (column == group.weight_index) {
+        if (is_weight) {
             if (!parse_whole_number(item, weight) || weight <= 0) {
                 log_printf(state.ErrorLog, u"The string, '%s', can't be interpreted as a case weight.\n", {item});
                 return 1;
             }
-        } else {
-            const bool is_behind_weight = has_weight && column > group.weight_index;
-            if (parse_cell(group, item, is_behind_weight ? column - 1 : column) != 0) return 1;
+        } else if (parse_cell(group, item, cell) != 0) {
+            return 1;
         }
     }
     tally_cell_states(record, group.variable_count, patterns);

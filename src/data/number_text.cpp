@@ -5,8 +5,11 @@
 
 #include "data/number_text.h"
 
+#include <array>
+#include <bit>
 #include <charconv>
 #include <cstddef>
+#include <cstring>
 #include <limits>
 
 namespace {
@@ -32,60 +35,113 @@ bool take_sign(std::u16string_view &text) {
     return negative;
 }
 
-// A number as digits * 10^exponent.
+// A number as its significant digits times 10^exponent.
 struct Decimal {
-    std::uint64_t digits;            // of the first kMostDigits significant digits
-    std::int64_t significant_count;  // of all significant digits, leading zeros left out
+    std::uint64_t digits;            // all of them if they are at most kMostDigits
+    std::int64_t significant_count;  // of them, or more: leading zeros may be counted while kMostDigits is not exceeded
     std::int64_t exponent;           // of the last digit of the whole mantissa
 };
 
 constexpr std::int64_t kMostDigits = 19;        // that always fit 64 bits
 constexpr std::int64_t kExponentLimit = 99999;  // far outside the range of a double, whatever the mantissa
 
-// Powers of ten that a double holds exactly.
+// Powers of ten that a double holds exactly, and those that 64 bits hold.
 constexpr double kExactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                    1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 constexpr std::int64_t kMostExactPower = 22;
+constexpr std::int64_t kMostIntegerPower = 19;
+constexpr auto kIntegerPowers = [] {
+    std::array<std::uint64_t, kMostIntegerPower + 1> powers{1};
+    for (std::size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * 10;
+    return powers;
+}();
 constexpr std::uint64_t kMostExactInteger = std::uint64_t{1} << 53;
+
+// The number that four units at once spell, if all of them are digits. Little-endian machines only.
+bool take_four_digits(const char16_t *units, std::uint64_t &number) {
+    std::uint64_t lanes;
+    std::memcpy(&lanes, units, sizeof lanes);
+    lanes ^= 0x0030003000300030;  // digits become 0 to 9, everything else more
+    if (((lanes | (lanes + 0x0006000600060006)) & 0xFFF0FFF0FFF0FFF0) != 0) return false;
+    number = lanes * ((std::uint64_t{1000} << 48) + (std::uint64_t{100} << 32) + (std::uint64_t{10} << 16) + 1) >> 48;
+    return true;
+}
+
+// Adds the digits at the front of the text to those before them, modulo 2^64, and gives their number.
+std::size_t take_digits(std::u16string_view text, std::uint64_t &digits) {
+    std::size_t i = 0;
+    if constexpr (std::endian::native == std::endian::little) {
+        std::uint64_t four;
+        for (; text.size() - i >= 4 && take_four_digits(text.data() + i, four); i += 4) digits = digits * 10000 + four;
+    }
+    for (; i < text.size() && is_digit(text[i]); ++i) digits = digits * 10 + static_cast<std::uint64_t>(text[i] - u'0');
+    return i;
+}
+
+std::int64_t count_leading_zeros(std::u16string_view mantissa) {
+    std::int64_t count = 0;
+    for (char16_t unit : mantissa) {
+        if (unit != u'0' && unit != u'.') break;
+        if (unit == u'0') ++count;
+    }
+    return count;
+}
+
+// Scans an exponent behind its letter.
+bool scan_exponent(std::u16string_view text, std::int64_t &exponent) {
+    const bool negative = take_sign(text);
+    if (text.empty()) return false;
+    std::int64_t magnitude = 0;
+    for (char16_t unit : text) {
+        if (!is_digit(unit)) return false;
+        if (magnitude < kExponentLimit) magnitude = magnitude * 10 + (unit - u'0');
+    }
+    exponent = negative ? -magnitude : magnitude;
+    return true;
+}
 
 // Scans an unsigned number that must fill the text. The position behind the mantissa goes to mantissa_length.
 bool scan_decimal(std::u16string_view text, Decimal &decimal, std::size_t &mantissa_length) {
     decimal = {};
-    std::size_t i = 0;
-    std::size_t digit_count = 0;
-    bool behind_point = false;
-    for (; i < text.size(); ++i) {
-        if (is_digit(text[i])) {
-            ++digit_count;
-            if (behind_point) --decimal.exponent;
-            if (decimal.significant_count == 0 && text[i] == u'0') continue;
-            if (++decimal.significant_count <= kMostDigits) {
-                decimal.digits = decimal.digits * 10 + static_cast<std::uint64_t>(text[i] - u'0');
-            }
-        } else if (text[i] == u'.' && !behind_point) {
-            behind_point = true;
-        } else {
-            break;
-        }
+    std::size_t i = take_digits(text, decimal.digits);
+    std::size_t digit_count = i;
+    if (i < text.size() && text[i] == u'.') {
+        const std::size_t fraction_digits = take_digits(text.substr(i + 1), decimal.digits);
+        i += 1 + fraction_digits;
+        digit_count += fraction_digits;
+        decimal.exponent = -static_cast<std::int64_t>(fraction_digits);
     }
     mantissa_length = i;
     if (digit_count == 0) return false;
+    decimal.significant_count = static_cast<std::int64_t>(digit_count);
+    if (decimal.significant_count > kMostDigits) decimal.significant_count -= count_leading_zeros(text.substr(0, i));
     if (i == text.size()) return true;
-    if (!is_exponent_letter(text[i])) return false;
-    std::u16string_view exponent_text = text.substr(i + 1);
-    const bool negative = take_sign(exponent_text);
-    if (exponent_text.empty()) return false;
-    std::int64_t exponent = 0;
-    for (char16_t unit : exponent_text) {
-        if (!is_digit(unit)) return false;
-        if (exponent < kExponentLimit) exponent = exponent * 10 + (unit - u'0');
-    }
-    decimal.exponent += negative ? -exponent : exponent;
+    std::int64_t exponent;
+    if (!is_exponent_letter(text[i]) || !scan_exponent(text.substr(i + 1), exponent)) return false;
+    decimal.exponent += exponent;
     return true;
 }
 
+__extension__ using Uint128 = unsigned __int128;
+
+// digits / 10^power, correctly rounded. Both are moved up to the highest bit, so that the quotient has at least 63
+// bits; a remainder becomes a last bit far behind the place where the conversion to a double rounds.
+double divide_by_power(std::uint64_t digits, std::int64_t power) {
+    if (digits == 0) return 0.0;
+    std::uint64_t divisor = kIntegerPowers[static_cast<std::size_t>(power)];
+    const int digits_shift = std::countl_zero(digits);
+    const int divisor_shift = std::countl_zero(divisor);
+    divisor <<= divisor_shift;
+    const auto dividend = static_cast<Uint128>(digits << digits_shift) << 63;
+    auto quotient = static_cast<std::uint64_t>(dividend / divisor);
+    if (static_cast<Uint128>(quotient) * divisor != dividend) quotient |= 1;
+    const int exponent = divisor_shift - digits_shift - 63;
+    const auto power_of_two = std::bit_cast<double>(static_cast<std::uint64_t>(1023 + exponent) << 52);
+    return static_cast<double>(quotient) * power_of_two;  // exact: far from the ends of the range
+}
+
 // The general conversion, by the standard library, which sees the mantissa without its point.
-double convert_exactly(std::u16string_view mantissa, const Decimal &decimal) {
+double convert_by_library(std::u16string_view mantissa, const Decimal &decimal) {
     char buffer[kNumberTextLimit + 16];
     char *end = buffer;
     for (char16_t unit : mantissa) {
@@ -102,6 +158,22 @@ double convert_exactly(std::u16string_view mantissa, const Decimal &decimal) {
     return value;
 }
 
+double convert(std::u16string_view mantissa, const Decimal &decimal) {
+    if (decimal.significant_count <= kMostDigits) {
+        if (decimal.digits <= kMostExactInteger && decimal.exponent >= -kMostExactPower &&
+            decimal.exponent <= kMostExactPower) {
+            // Both operands are exact, so the one operation rounds correctly (Clinger 1990).
+            const auto digits = static_cast<double>(decimal.digits);
+            return decimal.exponent < 0 ? digits / kExactPowers[-decimal.exponent]
+                                        : digits * kExactPowers[decimal.exponent];
+        }
+        if (decimal.exponent < 0 && decimal.exponent >= -kMostIntegerPower) {
+            return divide_by_power(decimal.digits, -decimal.exponent);
+        }
+    }
+    return convert_by_library(mantissa, decimal);
+}
+
 }  // namespace
 
 bool parse_strict_number(std::u16string_view text, double &value) {
@@ -111,19 +183,7 @@ bool parse_strict_number(std::u16string_view text, double &value) {
     std::size_t mantissa_length;
     if (!scan_decimal(text, decimal, mantissa_length)) return false;
 
-    double magnitude;
-    if (decimal.digits <= kMostExactInteger && decimal.significant_count <= kMostDigits &&
-        decimal.exponent >= -kMostExactPower && decimal.exponent <= kMostExactPower) {
-        // Both operands are exact, so the one operation rounds correctly (Clinger 1990).
-        magnitude = static_cast<double>(decimal.digits);
-        if (decimal.exponent < 0) {
-            magnitude /= kExactPowers[-decimal.exponent];
-        } else {
-            magnitude *= kExactPowers[decimal.exponent];
-        }
-    } else {
-        magnitude = convert_exactly(text.substr(0, mantissa_length), decimal);
-    }
+    const double magnitude = convert(text.substr(0, mantissa_length), decimal);
     value = negative ? -magnitude : magnitude;
     return true;
 }
