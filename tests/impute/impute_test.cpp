@@ -293,7 +293,7 @@ TEST(Failures, OfNaNOfNoSourceAndOfPivots) {
         {"a NaN mean of the other one", u";5\t<1;6", {kNaN, 0}, unit, true, 1, "N", {5, 6}, no_value_y},
         {"a NaN mean at the start", u"*\t<1", {0, kNaN}, unit, true, 1, "N", {kNone, kNone}, no_value_y},
         {"a NaN mean of a free cell", u"5\t*", {0, kNaN}, unit, true, 0, "M", {5, kNaN}, ""},
-        {"a NaN of the data's own", u"5\t<1", {kNaN, 0}, unit, true, 1, "", {5, kNone}, no_value_y},
+        {"a NaN mean of an observed cell", u"5\t<1", {kNaN, 0}, unit, true, 1, "", {5, kNone}, no_value_y},
         {"NaN in the covariance", u"5\t<1", {0, 0}, {1, 0, kNaN}, true, 1, "", {5, kNone}, no_value_y},
         {"NaN before the source", u"5\t<1", {0, 0}, {1, 0, kNaN}, false, 1, "", {5, kNone}, no_value_y},
         {"reversed before the source", u"5\t1<<0", {0, 0}, unit, false, 1, "", {5, kNone}, no_value_y},

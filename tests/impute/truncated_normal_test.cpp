@@ -200,7 +200,11 @@ double kolmogorov_smirnov(std::vector<double> &draws, double a, double b) {
 }
 
 TEST(TruncatedNormal, DrawsFollowTheirDistributionAndKeepTheirBounds) {
+#ifdef ULLAGE_TESTS_SANITIZED
+    constexpr int kDraws = 20000;
+#else
     constexpr int kDraws = 200000;
+#endif
     // sqrt(-ln(p / 2) / 2) with p = 0.0001: one region in 10,000 exceeds it by chance, and the seeds are fixed.
     constexpr double kCritical = 2.2253;
     struct Region {
