@@ -236,8 +236,8 @@ void add_quiet(CLI::App *command, Options &options) {
 
 void add_impute_options(CLI::App *command, Options &options) {
     ImputeOptions &impute = options.impute;
-    const CLI::Range from_zero(0, std::numeric_limits<int>::max());
-    const CLI::Range from_one(1, std::numeric_limits<int>::max());
+    const CLI::Validator from_zero = CLI::Range(0, std::numeric_limits<int>::max()).description("");
+    const CLI::Validator from_one = CLI::Range(1, std::numeric_limits<int>::max()).description("");
     command
         ->add_option("-o,--output", impute.output, "directory for the results; - writes the tables to standard output")
         ->required()
@@ -251,8 +251,9 @@ void add_impute_options(CLI::App *command, Options &options) {
     command->add_flag("--json", options.json, "print the run record to standard output")->group("Results");
 
     const char *group = "Imputation";
-    const auto add_count = [&](const std::string &name, int &target, const std::string &text, const CLI::Range &range) {
-        CLI::Option *option = command->add_option(name, target, text)->check(range, "")->type_name("N")->group(group);
+    const auto add_count = [&](const std::string &name, int &target, const std::string &text,
+                               const CLI::Validator &range) {
+        CLI::Option *option = command->add_option(name, target, text)->check(range)->type_name("N")->group(group);
         if (target > 0) option->capture_default_str();
     };
     add_count("-m,--imputations", impute.imputations, "completed tables", from_one);

@@ -80,12 +80,17 @@ struct Walk {
     std::vector<RaggedRow> ragged;
     std::size_t ragged_count = 0;
 
+    void skip_line_ends() {
+        const std::string &bytes = file.bytes;
+        for (; place < bytes.size() && (bytes[place] == '\n' || bytes[place] == '\r'); ++place) {
+            if (bytes[place] == '\n' || place + 1 == bytes.size() || bytes[place + 1] != '\n') ++line;
+        }
+    }
+
     void cell(std::size_t length) {
         const std::string &bytes = file.bytes;
         if (cells == 0) {
-            for (; place < bytes.size() && (bytes[place] == '\n' || bytes[place] == '\r'); ++place) {
-                if (bytes[place] == '\n' || place + 1 == bytes.size() || bytes[place + 1] != '\n') ++line;
-            }
+            skip_line_ends();
             row_line = static_cast<std::size_t>(line);
         }
         (width == 0 ? header : file.begin).push_back(place);
@@ -141,6 +146,7 @@ void run_parser(Walk &walk) {
                                                "write the quote itself twice"});
     }
     if (csv_fini(&parser, on_cell, on_row, &walk) != 0) {
+        if (walk.cells == 0) walk.skip_line_ends();
         throw_problem(file.source, {.line = walk.line, .message = "a quote that opens here or below is never closed"});
     }
 }

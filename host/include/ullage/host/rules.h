@@ -16,12 +16,12 @@ namespace ullage::host {
 
 /** Rules as the user gives them; columns are given by name. */
 struct Rules {
-    std::vector<std::pair<std::string, double>> lower;  ///< every hidden cell of the column lies above the number
-    std::vector<std::pair<std::string, double>> upper;  ///< every hidden cell of the column lies below the number
-    std::vector<std::string> order;                     ///< "a<b<c", "a<=b", for the cells of every row
-    std::vector<std::string> log;                       ///< columns whose logarithm is modelled
-    std::vector<std::string> sqrt;                      ///< columns whose square root is modelled
-    std::vector<std::string> logit;                     ///< columns whose logit is modelled
+    std::vector<std::pair<std::string, double>> lower = {};  ///< every hidden cell of the column lies above the number
+    std::vector<std::pair<std::string, double>> upper = {};  ///< every hidden cell of the column lies below the number
+    std::vector<std::string> order = {};                     ///< "a<b<c", "a<=b", for the cells of every row
+    std::vector<std::string> log = {};                       ///< columns whose logarithm is modelled
+    std::vector<std::string> sqrt = {};                      ///< columns whose square root is modelled
+    std::vector<std::string> logit = {};                     ///< columns whose logit is modelled
 };
 
 /**
