@@ -1,0 +1,245 @@
+# SPDX-FileCopyrightText: 2026 The Ullage authors
+# SPDX-License-Identifier: Apache-2.0
+"""Run the program as a user would: commands with their output, exit code and files. Usage: cli_test.py PROGRAM"""
+
+import csv
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+PROGRAM = "ullage"
+
+LEAD = """\
+id,site,lead,zinc,copper_lo,copper_hi,note
+1,A,<0.5,12.0,1,2,ok
+2,A,0.50,NA,3,3,"a, ""b\"""
+3,B,0.70,>200,,4,
+4,B,2..3,<lead,5,,x
+5,B,<= 1.5,7,,,
+"""
+
+LEAD_SUMMARY = """\
+lead.csv: 5 rows, 3 columns read as numbers, 5 carried along, 2 levels
+
+column  observed   missing     below     above  interval   ordered
+lead           2         0         2         0         1         0
+zinc           2         1         0         1         0         1
+copper         1         1         1         1         1         0
+
+patterns    (# observed  . missing  < below  > above  = interval  ~ ordered)
+    rows      %  lead  zinc  copper
+       1   20.0  #     .     #
+       1   20.0  #     >     <
+       1   20.0  <     #     .
+       1   20.0  <     #     =
+       1   20.0  =     ~     >
+"""
+
+HINT = "ullage: ullage --help and ullage COMMAND --help tell more\n"
+
+# name, arguments, standard input, exit code, standard output, standard error; None is not looked at
+COMMANDS = [
+    ("summary", "check lead.csv --carry id,note --by site --quiet", "", 0, LEAD_SUMMARY, ""),
+    ("standard input", "check -", "x\n1\n<2\n", 0, None, ""),
+    ("notes", "check -", "x,t\n1,a\n", 0, None,
+     'ullage: note: carried along unchanged, as there is no number in it: "t"\n'),
+    ("contradictions are shown with the table", "check - --order a<b", "a,b\n1,2\n3,2\n", 65,
+     "standard input: 2 rows, 2 columns read as numbers\n\n"
+     "column  observed   missing     below     above  interval   ordered\n"
+     "a              2         0         0         0         0         0\n"
+     "b              2         0         0         0         0         0\n\n"
+     "patterns    (# observed  . missing  < below  > above  = interval  ~ ordered)\n"
+     "    rows      %  a  b\n       2  100.0  #  #\n",
+     'ullage: standard input: line 3 (row 2), columns "a", "b": a is 3, and must be below b, which is 2\n'),
+    ("cells that cannot be read", "check -", "a\n1\n\"0,5\"\n", 65, "",
+     'ullage: standard input: line 3 (row 2), column "a", "0,5": a decimal comma; write 0.5\n'),
+    ("no such file", "check none.csv", "", 66, "", "ullage: none.csv: No such file or directory\n"),
+    ("a directory", "check .", "", 66, "", "ullage: .: Is a directory\n"),
+    ("no command", "", "", 64, "", "ullage: A subcommand is required\n" + HINT),
+    ("unknown option", "check lead.csv --colums a", "", 64, "", None),
+    ("two files", "check lead.csv lead.csv", "", 64, "", None),
+    ("no such column", "check lead.csv --id key", "", 64, "",
+     'ullage: --id: lead.csv has no column "key"; its columns are id, site, lead, zinc, copper_lo, copper_hi, note\n'),
+    ("rule without a number", "check lead.csv --lower lead=x", "", 64, "", 'ullage: --lower: "x" is no number\n'),
+    ("rule without a sign", "check lead.csv --upper lead", "", 64, "",
+     'ullage: --upper is given as COLUMN=NUMBER, not as "lead"\n'),
+    ("long separator", "check lead.csv --sep ;;", "", 64, "",
+     'ullage: --sep is one character such as ; or the word tab or space, not ";;"\n'),
+    ("separator by name", "check - --sep tab", "a\tb,c\n1\t2\n", 0, None, ""),
+    ("one ending", "check lead.csv --limits _lo", "", 64, "",
+     "ullage: --limits takes two endings such as _lo,_hi, or none\n"),
+    ("name with a comma", 'check - --carry "a,b",c', '"a,b",c,d\n1,2,3\n', 0, None, ""),
+    ("nothing to impute to", "impute lead.csv", "", 64, "", None),
+    ("no imputation", "impute lead.csv -o out -m 0", "", 64, "", None),
+    ("seed that is no number", "impute lead.csv -o out --seed one", "", 64, "", None),
+    ("unknown format", "impute lead.csv -o out --format xls", "", 64, "", None),
+    ("options from a file", "check lead.csv --config options.toml", "", 0, LEAD_SUMMARY, ""),
+    ("unknown option in a file", "check lead.csv --config wrong.toml", "", 64, "",
+     "ullage: --config: there is no option mm\n"),
+    ("no such file of options", "check lead.csv --config none.toml", "", 66, "", None),
+    ("a file in the place of the directory", "impute good.csv -o lead.csv", "", 73, "", None),
+    ("a directory that cannot be made", "impute good.csv -o lead.csv/out", "", 73, "", None),
+]
+
+GOOD = "a,b,c,t\n" + "".join(
+    f"{a},{b},{c},{t}\n" for a, b, c, t in [
+        ("1.50", "2", "9", "u"), ("2.25", "3.0", "8", "v"), ("0.75", "<2", "7.5", "w"), ("<1", "1.5", "", ""),
+        ("1.2", ">2.5", "8.5", "x"), ("", "", "", "y"), ("1.0", "2.2", "9.5..9.75", "z"), ("<b", "2.5", "8.7", "z"),
+        ("1.7", "2.4", "10", ""), ("0.5", "1.1", "11.5", ""), ("1.9", "2.0", "6.5", ""), ("1.1", "1.6", "9.1", "")])
+
+
+class CommandLine(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.path = pathlib.Path(self.folder.name)
+        self.write("lead.csv", LEAD)
+        self.write("good.csv", GOOD)
+        self.write("options.toml", 'by = "site"\ncarry = ["id", "note"]\nquiet = true\nm = 3\nseed = 1\n')
+        self.write("wrong.toml", "mm = 3\n")
+
+    def write(self, name, text):
+        (self.path / name).write_text(text, encoding="utf-8")
+
+    def start(self, arguments, **options):
+        options = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE} | options
+        return subprocess.Popen([PROGRAM] + arguments.split(), cwd=self.path, text=True, encoding="utf-8", **options)
+
+    def run_program(self, arguments, text=""):
+        process = self.start(arguments, stdin=subprocess.PIPE)
+        out, err = process.communicate(text)
+        return process.returncode, out, err
+
+    def names(self):
+        return sorted(str(p.relative_to(self.path)) for p in self.path.rglob("*"))
+
+    def test_commands(self):
+        for name, arguments, text, code, out, err in COMMANDS:
+            with self.subTest(name):
+                before = self.names()
+                got = self.run_program(arguments, text)
+                self.assertEqual(got[0], code, got[2])
+                if out is not None:
+                    self.assertEqual(got[1], out)
+                if err is not None:
+                    self.assertEqual(got[2], err)
+                elif code != 0:
+                    self.assertRegex(got[2], r"\A(ullage: .+\n)+\Z")
+                self.assertEqual(self.names(), before)
+
+    def test_help_and_version_go_to_standard_output(self):
+        for arguments, part in [("--help", "Exit codes:"), ("check --help", "Example:\n  ullage check"),
+                                ("impute --help", "Example:\n  ullage impute"), ("--version", "ullage 0.")]:
+            code, out, err = self.run_program(arguments)
+            self.assertEqual((code, err), (0, ""))
+            self.assertIn(part, out)
+
+    def test_check_as_json(self):
+        code, out, err = self.run_program("check - --json --order a<b", "a,b,t\n>5,<4,x\n3,2,y\n1,,z\n")
+        report = json.loads(out)
+        self.assertEqual((code, report["rows"], report["carried"], report["problem_count"]), (65, 3, ["t"], 2))
+        self.assertEqual(report["columns"][0], {"name": "a", "observed": 2, "missing": 0, "below": 0, "above": 1,
+                                                "interval": 0, "ordered": 0})
+        self.assertEqual(report["columns"][1]["ordered"], 1)
+        self.assertEqual(report["patterns"][1], {"rows": 1, "cells": "#~"})
+        self.assertEqual([(p["line"], p["row"], p["columns"]) for p in report["problems"]],
+                         [(2, 1, ["a", "b"]), (3, 2, ["a", "b"])])
+        self.assertEqual(report["notices"][0]["warning"], False)
+
+    def test_wide_tables_show_patterns_without_names(self):
+        names = [f"column{i}" for i in range(30)]
+        rows = "".join(",".join("" if (r >> (c % 6)) & 1 else "1" for c in range(30)) + "\n" for r in range(64))
+        code, out, err = self.run_program("check -", ",".join(names) + "\n" + rows)
+        self.assertEqual(code, 0)
+        self.assertIn("columns from left to right as above\n", out)
+        self.assertIn("       1    1.6  ##############################\n", out)
+        self.assertTrue(out.endswith("in 34 other patterns\n"), out)
+
+    def test_imputations_keep_what_is_known(self):
+        settings = "--seed 5 -m 3 --burn-in 20 --thin 5 --chains 2 --order a<b --log a --lower b=0 --prior ridge=4"
+        code, _, err = self.run_program(f"impute good.csv -o out {settings} --quiet -j 1")
+        self.assertEqual(code, 0, err)
+        self.assertEqual(sorted(os.listdir(self.path / "out")), ["imputations.csv", "parameters.csv", "run.json"])
+        with open(self.path / "out/imputations.csv", encoding="utf-8") as file:
+            rows = list(csv.DictReader(file))
+        original = list(csv.DictReader(GOOD.splitlines()))
+        self.assertEqual(len(rows), 4 * len(original))
+        self.assertEqual(list(rows[0])[-2:], [".imp", ".id"])
+        hidden = {(2, "b"), (3, "a"), (3, "c"), (4, "b"), (5, "a"), (5, "b"), (5, "c"), (6, "c"), (7, "a")}
+        seen = set()
+        for number, row in enumerate(rows):
+            imputation, index = divmod(number, len(original))
+            self.assertEqual((row[".imp"], row[".id"]), (str(imputation), str(index + 1)))
+            for column, text in original[index].items():
+                if (index, column) not in hidden:
+                    self.assertEqual(row[column], text)
+                elif imputation == 0:
+                    self.assertEqual(row[column], "NA")
+                else:
+                    seen.add((index, column, row[column]))
+            if imputation > 0:
+                a, b, c = (float(row[name]) for name in "abc")
+                self.assertTrue(0 < a < b)
+                limits = {2: b < 2, 3: a < 1, 4: b > 2.5, 6: 9.5 < c < 9.75}
+                self.assertTrue(limits.get(index, True), row)
+        self.assertEqual(len(seen), 3 * len(hidden))  # every imputation draws anew
+
+        # The same tables on standard output, one file each, and with two processes.
+        code, out, _ = self.run_program(f"impute good.csv -o - {settings} -j 2")
+        self.assertEqual((code, out), (0, (self.path / "out/imputations.csv").read_text(encoding="utf-8")))
+        code, _, _ = self.run_program(f"impute good.csv -o files --format files {settings}")
+        self.assertEqual(code, 0)
+        for imputation in range(1, 4):
+            with open(self.path / f"files/imputation_{imputation}.csv", encoding="utf-8") as file:
+                for row, long_row in zip(csv.DictReader(file), rows[imputation * len(original):]):
+                    self.assertEqual(row, {name: long_row[name] for name in "abct"})
+
+    def test_full_disk(self):
+        for arguments in ["check lead.csv --quiet", "--help", "impute good.csv -o - --prior ridge=4 --quiet"]:
+            with open("/dev/full", "w", encoding="utf-8") as full:
+                process = self.start(arguments, stdout=full)
+            _, err = process.communicate()
+            self.assertEqual(process.returncode, 73, arguments)
+            self.assertRegex(err, r"ullage: standard output: No space left on device\n\Z"
+                             if "help" not in arguments else "ullage: standard output cannot be written")
+
+    def test_closed_pipe_is_silent(self):
+        for arguments in ["check lead.csv --quiet", "impute good.csv -o - --prior ridge=4 --quiet --burn-in 1000"]:
+            read_end, write_end = os.pipe()
+            os.close(read_end)
+            process = self.start(arguments, stdout=write_end)
+            os.close(write_end)
+            _, err = process.communicate()
+            self.assertEqual(process.returncode, 141, arguments)
+            self.assertNotIn("standard output", err)
+
+    def test_signals_leave_nothing_behind(self):
+        before = self.names()
+        for number, code in [(signal.SIGINT, 130), (signal.SIGTERM, 143)]:
+            process = self.start("impute good.csv -o out --prior ridge=4 --thin 100000 --quiet -j 2")
+            while not (self.path / "out").exists():
+                time.sleep(0.02)
+                self.assertIsNone(process.poll())
+            time.sleep(0.2)
+            process.send_signal(number)
+            _, err = process.communicate(timeout=20)
+            self.assertEqual((process.returncode, err), (code, "ullage: interrupted\n"))
+            self.assertEqual(self.names(), before)
+        process = self.start("check -", stdin=subprocess.PIPE)
+        time.sleep(0.2)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(timeout=20), 130)
+        process.communicate()
+
+
+if __name__ == "__main__":
+    PROGRAM = str(pathlib.Path(sys.argv.pop(1)).resolve())
+    unittest.main()
