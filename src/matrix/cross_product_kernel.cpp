@@ -12,9 +12,9 @@ namespace {
 
 ULLAGE_KERNEL_BODY void add_rows_body(std::size_t row_count, std::size_t stride, const double *rows, double *sums) {
     for (std::size_t j = 0; j < stride; j += kVectorLength) {
-        Vector4 sum = vector_at(sums + j);
-        for (std::size_t r = 0; r < row_count; ++r) sum = sum + vector_at(rows + r * stride + j);
-        vector_at(sums + j) = sum;
+        Vector4 sum = load_vector(sums + j);
+        for (std::size_t r = 0; r < row_count; ++r) sum = sum + load_vector(rows + r * stride + j);
+        store_vector(sums + j, sum);
     }
 }
 
@@ -25,20 +25,20 @@ ULLAGE_KERNEL_BODY void add_tile(std::size_t row_count, std::size_t stride, cons
     Vector4 tile[kVectorLength][column_vectors];
     for (std::size_t r = 0; r < kVectorLength; ++r) {
         for (std::size_t v = 0; v < column_vectors; ++v) {
-            tile[r][v] = vector_at(sums + (i + r) * stride + j + v * kVectorLength);
+            tile[r][v] = load_vector(sums + (i + r) * stride + j + v * kVectorLength);
         }
     }
     for (std::size_t c = 0; c < row_count; ++c) {
         const double *row = rows + c * stride;
         for (std::size_t r = 0; r < kVectorLength; ++r) {
             for (std::size_t v = 0; v < column_vectors; ++v) {
-                tile[r][v] = tile[r][v] + vector_at(row + j + v * kVectorLength) * row[i + r];
+                tile[r][v] = tile[r][v] + load_vector(row + j + v * kVectorLength) * row[i + r];
             }
         }
     }
     for (std::size_t r = 0; r < kVectorLength; ++r) {
         for (std::size_t v = 0; v < column_vectors; ++v) {
-            vector_at(sums + (i + r) * stride + j + v * kVectorLength) = tile[r][v];
+            store_vector(sums + (i + r) * stride + j + v * kVectorLength, tile[r][v]);
         }
     }
 }

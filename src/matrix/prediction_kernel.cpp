@@ -14,10 +14,10 @@ ULLAGE_KERNEL_BODY void prediction_body(std::size_t m, std::size_t n, const doub
     for (std::size_t t = 0; t < n; t += kVectorLength) {
         Vector4 sum = {0.0, 0.0, 0.0, 0.0};
         for (std::size_t k = 0; k < m; ++k) {
-            sum = sum + vector_at(coefficients) * factors[k];
+            sum = sum + load_vector(coefficients) * factors[k];
             coefficients += kVectorLength;
         }
-        vector_at(sums + t) = sum;
+        store_vector(sums + t, sum);
     }
 }
 

@@ -19,18 +19,18 @@ ULLAGE_KERNEL_BODY void quadratic_forms_body(std::size_t n, const double *a, con
         for (std::size_t j = 0; j < i; ++j) {
             const double *x_j = x + j * kFormsSideBySide;
             for (std::size_t v = 0; v < kVectors; ++v) {
-                const Vector4 scaled = vector_at(x_i + v * kVectorLength) * *a;
-                sum[v] = sum[v] + (scaled * vector_at(x_j + v * kVectorLength)) * 2.0;
+                const Vector4 scaled = load_vector(x_i + v * kVectorLength) * *a;
+                sum[v] = sum[v] + (scaled * load_vector(x_j + v * kVectorLength)) * 2.0;
             }
             ++a;
         }
         for (std::size_t v = 0; v < kVectors; ++v) {
-            const Vector4 scaled = vector_at(x_i + v * kVectorLength) * *a;
-            sum[v] = sum[v] + scaled * vector_at(x_i + v * kVectorLength);
+            const Vector4 scaled = load_vector(x_i + v * kVectorLength) * *a;
+            sum[v] = sum[v] + scaled * load_vector(x_i + v * kVectorLength);
         }
         ++a;
     }
-    for (std::size_t v = 0; v < kVectors; ++v) vector_at(forms + v * kVectorLength) = sum[v];
+    for (std::size_t v = 0; v < kVectors; ++v) store_vector(forms + v * kVectorLength, sum[v]);
 }
 
 ULLAGE_AVX2 void quadratic_forms_avx2(std::size_t n, const double *a, const double *x, double *forms) {

@@ -23,7 +23,7 @@ ULLAGE_KERNEL_BODY void sweep_rows_body(std::size_t stride, const double *from, 
         const double f = pivot_row[i] * pivot.reciprocal;
         const double scaled = source[k] * a;
         for (std::size_t j = 0; j < stride; j += kVectorLength) {
-            vector_at(target + j) = vector_at(source + j) - vector_at(pivot_row + j) * f;
+            store_vector(target + j, load_vector(source + j) - load_vector(pivot_row + j) * f);
         }
         target[k] = scaled;
     }
@@ -55,12 +55,12 @@ ULLAGE_KERNEL_BODY void sweep_rows_by_block_body(std::size_t stride, double *mat
             in_pivot_column[q] = element;
         }
         for (std::size_t j = 0; j < stride; j += kVectorLength) {
-            Vector4 element = vector_at(row + j);
-            element = element - vector_at(pivot_row[0] + j) * f[0];
-            element = element - vector_at(pivot_row[1] + j) * f[1];
-            element = element - vector_at(pivot_row[2] + j) * f[2];
-            element = element - vector_at(pivot_row[3] + j) * f[3];
-            vector_at(row + j) = element;
+            Vector4 element = load_vector(row + j);
+            element = element - load_vector(pivot_row[0] + j) * f[0];
+            element = element - load_vector(pivot_row[1] + j) * f[1];
+            element = element - load_vector(pivot_row[2] + j) * f[2];
+            element = element - load_vector(pivot_row[3] + j) * f[3];
+            store_vector(row + j, element);
         }
         for (std::size_t q = 0; q < kPivotBlock; ++q) row[pivots[q].index] = in_pivot_column[q];
     }

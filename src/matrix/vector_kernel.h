@@ -10,9 +10,10 @@
 #define ULLAGE_MATRIX_VECTOR_KERNEL_H
 
 #include <cstddef>
+#include <cstring>
 
-// Four results side by side, at any address of a double. Without wide registers the compiler splits it.
-using Vector4 = double __attribute__((vector_size(32), aligned(8), may_alias));
+// Four results side by side. Without wide registers the compiler splits it.
+using Vector4 = double __attribute__((vector_size(32)));
 
 inline constexpr std::size_t kVectorLength = 4;
 
@@ -21,14 +22,21 @@ inline constexpr std::size_t kVectorLength = 4;
     return (n + kVectorLength - 1) / kVectorLength * kVectorLength;
 }
 
-[[nodiscard]] inline const Vector4 &vector_at(const double *p) {
-    return *reinterpret_cast<const Vector4 *>(p);
-}
-[[nodiscard]] inline Vector4 &vector_at(double *p) {
-    return *reinterpret_cast<Vector4 *>(p);
-}
+// Kernels are inlined into their compiled forms, so how a Vector4 would be passed does not matter.
+#pragma GCC diagnostic ignored "-Wpsabi"
 
 #define ULLAGE_KERNEL_BODY static inline __attribute__((always_inline))
+
+// Vectors may begin at any double.
+[[nodiscard]] ULLAGE_KERNEL_BODY Vector4 load_vector(const double *from) {
+    Vector4 vector;
+    std::memcpy(&vector, from, sizeof vector);
+    return vector;
+}
+
+ULLAGE_KERNEL_BODY void store_vector(double *to, Vector4 vector) {
+    std::memcpy(to, &vector, sizeof vector);
+}
 
 #if defined(__x86_64__)
 #define ULLAGE_AVX2 __attribute__((target("avx2")))
