@@ -105,14 +105,9 @@ std::string EngineSession::engine_text() {
     return text;
 }
 
+// The engine logs its last error as well, so the log says all.
 void EngineSession::fail(const std::string &what, std::int32_t group, std::int32_t case_number) {
-    std::array<char16_t, 500> last{};
-    std::string text = engine_text();
-    if (DS_GetErrorMessageW(last.data(), static_cast<std::int32_t>(last.size())) == 0 && last[0] != 0) {
-        const auto message = std::filesystem::path(last.data()).u8string();
-        text = std::string(message.begin(), message.end()) + (text.empty() ? "" : ": ") + text;
-    }
-    throw EngineError(what, group, case_number, text);
+    throw EngineError(what, group, case_number, engine_text());
 }
 
 }  // namespace ullage::host

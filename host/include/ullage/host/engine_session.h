@@ -23,7 +23,7 @@ public:
     [[nodiscard]] std::int32_t group() const { return group_; }
     /** The case of the group, from 1; 0 if it is not known. */
     [[nodiscard]] std::int32_t case_number() const { return case_number_; }
-    /** The engine's last error and what its error log gained, without line ends. */
+    /** What the engine's error log gained, its last error included, as one line. */
     [[nodiscard]] const std::string &engine_text() const { return engine_text_; }
 
 private:

@@ -1,0 +1,146 @@
+# SPDX-FileCopyrightText: 2026 The Ullage authors
+# SPDX-License-Identifier: Apache-2.0
+# "ullage impute" as a process: equal bytes for any number of jobs, its files, and what it leaves when it is stopped.
+
+import csv
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+PROGRAM = sys.argv.pop(1)
+
+TABLE = "site,lead,zinc,depth\n" + "".join(
+    f"s{i},{'<2' if i % 5 == 0 else 2 + (i * 37 % 41) / 7},{'' if i % 7 == 3 else (i * 29 % 31) / 3 + i / 9},{i * 17 % 23}\n"
+    for i in range(60)
+)
+
+
+class ImputeTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.path = pathlib.Path(self.folder.name)
+        self.scratch = self.path / "scratch"
+        self.scratch.mkdir()
+        (self.path / "table.csv").write_text(TABLE)
+
+    def start(self, *options, **keywords):
+        keywords = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE} | keywords
+        return subprocess.Popen([PROGRAM, "impute", "table.csv", "--seed", "5", *options], cwd=self.path,
+                                env=os.environ | {"TMPDIR": str(self.scratch)}, **keywords)
+
+    def run_to_end(self, *options):
+        process = self.start(*options)
+        out, err = process.communicate(timeout=60)
+        return process.returncode, out, err.decode()
+
+    def check_nothing_left(self, *kept):
+        self.assertEqual(sorted(p.name for p in self.path.iterdir()), sorted(["scratch", "table.csv", *kept]))
+        self.assertEqual(list(self.scratch.iterdir()), [])
+
+    def test_jobs_change_no_byte(self):
+        short = ("-m", "5", "--chains", "3", "--burn-in", "20", "--thin", "5", "--id", "site", "--quiet")
+        results = []
+        for jobs in ("1", "2", "3"):
+            self.assertEqual(self.run_to_end("-o", jobs, "-j", jobs, *short)[0], 0)
+            results.append([(self.path / jobs / name).read_bytes() for name in ("imputations.csv", "parameters.csv")])
+        self.assertEqual(results[0], results[1])
+        self.assertEqual(results[0], results[2])
+        code, out, err = self.run_to_end("-o", "-", *short)
+        self.assertEqual((code, out), (0, results[0][0]), err)
+        self.check_nothing_left("1", "2", "3")
+
+    def test_files_say_what_was_done(self):
+        code, out, err = self.run_to_end("-o", "out", "-m", "10", "--thin", "40", "--format", "files", "--json",
+                                         "--progress", "json")
+        self.assertEqual(code, 0, err)
+        names = [f"imputation_{i:02}.csv" for i in range(1, 11)]
+        self.assertEqual(sorted(os.listdir(self.path / "out")), sorted(names + ["parameters.csv", "run.json"]))
+        record = json.loads(out)
+        self.assertEqual(out, (self.path / "out" / "run.json").read_bytes())
+        self.assertEqual(record["seed"], 5)
+        self.assertEqual(record["settings"]["iterations"], 200 + 3 * 40)
+        self.assertEqual([c["bounded"] for c in record["columns"]], [12, 0, 0])
+        progress = [json.loads(line) for line in err.splitlines() if line.startswith("{")]
+        self.assertEqual(progress[-1]["done"], 4 * 320)
+        # The draws of a mean lie around the mean of the completed tables, under the right name.
+        with open(self.path / "out" / "parameters.csv") as file:
+            draws = list(csv.DictReader(file))
+        self.assertEqual(len(draws), 4 * 120)
+        for column in ("lead", "zinc", "depth"):
+            mean = sum(float(draw[f"mean({column})"]) for draw in draws) / len(draws)
+            cells = []
+            for name in names:
+                with open(self.path / "out" / name) as file:
+                    cells += [float(row[column]) for row in csv.DictReader(file)]
+            spread = sum(float(draw[f"var({column})"]) for draw in draws) / len(draws)
+            self.assertLess(abs(mean - sum(cells) / len(cells)), 0.15 * spread ** 0.5, column)
+
+    def long_run(self):
+        """A run that would take hours, once its workers are at work."""
+        process = self.start("-o", "out", "-m", "1000", "--thin", "1000000", "-j", "2", start_new_session=True)
+        children = pathlib.Path(f"/proc/{process.pid}/task/{process.pid}/children")
+        for _ in range(600):
+            workers = [int(word) for word in children.read_text().split()]
+            if len(workers) == 2:
+                return process, workers
+            time.sleep(0.05)
+        self.fail("no workers")
+
+    def check_gone(self, workers):
+        for worker in workers:
+            self.assertFalse(os.path.exists(f"/proc/{worker}"), "a worker is left")
+
+    def test_a_dying_worker_ends_the_run(self):
+        process, workers = self.long_run()
+        os.kill(workers[0], signal.SIGKILL)
+        _, err = process.communicate(timeout=30)
+        self.assertEqual(process.returncode, 70)
+        self.assertIn(b"the worker of chain 1 was ended by signal 9", err)
+        self.check_gone(workers)
+        self.check_nothing_left()
+
+    def test_interrupt_leaves_nothing(self):
+        for signal_number in (signal.SIGINT, signal.SIGTERM):
+            process, workers = self.long_run()
+            os.killpg(process.pid, signal_number)  # as a terminal does: to the workers too
+            process.communicate(timeout=30)
+            self.assertEqual(process.returncode, 128 + signal_number)
+            self.check_gone(workers)
+            self.check_nothing_left()
+
+    def test_workers_do_not_outlive_a_killed_program(self):
+        process, workers = self.long_run()
+        process.kill()
+        process.communicate(timeout=30)
+        for _ in range(200):
+            if not any(os.path.exists(f"/proc/{worker}") for worker in workers):
+                return
+            time.sleep(0.05)
+        self.check_gone(workers)
+
+    def test_outputs_that_cannot_be(self):
+        (self.path / "file").write_text("")
+        self.assertEqual(self.run_to_end("-o", "file")[0], 73)
+        self.assertEqual(self.run_to_end("-o", "file/below")[0], 73)
+        self.assertEqual(self.run_to_end("-o", "-", "--format", "files")[0], 64)
+        self.assertEqual(self.run_to_end("-o", "-", "--json")[0], 64)
+        with open("/dev/full", "wb") as full:
+            process = self.start("-o", "-", stdout=full)
+            process.communicate(timeout=60)
+            self.assertEqual(process.returncode, 73)
+        with self.start("-o", "-", "-m", "3000") as process:
+            process.stdout.close()
+            process.stderr.read()
+        self.assertEqual(process.returncode, 141)
+        self.check_nothing_left("file")
+
+
+if __name__ == "__main__":
+    unittest.main()
