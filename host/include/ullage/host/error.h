@@ -36,11 +36,11 @@ private:
 
 /** One thing that is wrong with a table, at one place. */
 struct Problem {
-    std::int64_t line = 0;     ///< line of the file, from 1; 0 if it is not about a line
-    std::int64_t row = 0;      ///< row of the data, from 1; 0 if it is not about a row
+    std::int64_t line = 0;                  ///< line of the file, from 1; 0 if it is not about a line
+    std::int64_t row = 0;                   ///< row of the data, from 1; 0 if it is not about a row
     std::vector<std::string> columns = {};  ///< names of the columns that it is about
-    std::string text = {};     ///< the cell as written; empty if it is not about a cell
-    std::string message = {};  ///< what is wrong and what to do
+    std::string text = {};                  ///< the cell as written; empty if it is not about a cell
+    std::string message = {};               ///< what is wrong and what to do
 };
 
 /** The table is wrong: up to kMostProblems problems, and how many there were in all. what() lists them. */
