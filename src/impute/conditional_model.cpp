@@ -22,18 +22,19 @@ std::size_t regression_size(std::int32_t observed_count, std::int32_t unobserved
 
 }  // namespace
 
-std::size_t conditional_model_size(std::int32_t variable_count, std::int32_t unobserved_count,
-                                   const PatternNeeds &needs) {
-    const auto n = static_cast<std::size_t>(unobserved_count);
-    std::size_t size = regression_size(variable_count - unobserved_count, unobserved_count);
-    if (needs.root) size += packed_size(unobserved_count);
+std::size_t conditional_model_size(std::int32_t variable_count, const PatternNeeds &needs) {
+    const auto n = static_cast<std::size_t>(needs.unobserved_count);
+    std::size_t size = regression_size(variable_count - needs.unobserved_count, needs.unobserved_count);
+    if (needs.root) size += packed_size(needs.unobserved_count);
     if (needs.chain) size += n * (n + 2);
     return size;
 }
 
-ConditionalModel build_conditional_model(std::int32_t observed_count, std::int32_t unobserved_count,
+ConditionalModel build_conditional_model(std::int32_t variable_count, const PatternNeeds &needs,
                                          const std::int32_t *order, const double *swept, std::size_t stride,
-                                         const PatternNeeds &needs, double *storage, double *scratch) {
+                                         double *storage, double *scratch) {
+    const std::int32_t unobserved_count = needs.unobserved_count;
+    const std::int32_t observed_count = variable_count - unobserved_count;
     const auto m = static_cast<std::size_t>(observed_count);
     const auto n = static_cast<std::size_t>(unobserved_count);
     const std::int32_t *unobserved = order + m;

@@ -17,6 +17,7 @@
 // A pattern of the group, and for which ways of drawing its model is needed.
 struct PatternNeeds {
     std::int32_t pattern;
+    std::int32_t unobserved_count;
     bool root;   // direct draw
     bool chain;  // Gibbs chain
 };
@@ -35,16 +36,14 @@ struct ConditionalModel {
 };
 
 // Doubles that the arrays of a model take, all but its order.
-[[nodiscard]] std::size_t conditional_model_size(std::int32_t variable_count, std::int32_t unobserved_count,
-                                                 const PatternNeeds &needs);
+[[nodiscard]] std::size_t conditional_model_size(std::int32_t variable_count, const PatternNeeds &needs);
 
 // Build a model from a covariance swept on the observed variables, of which only the unobserved rows are read: rows of
 // stride doubles. order and storage (conditional_model_size doubles) must outlive the model; scratch has room for 2
 // packed matrices of order n.
-[[nodiscard]] ConditionalModel build_conditional_model(std::int32_t observed_count, std::int32_t unobserved_count,
+[[nodiscard]] ConditionalModel build_conditional_model(std::int32_t variable_count, const PatternNeeds &needs,
                                                        const std::int32_t *order, const double *swept,
-                                                       std::size_t stride, const PatternNeeds &needs, double *storage,
-                                                       double *scratch);
+                                                       std::size_t stride, double *storage, double *scratch);
 
 // The predicted deviations of the unobserved cells from their means: for each the sum over the observed variables of
 // coefficient times deviation. deviations: m doubles; predicted: n doubles, filled up to whole vectors.

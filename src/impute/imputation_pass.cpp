@@ -59,13 +59,13 @@ std::int32_t collect_patterns(const Group &group, std::int32_t group_number, std
         const CaseRecord &record = *group.case_index[static_cast<std::size_t>(i)];
         const CaseMode mode = choose_mode(record);
         if (mode == CaseMode::none || !is_selected(record, group_number)) continue;
-        const PatternNeeds needed{record.pattern_index, mode == CaseMode::conventional, mode == CaseMode::gibbs};
+        const PatternNeeds needed{record.pattern_index, record.missing_count + record.bounded_count,
+                                  mode == CaseMode::conventional, mode == CaseMode::gibbs};
         PatternNeeds *noted = find_pattern(chunk, record.pattern_index);
         if (noted != nullptr && noted->root >= needed.root && noted->chain >= needed.chain) continue;
         if (bytes > kChunkBytes) break;
         bytes += sizeof(ConditionalModel) + static_cast<std::size_t>(group.variable_count) * sizeof(std::int32_t) +
-                 conditional_model_size(group.variable_count, record.missing_count + record.bounded_count, needed) *
-                     sizeof(double);
+                 conditional_model_size(group.variable_count, needed) * sizeof(double);
         if (noted == nullptr) {
             chunk.places[record.pattern_index] = chunk.count;
             chunk.patterns[chunk.count++] = needed;

@@ -36,7 +36,9 @@ struct SharedSweep {
     std::int32_t *missing;              // the unobserved variables on the way from the root of the tree
     double *matrices;                   // copies, one for each level of the walk
     std::size_t level_count;
-    double *scratch;  // for build_conditional_model
+    double *storage;       // for the models that are still to come
+    std::int32_t *orders;  // of the models, variable_count each
+    double *scratch;       // for build_conditional_model
 };
 
 double *matrix_of_level(const SharedSweep &sweep, std::size_t level) {
@@ -78,18 +80,17 @@ void finish_sweep(const SharedSweep &sweep, double *matrix, const std::int32_t *
 }
 
 // The model of one pattern, from a matrix that is swept on its observed variables below depth.
-void finish_pattern(const SharedSweep &sweep, std::size_t position, std::int32_t depth, std::size_t missing_count,
+void finish_pattern(SharedSweep &sweep, std::size_t position, std::int32_t depth, std::size_t missing_count,
                     double *matrix) {
     const PatternNeeds &needs = sweep.patterns[position];
     const std::uint64_t *pattern = pattern_words(*sweep.group, needs.pattern);
-    auto *order = pool_array<std::int32_t>(state.WorkPool, static_cast<std::size_t>(sweep.variable_count));
+    std::int32_t *order = sweep.orders + position * static_cast<std::size_t>(sweep.variable_count);
     const std::int32_t observed_count = list_variables(pattern, sweep.variable_count, false, order);
-    const std::int32_t unobserved_count = list_variables(pattern, sweep.variable_count, true, order + observed_count);
+    (void)list_variables(pattern, sweep.variable_count, true, order + observed_count);
     finish_sweep(sweep, matrix, order, observed_count, depth - static_cast<std::int32_t>(missing_count));
-    auto *storage =
-        pool_array<double>(state.WorkPool, conditional_model_size(sweep.variable_count, unobserved_count, needs));
-    sweep.models[position] = build_conditional_model(observed_count, unobserved_count, order, matrix, sweep.stride,
-                                                     needs, storage, sweep.scratch);
+    sweep.models[position] =
+        build_conditional_model(sweep.variable_count, needs, order, matrix, sweep.stride, sweep.storage, sweep.scratch);
+    sweep.storage += conditional_model_size(sweep.variable_count, needs);
 }
 
 // Sweep the matrix of a level on a variable, into the same matrix or that of another level, on all rows that any
@@ -108,8 +109,8 @@ void sweep_shared_rows(const SharedSweep &sweep, const double *from, double *to,
 }
 
 // Build the models of the patterns first to last - 1, which agree below depth, from the matrix of a level.
-void descend(const SharedSweep &sweep, std::size_t first, std::size_t last, std::int32_t depth,
-             std::size_t missing_count, std::size_t level) {
+void descend(SharedSweep &sweep, std::size_t first, std::size_t last, std::int32_t depth, std::size_t missing_count,
+             std::size_t level) {
     double *matrix = matrix_of_level(sweep, level);
     for (; last - first > 1; ++depth) {
         double *copy = matrix_of_level(sweep, level + 1);
@@ -161,6 +162,12 @@ void build_models(const Group &group, const double *covariance, std::size_t patt
     std::iota(all_variables, all_variables + nv, 0);
     sweep.all_variables = all_variables;
     sweep.missing = pool_array<std::int32_t>(pool, nv);
+    std::size_t storage_size = 0;
+    for (std::size_t i = 0; i < pattern_count; ++i) {
+        storage_size += conditional_model_size(group.variable_count, patterns[i]);
+    }
+    sweep.storage = pool_array<double>(pool, storage_size);
+    sweep.orders = pool_array<std::int32_t>(pool, array_bytes(pattern_count, nv));
     sweep.scratch = pool_array<double>(pool, 2 * packed_size(group.variable_count));
 
     for (std::size_t i = 0; i < nv; ++i) {
