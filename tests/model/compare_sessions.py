@@ -6,7 +6,7 @@
 # standard error. Doubles are compared by bits, any NaN being equal to any other. A session that differs is shrunk and
 # printed.
 #
-#   compare_sessions.py --library build/src/libullage.so --shim build/tests/model/libsession_shim.so --seed 1 --sessions 500
+#   compare_sessions.py --library build/src/libullage.so --shim build/tests/model/libsession_shim.so --sessions 500
 
 import argparse
 import array
@@ -183,7 +183,11 @@ def same_doubles(a, b):
         return False
     size = len(a) // 8
     return all(
-        x == y or (math.isnan(struct.unpack("<d", struct.pack("<Q", x))[0]) and math.isnan(struct.unpack("<d", struct.pack("<Q", y))[0]))
+        x == y
+        or (
+            math.isnan(struct.unpack("<d", struct.pack("<Q", x))[0])
+            and math.isnan(struct.unpack("<d", struct.pack("<Q", y))[0])
+        )
         for x, y in zip(struct.unpack("<%dQ" % size, a), struct.unpack("<%dQ" % size, b))
     )
 
@@ -353,16 +357,29 @@ class Lifetime:
             got = ctypes.string_at(outcome.record, 8 * outcome.record_size) if outcome.record_size else b""
             expected = source.record.tobytes()
             if not same_doubles(got, expected):
-                at = next((i for i in range(0, len(got), 8) if not same_doubles(got[i : i + 8], expected[i : i + 8])), len(got))
+                at = next(
+                    (i for i in range(0, len(got), 8) if not same_doubles(got[i : i + 8], expected[i : i + 8])),
+                    len(got),
+                )
                 raise Difference(
                     "calls of the source differ from word %d on (of %d and %d):\n  library %s\n  model %s"
-                    % (at // 8, len(got) // 8, len(expected) // 8, show(got[max(at - 32, 0) : at + 64], True), show(expected[max(at - 32, 0) : at + 64], True))
+                    % (
+                        at // 8,
+                        len(got) // 8,
+                        len(expected) // 8,
+                        show(got[max(at - 32, 0) : at + 64], True),
+                        show(expected[max(at - 32, 0) : at + 64], True),
+                    )
                 )
         got = outcome.status if outcome.kind == 1 else outcome.result
         if (outcome.kind, got) != ((0, result) if status == 0 else (1, status)):
             raise Difference(
                 "result: library %s %d, model %s"
-                % (["gives", "throws status"][outcome.kind], got, "gives %s" % result if status == 0 else "throws status %d" % status)
+                % (
+                    ["gives", "throws status"][outcome.kind],
+                    got,
+                    "gives %s" % result if status == 0 else "throws status %d" % status,
+                )
             )
         if status != 0:
             query, supports, info = setup["error_info"]
@@ -536,7 +553,9 @@ def print_session(options, seed, calls, difference):
 
 
 def main():
-    parser = argparse.ArgumentParser(description="Compare random sessions of the library with its second implementation.")
+    parser = argparse.ArgumentParser(
+        description="Compare random sessions of the library with its second implementation."
+    )
     parser.add_argument("--library", required=True, help="path of the shared library")
     parser.add_argument("--shim", required=True, help="path of the session shim")
     parser.add_argument("--seed", type=int, default=1, help="seed of the first session; the next have the next seeds")

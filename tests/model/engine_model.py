@@ -5,8 +5,8 @@
 #
 # Every export is a method of Engine. It returns (result, output): output is None where the host's array stays
 # untouched, else the list of numbers or the text that the call writes. Wide text is a str with one character per 16-bit
-# unit, so a surrogate pair is two characters. Floats are IEEE doubles; every sum runs in a plain loop, because the order
-# of the additions is part of the result.
+# unit, so a surrogate pair is two characters. Floats are IEEE doubles; every sum runs in a plain loop, because the
+# order of the additions is part of the result.
 
 import math
 import re
@@ -566,9 +566,7 @@ class Engine:
         self.standard_error += to_utf8("Error{%s}" % text[:READER_ERROR_LIMIT])
 
     def report_empty_name(self, number):
-        self.report_reader_error(
-            "In the file, dty.dty,\nvariable number %d has an empty string for a name.\n" % number
-        )
+        self.report_reader_error("In the file, dty.dty,\nvariable number %d has an empty string for a name.\n" % number)
 
     # -- session and groups
 

@@ -16,28 +16,32 @@ MAX_ORDER = WIDE + SPARE
 
 PLAIN_NAMES = ["x", "y", "z", "height", "age", "a1", "_u", "v_2", "q", "B"]
 ODD_NAMES = [
-    "X", "x", "Y", "1e5", "12", "\u00e9", "\u00df", "\u540d\u524d", "\u03a9\u03c9", "\u0663", "\u00aa", "\u00b2", "\\default",
-    "\\DEFAULT", "*", "a b", "a-b", "%s", "a%d%n", "x\r", "\r", "\ud83d\ude00", "\ud83d", "x\ude00y", "\ud800", "\udbff\udbff\udfff\udfff", "\udbff\udc00\udc00", "<", "a|b", ";",
-    "n" * 70, "\u540d%s" * 60, "a" * 121 + "\ud83d\ude00-" + "b" * 90, "\u0130", "\u017f", "\u212a", "(", "inf", "nan",
+    "X", "x", "Y", "1e5", "12", "\u00e9", "\u00df", "\u540d\u524d", "\u03a9\u03c9", "\u0663", "\u00aa", "\u00b2",
+    "\\default", "\\DEFAULT", "*", "a b", "a-b", "%s", "a%d%n", "x\r", "\r", "\ud83d\ude00", "\ud83d", "x\ude00y",
+    "\ud800", "\udbff\udbff\udfff\udfff", "\udbff\udc00\udc00", "<", "a|b", ";", "n" * 70, "\u540d%s" * 60,
+    "a" * 121 + "\ud83d\ude00-" + "b" * 90, "\u0130", "\u017f", "\u212a", "(", "inf", "nan",
 ]  # fmt: skip
 BAD_ITEMS = [
     "abc", "1|2", "1e", "1e+", ".", "+", "--1", "1.2.3", "0x10", "inf", "nan", "1,5", "5\r", "*<5", "**", " *", "* ",
-    "1<2", "1<<2<3", "w<3", "<q q", "5<6;1", "<5;abc", "abc;1", "1e5<", "<1e5", "1<2|x", "1|2<3", "5%s%d%n", "<%s", "\u0663",
-    "\ud83d", "\ud83d\ude00<", "1_0", "1d", "1e1.5", "<*", "x", "y", "|", "5|", "|5", "\u00a05", "9" * 400 + "x", "%" * 499,
-    "v" * 450 + "\ud83d\ude00" * 20, "<" + "n" * 600, "n" * 700 + "<1", "x<abc;5", "5;<abc",
+    "1<2", "1<<2<3", "w<3", "<q q", "5<6;1", "<5;abc", "abc;1", "1e5<", "<1e5", "1<2|x", "1|2<3", "5%s%d%n", "<%s",
+    "\u0663", "\ud83d", "\ud83d\ude00<", "1_0", "1d", "1e1.5", "<*", "x", "y", "|", "5|", "|5", "\u00a05",
+    "9" * 400 + "x", "%" * 499, "v" * 450 + "\ud83d\ude00" * 20, "<" + "n" * 600, "n" * 700 + "<1", "x<abc;5",
+    "5;<abc",
 ]  # fmt: skip
 ODD_NUMBERS = [
-    "1e300", "1d300", "-1e300", "1e299", "1e999", "-1e999", "1e-400", "-1e-400", "4.9e-324", "2.2250738585072011e-308",
-    "1.7976931348623157e308", "-1.7976931348623157e308", "1.8e308", "0", "-0", "+5", ".5", "5.", "-.5e1", "1D3", "1d-2",
-    "1E+2", "00012", "1 2", " 3 . 5 ", "\r7", "\x0b\x0c8", "1e0000000000000000000001", "1e99999999999999999999", "0e99999",
-    "0." + "0" * 400 + "1e401", "1" + "0" * 400 + "e-400", "0.1000000000000000055511151231257827021181583404541015625",
-    "9007199254740993", "1e22", "1e23", "8.5", "123456789.123456789e-9",
+    "1e300", "1d300", "-1e300", "1e299", "1e999", "-1e999", "1e-400", "-1e-400", "4.9e-324",
+    "2.2250738585072011e-308", "1.7976931348623157e308", "-1.7976931348623157e308", "1.8e308", "0", "-0", "+5", ".5",
+    "5.", "-.5e1", "1D3", "1d-2", "1E+2", "00012", "1 2", " 3 . 5 ", "\r7", "\x0b\x0c8", "1e0000000000000000000001",
+    "1e99999999999999999999", "0e99999", "0." + "0" * 400 + "1e401", "1" + "0" * 400 + "e-400",
+    "0.1000000000000000055511151231257827021181583404541015625", "9007199254740993", "1e22", "1e23", "8.5",
+    "123456789.123456789e-9",
 ]  # fmt: skip
 LAST_MOMENTS = "of the last DS_SampleMoments"  # stands for its means or its covariance, where there was none for zeros
 ODD_WORDS = [0, -1, 2, 3, 99, -7, 2**31 - 1, -(2**31)]
 EDGES = [  # where the truncated draw changes its method, for a mean of 0 and a standard deviation of 1
-    "0", "-0", "0.725", "0.7249999999999999", "0.75", "0.7500000000000001", "1.4", "1.4000000000000001", "-1.4", "-1.4000000000000001",
-    "1.248458951508617", "1.2484589515086173", "0.5", "1.3448604959630555", "-0.725", "-0.75", "1", "-1", "2", "-2", "3", "-3", "30", "-30", "1e299", "-1e299",
+    "0", "-0", "0.725", "0.7249999999999999", "0.75", "0.7500000000000001", "1.4", "1.4000000000000001", "-1.4",
+    "-1.4000000000000001", "1.248458951508617", "1.2484589515086173", "0.5", "1.3448604959630555", "-0.725", "-0.75",
+    "1", "-1", "2", "-2", "3", "-3", "30", "-30", "1e299", "-1e299",
 ]  # fmt: skip
 
 
@@ -155,7 +159,7 @@ class DataText:
         if chance(rng, 0.02):
             self.cases = 40
         if wide:
-            self.cases = min(self.cases, 3)
+            self.cases = min(self.cases, 6)
         elif chance(rng, 0.005):
             self.cases = 400
         self.names = self.make_names()
@@ -236,8 +240,21 @@ class DataText:
                 return self.term(column) + "<" + self.names[column + 1]
             return self.names[column - 1] + "<" + self.term(column)
         low, high = self.interval()
-        forms = ["<" + other, other + "<", other + "<<" + high, low + "<" + other, other + "<" + high, "<", other + "|" + low + "<"]
-        forms += [other + "<" + self.names[0], low + "<<" + other, "<" + other + ";" + low + "<", low + "<" + other + "<" + high]
+        forms = [
+            "<" + other,
+            other + "<",
+            other + "<<" + high,
+            low + "<" + other,
+            other + "<" + high,
+            "<",
+            other + "|" + low + "<",
+        ]
+        forms += [
+            other + "<" + self.names[0],
+            low + "<<" + other,
+            "<" + other + ";" + low + "<",
+            low + "<" + other + "<" + high,
+        ]
         return rng.choice(forms)
 
     def item(self, column, kind):
@@ -263,7 +280,9 @@ class DataText:
                 return rng.choice(BAD_ITEMS)
             if kind < 0.72:
                 number = rng.choice(ODD_NUMBERS)
-                return rng.choice(["<" + number, number + "<", ";" + number, number + ";", number + ";" + self.number()])
+                return rng.choice(
+                    ["<" + number, number + "<", ";" + number, number + ";", number + ";" + self.number()]
+                )
         text = self.number()
         if chance(rng, 0.05):
             text = rng.choice([" ", "  "]) + text[:1] + " " + text[1:]
@@ -280,11 +299,28 @@ class DataText:
     def weight_item(self, first):
         rng = self.rng
         if self.style == "wild" and chance(rng, 0.15):
-            bad = ["0", "-1", "1.5", "*", "", " ", "2147483648", "99999999999999999999", "a", "1e0", "%s", "2;", "+", "0x2"]
+            bad = [
+                "0",
+                "-1",
+                "1.5",
+                "*",
+                "",
+                " ",
+                "2147483648",
+                "99999999999999999999",
+                "a",
+                "1e0",
+                "%s",
+                "2;",
+                "+",
+                "0x2",
+            ]
             if not first:  # the first case alone would fit, and take gigabytes
                 bad += ["2147483647", "\x0b2147483647"] * 4
             return rng.choice(bad)
-        return rng.choice(["1", "1", "1", "2", "3", " 2", "+1", "007", "1 1"] if chance(rng, 0.2) else ["1", "1", "2", "3"])
+        return rng.choice(
+            ["1", "1", "1", "2", "3", " 2", "+1", "007", "1 1"] if chance(rng, 0.2) else ["1", "1", "2", "3"]
+        )
 
     def make_text(self):
         rng = self.rng
@@ -323,9 +359,28 @@ class DataText:
         elif kind == 2:
             lines[line] = lines[line].rpartition("\t")[0]
         elif kind == 3:
-            lines[0] = rng.choice(["3", "2", "x", "-1", "1e10", "2.9", "", "*", "3 ", " 3", "-0.5", "2147483648"]) + "\t" + str(len(self.columns))
+            lines[0] = (
+                rng.choice(["3", "2", "x", "-1", "1e10", "2.9", "", "*", "3 ", " 3", "-0.5", "2147483648"])
+                + "\t"
+                + str(len(self.columns))
+            )
         elif kind == 4:
-            count = rng.choice(["0", "-1", "99", "2147483647", "2147483648", "1e999", "x", "", "-0.9", "1e5", str(len(self.columns) + 1), str(len(self.columns) - 1)])
+            count = rng.choice(
+                [
+                    "0",
+                    "-1",
+                    "99",
+                    "2147483647",
+                    "2147483648",
+                    "1e999",
+                    "x",
+                    "",
+                    "-0.9",
+                    "1e5",
+                    str(len(self.columns) + 1),
+                    str(len(self.columns) - 1),
+                ]
+            )
             lines[0] = str(self.cases) + "\t" + count
         elif kind == 5:
             lines[line] += "\r"
@@ -466,7 +521,9 @@ class SessionGenerator:
                 self.call("DS_KeyVariableDef", 0, "k" * length)
                 name = rng.choice(["", "", name])
         if data.weight is not None:
-            self.call("DS_KeyWeight", rng.choice(["w", "w", "w", "w", "W", "nowhere"] if chance(rng, 0.1) else ["w", "W"]))
+            self.call(
+                "DS_KeyWeight", rng.choice(["w", "w", "w", "w", "W", "nowhere"] if chance(rng, 0.1) else ["w", "W"])
+            )
         if chance(rng, 0.03):
             self.call("DS_KeyEnd")
         self.call("DS_KeyGroupDef", name, data.text if not chance(rng, 0.005) else None)
@@ -522,7 +579,9 @@ class SessionGenerator:
         if chance(rng, 0.3):
             first, last = rng.choice([(1, 0), (1, 2), (2, 0), (3, 3), (2, 1), (2, 2), (3, 0), (1, 1), (0, 3), (4, 0)])
         if chance(rng, self.odd * 0.5):
-            first, last = rng.choice([(-1, 0), (0, -1), (50, 0), (0, 100), (100, 100), (5, 2), (-(2**31), 2**31 - 1)])
+            first, last = rng.choice(
+                [(-1, 0), (0, -1), (50, 0), (0, 100), (100, 100), (5, 2), (-(2**31), 2**31 - 1)]
+            )
         if chance(rng, self.odd * 0.2):
             means = None
         if chance(rng, self.odd * 0.2):
