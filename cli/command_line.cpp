@@ -136,8 +136,8 @@ std::vector<std::pair<std::string, double>> numbers_of(const std::string &option
 char separator_of(const std::string &word) {
     if (word == "tab" || word == "\\t") return '\t';
     if (word == "space") return ' ';
-    if (word.size() != 1 || static_cast<unsigned char>(word[0]) >= 128 || word == "\"" || word == "\n" ||
-        word == "\r" || word == ".") {
+    constexpr std::string_view never = "\"\r\n.+-0123456789";
+    if (word.size() != 1 || static_cast<unsigned char>(word[0]) >= 128 || never.find(word[0]) != never.npos) {
         throw Error(Fault::usage, "--sep is one character such as ; or the word tab or space, not \"" + word + "\"");
     }
     return word[0];

@@ -5,6 +5,7 @@
 #include "input.h"
 
 #include "talk.h"
+#include "ullage/host/error.h"
 
 namespace ullage::cli {
 
@@ -15,6 +16,11 @@ Input load_input(const Options &options) {
     input.table = host::read_table(source, std::move(bytes), options.read, input.notices);
     host::apply_rules(input.table, options.rules, input.notices);
     say(options, input.notices);
+    for (const std::string &name : input.table.file.names) {
+        if (options.impute.format != Format::long_table || (name != ".imp" && name != ".id")) continue;
+        throw host::Error(host::Fault::data, source + ": the long format adds a column " + name +
+                                                 ", and there is one already; rename it, or use --format files");
+    }
     input.hidden = host::close_bounds(input.table);
     return input;
 }

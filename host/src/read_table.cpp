@@ -81,7 +81,10 @@ private:
     Notices &notices_;
     std::vector<Candidate> candidates_;
     std::unordered_map<std::string, std::size_t> place_;  // of each name in the header
-    std::vector<Bound> bounds_;                           // other is a file column until resolve_references
+    // What a cell can refer to: a column of the file, or a pair of limits, counted behind the last of these.
+    std::unordered_map<std::string, std::int32_t> operand_;
+    std::vector<std::int32_t> kept_as_;  // of each candidate, the column; -1 if it is carried along
+    std::vector<Bound> bounds_;          // other is what operand_ says until resolve_references
     std::vector<std::size_t> bound_begin_;
     std::string unquoted_;  // holds the text of cell() if it had quotes
     Problems problems_;
@@ -278,15 +281,15 @@ void Reader::read_single(std::size_t row, std::int32_t index, Candidate &candida
     if (remark == Remark::observed) {
         bool names_are_good = true;
         for (const StatedBound &bound : content.bounds) {
-            const auto other = bound.other.empty() ? place_.end() : place_.find(std::string(bound.other));
-            if (!bound.other.empty() && other == place_.end()) {
+            const auto other = bound.other.empty() ? operand_.end() : operand_.find(std::string(bound.other));
+            if (!bound.other.empty() && other == operand_.end()) {
                 ++candidate.words;
                 add_problem(row, candidate,
                             fmt::format("{} is neither a number nor the name of a column", quote(bound.other)));
                 names_are_good = false;
                 break;
             }
-            if (!bound.other.empty() && other->second == candidate.file_column) {
+            if (!bound.other.empty() && other->second == static_cast<std::int32_t>(candidate.file_column)) {
                 ++candidate.words;
                 add_problem(row, candidate, "the cell refers to its own column");
                 names_are_good = false;
@@ -297,8 +300,7 @@ void Reader::read_single(std::size_t row, std::int32_t index, Candidate &candida
         ++candidate.numbers;
         candidate.states[row] = CellState::bounded;
         for (const StatedBound &bound : content.bounds) {
-            const std::int32_t other =
-                bound.other.empty() ? -1 : static_cast<std::int32_t>(place_.at(std::string(bound.other)));
+            const std::int32_t other = bound.other.empty() ? -1 : operand_.at(std::string(bound.other));
             bounds_.push_back({index, other, bound.limit, bound.is_upper});
         }
     } else {
@@ -361,7 +363,7 @@ void Reader::read_cells() {
 
 /** Drop the candidates without a single number; what is left becomes the columns, and the rest is carried along. */
 void Reader::keep_columns(Table &table) {
-    std::vector<std::int32_t> new_index(candidates_.size(), -1);
+    kept_as_.assign(candidates_.size(), -1);
     for (std::size_t i = 0; i < candidates_.size(); ++i) {
         Candidate &candidate = candidates_[i];
         if (candidate.numbers == 0) {
@@ -382,7 +384,7 @@ void Reader::keep_columns(Table &table) {
         }
         for (Problem &problem : candidate.problems.list) problems_.list.push_back(std::move(problem));
         problems_.count += candidate.problems.count;
-        new_index[i] = static_cast<std::int32_t>(table.columns.size());
+        kept_as_[i] = static_cast<std::int32_t>(table.columns.size());
         table.columns.push_back(
             {.name = candidate.name,
              .file_column = static_cast<std::ptrdiff_t>(candidate.file_column),
@@ -417,7 +419,7 @@ void Reader::keep_columns(Table &table) {
         bound_begin_[row] = kept;
         for (std::size_t b = begin; b < bound_begin_[row + 1]; ++b) {
             Bound bound = bounds_[b];
-            bound.column = new_index[static_cast<std::size_t>(bound.column)];
+            bound.column = kept_as_[static_cast<std::size_t>(bound.column)];
             if (bound.column >= 0) bounds_[kept++] = bound;
         }
     }
@@ -428,23 +430,22 @@ void Reader::keep_columns(Table &table) {
 
 /** Turn file columns behind references into columns, or into the number that a column outside the model holds. */
 void Reader::resolve_references(Table &table) {
-    std::unordered_map<std::int32_t, std::int32_t> column_of;
-    for (std::size_t i = 0; i < table.columns.size(); ++i) {
-        if (table.columns[i].upper_file_column >= 0) continue;
-        column_of[static_cast<std::int32_t>(table.columns[i].file_column)] = static_cast<std::int32_t>(i);
+    std::vector<std::int32_t> column_of(file_.names.size() + candidates_.size(), -1);
+    for (std::size_t i = 0; i < candidates_.size(); ++i) {
+        column_of[candidates_[i].upper ? file_.names.size() + i : candidates_[i].file_column] = kept_as_[i];
     }
     for (std::size_t row = 0; row < file_.row_count(); ++row) {
         for (std::size_t b = bound_begin_[row]; b < bound_begin_[row + 1]; ++b) {
             Bound &bound = bounds_[b];
             if (bound.other < 0) continue;
-            const auto found = column_of.find(bound.other);
-            if (found != column_of.end()) {
-                bound.other = found->second;
+            const auto other = static_cast<std::size_t>(bound.other);
+            if (column_of[other] >= 0) {
+                bound.other = column_of[other];
                 continue;
             }
-            const auto other = static_cast<std::size_t>(bound.other);
             const Column &column = table.columns[static_cast<std::size_t>(bound.column)];
-            const auto number = parse_number(cell(row, other));
+            const bool is_pair = other >= file_.names.size();
+            const auto number = is_pair ? std::nullopt : parse_number(cell(row, other));
             if (number) {
                 bound.other = -1;
                 bound.limit = *number;
@@ -453,8 +454,12 @@ void Reader::resolve_references(Table &table) {
                                .row = static_cast<std::int64_t>(row + 1),
                                .columns = {column.name},
                                .text = file_.text(row, static_cast<std::size_t>(column.file_column)),
-                               .message = fmt::format("column {} is not in the model, and its cell {} is no number",
-                                                      quote(file_.names[other]), quote(file_.text(row, other)))});
+                               .message = is_pair
+                                              ? fmt::format("{} holds no number at all",
+                                                            quote(candidates_[other - file_.names.size()].name))
+                                              : fmt::format("column {} is not in the model, and its cell {} is no "
+                                                            "number",
+                                                            quote(file_.names[other]), quote(file_.text(row, other)))});
             }
         }
     }
@@ -514,6 +519,10 @@ void Reader::tell_about_columns(const Table &table) {
             {false, fmt::format("carried along unchanged, as there is no number in {}: {}",
                                 without_number.size() == 1 ? "it" : "them", fmt::join(without_number, ", "))});
     }
+    std::vector<bool> has_censored(table.columns.size(), false);
+    for (const Bound &bound : bounds_) {
+        if (bound.is_upper && bound.other < 0) has_censored[static_cast<std::size_t>(bound.column)] = true;
+    }
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
         const Column &column = table.columns[i];
         if (column.upper_file_column >= 0) {
@@ -541,10 +550,7 @@ void Reader::tell_about_columns(const Table &table) {
             notices_.push_back({true, fmt::format("column {} only counts the rows; --id '{}' keeps it out of the model",
                                                   quote(column.name), column.name)});
         }
-        const bool has_censored = std::any_of(bounds_.begin(), bounds_.end(), [&](const Bound &bound) {
-            return bound.column == static_cast<std::int32_t>(i) && bound.is_upper && bound.other < 0;
-        });
-        if (has_censored && lowest_count > 1) {
+        if (has_censored[i] && lowest_count > 1) {
             notices_.push_back(
                 {true,
                  fmt::format("column {} has cells below a limit, and its lowest value {} stands there {} times: if "
@@ -560,6 +566,10 @@ Table Reader::read() {
     }
     choose_candidates();
     take_options_per_column();
+    for (const auto &[name, place] : place_) operand_[name] = static_cast<std::int32_t>(place);
+    for (std::size_t i = 0; i < candidates_.size(); ++i) {
+        if (candidates_[i].upper) operand_[candidates_[i].name] = static_cast<std::int32_t>(file_.names.size() + i);
+    }
     read_cells();
     Table table;
     keep_columns(table);
@@ -581,11 +591,11 @@ Table Reader::read() {
 
 std::string read_file(const std::string &path) {
     const bool is_stdin = path == "-";
-    const auto fail = [&] [[noreturn]] () {
-        throw Error(Fault::no_input, fmt::format("{}: {}", is_stdin ? "standard input" : path, std::strerror(errno)));
+    const auto failure = [&] {
+        return Error(Fault::no_input, fmt::format("{}: {}", is_stdin ? "standard input" : path, std::strerror(errno)));
     };
     const int descriptor = is_stdin ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) fail();
+    if (descriptor < 0) throw failure();
     struct Close {
         int descriptor;
         ~Close() {
@@ -605,7 +615,7 @@ std::string read_file(const std::string &path) {
         bytes.resize(size + (got > 0 ? static_cast<std::size_t>(got) : 0));
         check_interrupt();
         if (got == 0) return bytes;
-        if (got < 0 && errno != EINTR) fail();
+        if (got < 0 && errno != EINTR) throw failure();
     }
 }
 

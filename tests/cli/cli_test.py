@@ -76,6 +76,9 @@ COMMANDS = [
      "ullage: --limits takes two endings such as _lo,_hi, or none\n"),
     ("name with a comma", 'check - --carry "a,b",c', '"a,b",c,d\n1,2,3\n', 0, None, ""),
     ("nothing to impute to", "impute lead.csv", "", 64, "", None),
+    ("a column of the name that the output adds", "impute - -o -", "a,.id\n1,2\n,3\n", 65, "",
+     "ullage: standard input: the long format adds a column .id, and there is one already; rename it, or use --format "
+     "files\n"),
     ("no imputation", "impute lead.csv -o out -m 0", "", 64, "", None),
     ("seed that is no number", "impute lead.csv -o out --seed one", "", 64, "", None),
     ("unknown format", "impute lead.csv -o out --format xls", "", 64, "", None),
