@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # What the fuzzers and the replay of their corpora have in common: the harnesses, and how one becomes a program.
 
-set(ullage_fuzz_harnesses data_text cell_text)
+set(ullage_fuzz_harnesses data_text cell_text sampler session)
 set(ullage_fuzz_folder ${CMAKE_CURRENT_LIST_DIR})
 
 # ullage_fuzz_program(NAME HARNESS library...): the program NAME of a harness, with the engine that it links.
@@ -12,11 +12,12 @@ function(ullage_fuzz_program name harness)
                                    ${ullage_fuzz_folder}/support/engine_inside.cpp
                                    ${ullage_fuzz_folder}/support/fuzz_text.cpp
                                    ${ullage_fuzz_folder}/support/limited_heap.cpp
+                                   ${ullage_fuzz_folder}/support/session_model.cpp
                                    ${ullage_fuzz_folder}/support/slow_reader.cpp)
     target_include_directories(${name} PRIVATE ${ullage_fuzz_folder} ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${ARGN} ullage_engine_options ullage_warnings ${CMAKE_DL_LIBS})
     target_compile_definitions(${name} PRIVATE ULLAGE_PLAIN_LIBRARY="$<TARGET_FILE:ullage_plain>")
-    # The plain road takes its memory from the harness's operator new.
-    set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+    # The plain road takes its memory from the harness's operator new, and its own exports from itself.
+    target_link_options(${name} PRIVATE LINKER:--export-dynamic-symbol=_Zn[aw]* LINKER:--export-dynamic-symbol=_Zd[al]*)
     add_dependencies(${name} ullage_plain)
 endfunction()

@@ -385,10 +385,11 @@ Table read(std::u16string_view text, const Options &options) {
 Interval interval(const Cell &cell, double own_value, const std::vector<double> &first_copy_values) {
     if (cell.state == State::observed) return {own_value, own_value};
     Interval ends{-kOpenEnd, kOpenEnd};
-    for (const Bound &bound : cell.bounds) {
-        const double value = bound.variable ? first_copy_values[*bound.variable] : bound.number;
+    // The newest bound first: of two zeros that differ in sign the first one met stays.
+    for (auto bound = cell.bounds.rbegin(); bound != cell.bounds.rend(); ++bound) {
+        const double value = bound->variable ? first_copy_values[*bound->variable] : bound->number;
         if (value == kUndefined || std::isnan(value)) continue;
-        if (bound.is_upper) {
+        if (bound->is_upper) {
             ends.upper = std::min(ends.upper, value);
         } else {
             ends.lower = std::max(ends.lower, value);
