@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// DS_GetLikelihoods and DS_ImputeGroupMembership: what mixture modelling needs of the cases.
+// DS_GetLikelihoods: the density of every case.
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 
@@ -12,6 +11,7 @@
 #include "frame/session_state.h"
 #include "matrix/packed.h"
 #include "matrix/packed_inverse.h"
+#include "matrix/packed_kernel.h"
 #include "matrix/quadratic_form_kernel.h"
 
 int32_t DS_GetLikelihoods(int32_t, const double *means, const double *covariance, double *likelihoods) {
@@ -28,31 +28,24 @@ int32_t DS_GetLikelihoods(int32_t, const double *means, const double *covariance
     }
     const double scale = 1.0 / std::sqrt(packed_determinant());
     const auto variable_count = static_cast<std::size_t>(nv);
-    const std::size_t deviation_count = array_bytes(variable_count, kFormsSideBySide);
-    auto *deviations = pool_array<double>(state.WorkPool, deviation_count);
-    std::fill_n(deviations, deviation_count, 0.0);
+    auto *deviations = pool_array<double>(state.WorkPool, array_bytes(variable_count, kFormsSideBySide));
     const auto case_count = static_cast<std::size_t>(group->case_count);
-    for (std::size_t begin = 0; begin < case_count; begin += kFormsSideBySide) {
-        const std::size_t count = std::min(kFormsSideBySide, case_count - begin);
-        for (std::size_t c = 0; c < count; ++c) {
-            const double *values = group->case_index[begin + c]->values;
+    std::size_t i = 0;
+    for (; case_count - i >= kFormsSideBySide; i += kFormsSideBySide) {
+        for (std::size_t c = 0; c < kFormsSideBySide; ++c) {
+            const double *values = group->case_index[i + c]->values;
             for (std::size_t j = 0; j < variable_count; ++j) {
                 deviations[j * kFormsSideBySide + c] = values[j] - means[j];
             }
         }
         double forms[kFormsSideBySide];
         quadratic_forms_kernel(variable_count, inverse, deviations, forms);
-        for (std::size_t c = 0; c < count; ++c) likelihoods[begin + c] = std::exp(forms[c] * -0.5) * scale;
+        for (std::size_t c = 0; c < kFormsSideBySide; ++c) likelihoods[i + c] = std::exp(forms[c] * -0.5) * scale;
     }
-    return 0;
-}
-
-int32_t DS_ImputeGroupMembership(const int32_t *ids) {
-    const Group *group = state.group_current;
-    if (group == nullptr || !is_loaded(*group) || ids == nullptr) return 1;
-    for (std::int32_t i = 0; i < group->case_count; ++i) {
-        CaseRecord &record = *group->case_index[static_cast<std::size_t>(i)];
-        if (record.fixed_group_id == 0) record.current_group_id = ids[i];
+    for (; i < case_count; ++i) {
+        const double *values = group->case_index[i]->values;
+        for (std::size_t j = 0; j < variable_count; ++j) deviations[j] = values[j] - means[j];
+        likelihoods[i] = std::exp(quadratic_form_packed(nv, inverse, deviations) * -0.5) * scale;
     }
     return 0;
 }

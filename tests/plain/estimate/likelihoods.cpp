@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// DS_GetLikelihoods and DS_ImputeGroupMembership: what mixture modelling needs of the cases.
+// DS_GetLikelihoods, one case after the other.
 
 #include <cmath>
 #include <cstddef>
@@ -31,16 +31,6 @@ int32_t DS_GetLikelihoods(int32_t, const double *means, const double *covariance
         const double *values = group->case_index[static_cast<std::size_t>(i)]->values;
         for (std::int32_t j = 0; j < nv; ++j) deviation[j] = values[j] - means[j];
         likelihoods[i] = std::exp(quadratic_form_packed(nv, inverse, deviation) * -0.5) * scale;
-    }
-    return 0;
-}
-
-int32_t DS_ImputeGroupMembership(const int32_t *ids) {
-    const Group *group = state.group_current;
-    if (group == nullptr || !is_loaded(*group) || ids == nullptr) return 1;
-    for (std::int32_t i = 0; i < group->case_count; ++i) {
-        CaseRecord &record = *group->case_index[static_cast<std::size_t>(i)];
-        if (record.fixed_group_id == 0) record.current_group_id = ids[i];
     }
     return 0;
 }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// DS_SampleMoments: means and covariance of what the cases hold.
+// DS_SampleMoments, one case after the other.
 
 #include <algorithm>
 #include <cstddef>

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// The imputation of one case.
+// One pass over a range of cases, in which every case builds its own conditional model.
 
-#include "impute/impute_case.h"
+#include "impute/imputation_pass.h"
 
 #include <algorithm>
 #include <cmath>
@@ -69,8 +69,6 @@ int draw_by_chain(const Group &group, const ConditionalModel &model, double *coe
     return 1;
 }
 
-}  // namespace
-
 int impute_case(const Group &group, const double *means, const double *covariance) {
     const auto nv = static_cast<std::size_t>(group.variable_count);
     const CaseRecord &record = *state.current_record;
@@ -119,4 +117,19 @@ int impute_case(const Group &group, const double *means, const double *covarianc
     auto *chain_state = pool_array<double>(pool, n);
     if (mode == CaseMode::conventional) return draw_directly(model, chain_state);
     return draw_by_chain(group, model, coefficients, chain_sd, chain_state);
+}
+
+}  // namespace
+
+int impute_group(const Group &group, std::int32_t group_number, const double *means, const double *covariance,
+                 std::int32_t first, std::int32_t last) {
+    state.current_record = nullptr;
+    for (std::int32_t i = first - 1; i < last; ++i) {
+        state.current_record = group.case_index[static_cast<std::size_t>(i)];
+        if (!is_selected(*state.current_record, group_number)) continue;
+        state.current_values = state.current_record->values;
+        state.current_states = state.current_record->states;
+        if (impute_case(group, means, covariance) != 0) return 1;
+    }
+    return 0;
 }
