@@ -17,9 +17,9 @@ test:
 	cmake --build --preset asan-ubsan --parallel $(jobs)
 	ctest --preset asan-ubsan --parallel $(jobs)
 
-# The example host on the airquality measurements, against an installed copy of the library.
+# The airquality measurements: the example host against an installed copy of the library, then the program.
 demo:
-	$(install) examples
+	$(install) examples host
 	cmake --preset demo
 	cmake --build --preset demo --parallel $(jobs)
 	cmake --install build/demo --component engine --prefix build/demo/installed
@@ -27,6 +27,27 @@ demo:
 	      -D CMAKE_PREFIX_PATH=$(CURDIR)/build/demo/installed
 	cmake --build build/demo/examples --parallel $(jobs)
 	cd build/demo && examples/airquality $(CURDIR)/examples/airquality.csv
+	tools/demo.sh build/demo/cli/ullage build/demo/results
+
+# The engine beside the plain road: a table of medians and ratios, and build/bench/bench.csv.
+bench:
+	$(install) bench
+	cmake --preset bench
+	cmake --build --preset bench --parallel $(jobs)
+	python3 tools/bench_table.py build/bench
+
+# Each fuzzer for FUZZ_SECONDS. Inputs that fail are left in build/fuzz/finds.
+FUZZ_SECONDS ?= 60
+fuzz:
+	$(install) fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz --parallel $(jobs)
+	for harness in $(notdir $(wildcard fuzz/corpora/*)); do \
+	    mkdir -p build/fuzz/corpus/$$harness build/fuzz/finds/$$harness && \
+	    build/fuzz/fuzz/$${harness}_fuzzer -max_total_time=$(FUZZ_SECONDS) -max_len=256 -timeout=30 -rss_limit_mb=4000 \
+	        -close_fd_mask=2 -artifact_prefix=build/fuzz/finds/$$harness/ build/fuzz/corpus/$$harness \
+	        fuzz/corpora/$$harness || exit 1; \
+	done
 
 # Write the sources anew in the project's format.
 format:
