@@ -6,18 +6,70 @@
 #include "impute/conditional_model.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 
 #include "frame/session_state.h"
 #include "matrix/packed.h"
 #include "matrix/packed_kernel.h"
-#include "matrix/prediction_kernel.h"
 #include "matrix/vector_kernel.h"
 
 namespace {
 
 std::size_t regression_size(std::int32_t observed_count, std::int32_t unobserved_count) {
     return static_cast<std::size_t>(observed_count) * padded_length(static_cast<std::size_t>(unobserved_count));
+}
+
+// The regression of the unobserved rows on the observed variables, four rows side by side; gives the place behind it.
+double *store_regression(const std::int32_t *order, std::size_t m, std::size_t n, const double *swept,
+                         std::size_t stride, double *place) {
+    const std::int32_t *unobserved = order + m;
+    for (std::size_t block = 0; block < n; block += kVectorLength) {
+        const double *rows[kVectorLength];
+        for (std::size_t lane = 0; lane < kVectorLength; ++lane) {
+            const std::size_t t = std::min(block + lane, n - 1);  // the last block repeats its last row
+            rows[lane] = swept + static_cast<std::size_t>(unobserved[t]) * stride;
+        }
+        for (std::size_t k = 0; k < m; ++k) {
+            for (std::size_t lane = 0; lane < kVectorLength; ++lane) *place++ = rows[lane][order[k]];
+        }
+    }
+    return place;
+}
+
+// The packed conditional covariance of the unobserved rows.
+void store_covariance(const std::int32_t *unobserved, std::size_t n, const double *swept, std::size_t stride,
+                      double *covariance) {
+    for (std::size_t t = 0; t < n; ++t) {
+        const double *row = swept + static_cast<std::size_t>(unobserved[t]) * stride;
+        for (std::size_t s = 0; s <= t; ++s) *covariance++ = row[unobserved[s]];
+    }
+}
+
+// What the chain needs of the conditional covariance; gives the place behind it.
+double *store_chain(ConditionalModel &model, const double *covariance, double *inverse, double *place) {
+    const auto n = static_cast<std::size_t>(model.unobserved_count);
+    double *coefficients = place;
+    double *chain_sd = coefficients + n * n;
+    double *start_sd = chain_sd + n;
+    const bool is_invertible = gibbs_prepare(model.unobserved_count, covariance, inverse, coefficients, chain_sd) == 0;
+    model.coefficients = is_invertible ? coefficients : nullptr;
+    model.chain_sd = chain_sd;
+    model.start_sd = start_sd;
+    for (std::int32_t t = 0; t < model.unobserved_count; ++t) {
+        const double variance = covariance[packed_diagonal(t)];
+        if (variance < 0.0) ++model.negative_variances;
+        start_sd[t] = std::sqrt(variance);
+    }
+    return start_sd + n;
+}
+
+// The root of the conditional covariance; gives the place behind it.
+double *store_root(ConditionalModel &model, const double *covariance, double *place) {
+    double *end = std::copy_n(covariance, packed_size(model.unobserved_count), place);
+    const bool has_root = cholesky_packed(place, model.unobserved_count, kPivotTolerance) == 0;
+    model.root = has_root ? place : nullptr;
+    return end;
 }
 
 }  // namespace
@@ -33,59 +85,19 @@ std::size_t conditional_model_size(std::int32_t variable_count, const PatternNee
 ConditionalModel build_conditional_model(std::int32_t variable_count, const PatternNeeds &needs,
                                          const std::int32_t *order, const double *swept, std::size_t stride,
                                          double *storage, double *scratch) {
-    const std::int32_t unobserved_count = needs.unobserved_count;
-    const std::int32_t observed_count = variable_count - unobserved_count;
-    const auto m = static_cast<std::size_t>(observed_count);
-    const auto n = static_cast<std::size_t>(unobserved_count);
-    const std::int32_t *unobserved = order + m;
     ConditionalModel model{};
-    model.observed_count = observed_count;
-    model.unobserved_count = unobserved_count;
+    model.unobserved_count = needs.unobserved_count;
+    model.observed_count = variable_count - needs.unobserved_count;
     model.order = order;
-
     model.regression = storage;
-    for (std::size_t block = 0; block < n; block += kVectorLength) {
-        const double *rows[kVectorLength];
-        for (std::size_t lane = 0; lane < kVectorLength; ++lane) {
-            const std::size_t t = std::min(block + lane, n - 1);  // the last block repeats its last cell
-            rows[lane] = swept + static_cast<std::size_t>(unobserved[t]) * stride;
-        }
-        for (std::size_t k = 0; k < m; ++k) {
-            for (std::size_t lane = 0; lane < kVectorLength; ++lane) *storage++ = rows[lane][order[k]];
-        }
-    }
-
+    const auto m = static_cast<std::size_t>(model.observed_count);
+    const auto n = static_cast<std::size_t>(model.unobserved_count);
     double *covariance = scratch;
-    double *element = covariance;
-    for (std::size_t t = 0; t < n; ++t) {
-        const double *row = swept + static_cast<std::size_t>(unobserved[t]) * stride;
-        for (std::size_t s = 0; s <= t; ++s) *element++ = row[unobserved[s]];
-    }
-    if (needs.chain) {
-        double *coefficients = storage;
-        double *chain_sd = coefficients + n * n;
-        double *start_sd = chain_sd + n;
-        storage = start_sd + n;
-        double *inverse = scratch + packed_size(unobserved_count);
-        if (gibbs_prepare(unobserved_count, covariance, inverse, coefficients, chain_sd) == 0) {
-            model.coefficients = coefficients;
-        }
-        for (std::int32_t t = 0; t < unobserved_count; ++t) {
-            const double variance = covariance[packed_diagonal(t)];
-            if (variance < 0.0) ++model.negative_variances;
-            start_sd[t] = std::sqrt(variance);
-        }
-        model.chain_sd = chain_sd;
-        model.start_sd = start_sd;
-    }
-    if (needs.root) {
-        std::copy_n(covariance, packed_size(unobserved_count), storage);
-        if (cholesky_packed(storage, unobserved_count, kPivotTolerance) == 0) model.root = storage;
-    }
+    double *inverse = scratch + packed_size(model.unobserved_count);
+    double *place = store_regression(order, m, n, swept, stride, storage);
+    store_covariance(order + m, n, swept, stride, covariance);
+    if (needs.chain) place = store_chain(model, covariance, inverse, place);
+    if (needs.root) place = store_root(model, covariance, place);
+    assert(place == storage + conditional_model_size(variable_count, needs));
     return model;
-}
-
-void predict_deviations(const ConditionalModel &model, const double *deviations, double *predicted) {
-    prediction_kernel(static_cast<std::size_t>(model.observed_count), static_cast<std::size_t>(model.unobserved_count),
-                      model.regression, deviations, predicted);
 }

@@ -26,7 +26,7 @@ struct ConditionalModel {
     std::int32_t observed_count;    // m
     std::int32_t unobserved_count;  // n
     const std::int32_t *order;      // the m observed variables, then the n unobserved ones, each in ascending order
-    const double *regression;       // see predict_deviations
+    const double *regression;       // of the unobserved on the observed, as prediction_kernel takes it
     const double *root;             // packed, order n: lower triangular root of the conditional covariance; null if it
                                     // has none
     const double *coefficients;     // n by n, as ChainModel has them; null if the conditional covariance has no inverse
@@ -44,9 +44,5 @@ struct ConditionalModel {
 [[nodiscard]] ConditionalModel build_conditional_model(std::int32_t variable_count, const PatternNeeds &needs,
                                                        const std::int32_t *order, const double *swept,
                                                        std::size_t stride, double *storage, double *scratch);
-
-// The predicted deviations of the unobserved cells from their means: for each the sum over the observed variables of
-// coefficient times deviation. deviations: m doubles; predicted: n doubles, filled up to whole vectors.
-void predict_deviations(const ConditionalModel &model, const double *deviations, double *predicted);
 
 #endif

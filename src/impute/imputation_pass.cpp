@@ -19,6 +19,7 @@
 #include "impute/gibbs_chain.h"
 #include "impute/random_source.h"
 #include "impute/shared_sweep.h"
+#include "matrix/prediction_kernel.h"
 #include "matrix/vector_kernel.h"
 
 namespace {
@@ -133,7 +134,8 @@ int impute_case(const Group &group, const double *means, CaseMode mode, const Co
         const std::int32_t o = observed[k];
         scratch.deviations[k] = state.current_values[o] - means[o];
     }
-    predict_deviations(model, scratch.deviations, scratch.conditional_mean);
+    prediction_kernel(static_cast<std::size_t>(model.observed_count), static_cast<std::size_t>(model.unobserved_count),
+                      model.regression, scratch.deviations, scratch.conditional_mean);
     for (std::int32_t t = 0; t < model.unobserved_count; ++t) {
         scratch.conditional_mean[t] = means[unobserved[t]] + scratch.conditional_mean[t];
     }
