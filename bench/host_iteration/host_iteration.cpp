@@ -10,8 +10,8 @@
 #include <ullage/engine.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
+#include <ctime>
 #include <memory>
 #include <numeric>
 #include <stdexcept>
@@ -36,7 +36,11 @@ std::string make_csv(std::size_t rows, std::size_t columns, Kind kind) {
     constexpr double kLimit = -0.674;
     LightSource source(7);
     std::string csv;
-    for (std::size_t j = 0; j < columns; ++j) csv += "x" + std::to_string(j) + (j + 1 < columns ? "," : "\n");
+    for (std::size_t j = 0; j < columns; ++j) {
+        csv += 'x';
+        csv += std::to_string(j);
+        csv += j + 1 < columns ? ',' : '\n';
+    }
     for (std::size_t row = 0; row < rows; ++row) {
         double value = 0.0;
         for (std::size_t j = 0; j < columns; ++j) {
@@ -46,7 +50,8 @@ std::string make_csv(std::size_t rows, std::size_t columns, Kind kind) {
             if (source.generator.uniform() < (kind == Kind::missing ? 0.3 : 0.1)) {
                 csv += "NA";
             } else if (kind == Kind::censored && j < 2 && value < kLimit) {
-                csv += '<' + format_number(kLimit);
+                csv += '<';
+                csv += format_number(kLimit);
             } else if (kind == Kind::censored && j == 2 && source.generator.uniform() < 0.25) {
                 const double lower = std::floor(2.0 * value) / 2.0;
                 csv += format_number(lower) + ".." + format_number(lower + 0.5);
@@ -96,15 +101,16 @@ void iteration(benchmark::State &state, Kind kind) {
     std::vector<double> engine_times;
     std::vector<double> chain_times;
     std::vector<double> ratios;
-    using Clock = std::chrono::steady_clock;
+    // Time of the processor, as the machine may be shared; the engine and the chain have one thread.
+    const auto milliseconds = [] { return static_cast<double>(std::clock()) * 1e3 / CLOCKS_PER_SEC; };
     for (auto _ : state) {
-        const auto start = Clock::now();
+        const auto start = milliseconds();
         pass();
-        const auto between = Clock::now();
+        const auto between = milliseconds();
         chain.iterate();
-        const auto end = Clock::now();
-        engine_times.push_back(std::chrono::duration<double, std::milli>(between - start).count());
-        chain_times.push_back(std::chrono::duration<double, std::milli>(end - between).count());
+        const auto end = milliseconds();
+        engine_times.push_back(between - start);
+        chain_times.push_back(end - between);
         ratios.push_back(chain_times.back() / engine_times.back());
     }
     state.counters["engine_ms"] = quantile(engine_times, 0.5);

@@ -153,21 +153,24 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
         level.row_count = rows_of_level[l].size();
         summarise_observed(model, rows_of_level[l], level);
         level.prior = make_prior(prior, model.names, model.scales, level.variance);
+        // The engine prepares a pattern of hidden cells once per group: rows of one pattern stay together.
+        std::vector<std::int32_t> &rows = rows_of_level[l];
+        const auto precedes = [&](std::int32_t a, std::int32_t b) {
+            return std::ranges::lexicographical_compare(hidden.of_row(static_cast<std::size_t>(a)),
+                                                        hidden.of_row(static_cast<std::size_t>(b)), {},
+                                                        &HiddenCell::column, &HiddenCell::column);
+        };
+        std::ranges::stable_sort(rows, precedes);
+        const auto first_hidden = std::ranges::partition_point(
+            rows, [&](std::int32_t row) { return hidden.of_row(static_cast<std::size_t>(row)).empty(); });
         level.first_block = model.blocks.size();
-        std::vector<std::int32_t> complete;
-        for (const std::int32_t row : rows_of_level[l]) {
-            if (hidden.of_row(static_cast<std::size_t>(row)).empty()) {
-                complete.push_back(row);
-                continue;
-            }
-            if (level.block_count == 0 || model.blocks.back().rows.size() == kBlockRows) {
-                model.blocks.push_back({l, {}});
-                ++level.block_count;
-            }
-            model.blocks.back().rows.push_back(row);
+        for (auto begin = first_hidden; begin != rows.end(); ++level.block_count) {
+            const auto end = begin + std::min<std::ptrdiff_t>(kBlockRows, rows.end() - begin);
+            model.blocks.push_back({l, {begin, end}});
+            begin = end;
         }
-        level.complete = complete_moments(model, complete);
-        check_level(model, level, rows_of_level[l]);
+        level.complete = complete_moments(model, {rows.begin(), first_hidden});
+        check_level(model, level, rows);
         model.levels.push_back(std::move(level));
     }
     return model;

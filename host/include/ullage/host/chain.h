@@ -26,7 +26,7 @@ inline constexpr std::size_t kBlockRows = 4096;
 /** Rows of one level that have hidden cells. */
 struct Block {
     std::size_t level;
-    std::vector<std::int32_t> rows;  ///< at most kBlockRows, ascending
+    std::vector<std::int32_t> rows;  ///< at most kBlockRows; rows with the same hidden columns stand together
 };
 
 /** What the model knows of one level before the first draw, in the model's units. */
