@@ -109,14 +109,35 @@ NORMALS = array.array("d", (table_rng.gauss(0.0, 1.0) for _ in range(TABLE_SIZE)
 
 
 class ModelSource:
-    """The scripted source of session_shim.cpp, for the model."""
+    """The scripted source of session_shim.cpp, for the model.
+
+    With a seed of ties it puts numbers into the script while the model runs: many acceptance numbers then lie within a
+    few units of the last place of the threshold that they are compared with.
+    """
 
     def __init__(self, setup):
         self.start = setup["start"]
         self.script = setup["script"]
+        self.ties = None
+        if setup["ties"] is not None:
+            self.ties = random.Random(setup["ties"])
+            self.script = list(self.script)
         self.calls = 0
         self.taken = 0
         self.record = array.array("d")
+
+    def put(self, table, exponent):
+        """Fix the next number of the script, close to the threshold where there is one."""
+        value = self.ties.choice(table)
+        if exponent is not None and self.ties.random() < 0.6:
+            value = engine_model.exponential(exponent)
+            steps = self.ties.choice([0, 0, 1, 1, 2, 3, 10, 1000, 10**6])
+            toward = self.ties.choice([0.0, 2.0])
+            for _ in range(min(steps, 10)):
+                value = math.nextafter(value, toward)
+            if steps > 10:
+                value = value + (toward - 1.0) * steps * math.ulp(value)
+        self.script.append((1, value, 0))
 
     def next(self, table):
         value = table[(self.start + self.taken) % TABLE_SIZE]
@@ -128,17 +149,19 @@ class ModelSource:
         self.calls += 1
         return kind, value, status
 
-    def number(self, operation, table):
+    def number(self, operation, table, exponent=None):
         self.record.append(operation)
         self.record.append(0.0)
+        if self.ties is not None and self.calls == len(self.script):
+            self.put(table, exponent)
         kind, value, status = self.answer()
         x = self.next(table) if kind == 0 else value if kind == 1 else 0.0
         if status < 0:
             raise engine_model.SourceFailure(status)
         return x
 
-    def next_uniform(self):
-        return self.number(1.0, UNIFORMS)
+    def next_uniform(self, exponent=None):
+        return self.number(1.0, UNIFORMS, exponent)
 
     def next_standard_normal(self):
         return self.number(2.0, NORMALS)
@@ -148,6 +171,8 @@ class ModelSource:
         self.record.append(n)
         self.record.extend(mean)
         self.record.extend(root)
+        if self.ties is not None and self.calls == len(self.script):
+            self.script.append((0, 0.0, 0))
         kind, value, status = self.answer()
         if kind == 1:
             out = [value] * n
@@ -342,7 +367,7 @@ class Lifetime:
         outcome = ImputeOutcome()
         native = None
         if setup is not None:
-            script = (ScriptEntry * len(setup["script"]))(*((v, k, s) for k, v, s in setup["script"]))
+            script = (ScriptEntry * len(source.script))(*((v, k, s) for k, v, s in source.script))
             native = SourceSetup(
                 UNIFORMS.buffer_info()[0], NORMALS.buffer_info()[0], TABLE_SIZE, setup["start"],
                 ctypes.addressof(script), len(script), *setup["error_info"],

@@ -320,8 +320,9 @@ def draw_uniform_rejection(source, a, b):
     w = b - a
     while True:
         x = w * source.next_uniform() + a
-        v = source.next_uniform()
-        if exponential(-0.5 * (x * x - c)) > v:
+        exponent = -0.5 * (x * x - c)
+        v = source.next_uniform(exponent)
+        if exponential(exponent) > v:
             return x
 
 
@@ -332,8 +333,9 @@ def draw_exponential_rejection(source, a, b):
     m = 1.0 - exponential(-(a * (b - a)))
     while True:
         t = s * logarithm(1.0 - source.next_uniform() * m)
-        v = source.next_uniform()
-        if -0.5 * t * t > logarithm(v):
+        exponent = -0.5 * t * t
+        v = source.next_uniform(exponent)
+        if exponent > logarithm(v):
             return t + a
 
 
@@ -341,18 +343,19 @@ def draw_exponential_tail(source, a):
     s = divide(-1.0, a)
     while True:
         t = s * logarithm(source.next_uniform())
-        v = source.next_uniform()
-        if -0.5 * t * t > logarithm(v):
+        exponent = -0.5 * t * t
+        v = source.next_uniform(exponent)
+        if exponent > logarithm(v):
             return t + a
 
 
 class NoSource:
     """Stands for a null source: the first number asked of it fails the case."""
 
-    def next_standard_normal(self):
+    def next_uniform(self):
         raise CaseFailure("No random source was given.\n")
 
-    next_uniform = next_standard_normal
+    next_standard_normal = next_uniform
 
     def next_multivariate_normal(self, n, mean, root):
         raise CaseFailure("No random source was given.\n")
@@ -962,7 +965,11 @@ class Engine:
     # -- imputation
 
     def DS_Impute(self, number, means, covariance, first, last, source):
-        """source has next_uniform, next_standard_normal and next_multivariate_normal, or is None."""
+        """source has next_uniform, next_standard_normal and next_multivariate_normal, or is None.
+
+        An acceptance number is asked for with the logarithm of the threshold that it is compared with; a source is free
+        to come close to it.
+        """
         group = self.loaded_group_for(number)
         if group is None or means is None:
             return 1, None

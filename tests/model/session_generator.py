@@ -7,6 +7,7 @@
 # folder of the run. Means and covariances are long enough for every group: the leading part of a packed matrix is the
 # matrix of the first variables.
 
+import decimal
 import math
 import random
 
@@ -37,6 +38,7 @@ ODD_NUMBERS = [
     "123456789.123456789e-9",
 ]  # fmt: skip
 LAST_MOMENTS = "of the last DS_SampleMoments"  # stands for its means or its covariance, where there was none for zeros
+EXACT = decimal.Context(prec=2000)
 ODD_WORDS = [0, -1, 2, 3, 99, -7, 2**31 - 1, -(2**31)]
 EDGES = [  # where the truncated draw changes its method, for a mean of 0 and a standard deviation of 1
     "0", "-0", "0.725", "0.7249999999999999", "0.75", "0.7500000000000001", "1.4", "1.4000000000000001", "-1.4",
@@ -139,8 +141,38 @@ def random_source(rng):
     return {
         "start": rng.randrange(8000),
         "script": random_script(rng),
+        "ties": rng.randrange(10**6) if chance(rng, 0.3) else None,
         "error_info": (rng.choice([0, 0, 0, 1, -1]), rng.choice([0, 0, 0, 1, -1]), rng.choice([0, 0, 0, 1, -1])),
     }
+
+
+def hard_number(rng):
+    """A number whose conversion is easily wrong in its last bit, or long, or at an end of the range."""
+    kind = rng.randrange(5)
+    digits = "".join(rng.choices("0123456789", k=rng.choice([1, 5, 15, 16, 17, 18, 19, 20, 21, 25, 40, 120])))
+    if kind < 2:
+        point = rng.randint(0, len(digits))
+        exponent = rng.choice(
+            ["", "", "e%d" % rng.randint(-30, 30), "d%+d" % rng.randint(-345, 330), "E%03d" % rng.randint(0, 30)]
+        )
+        return rng.choice(["", "-", "+"]) + digits[:point] + "." + digits[point:] + exponent
+    if kind == 2:
+        return "%s%se%d" % (
+            rng.choice(["", "-"]),
+            digits,
+            rng.randint(-30, 30) - (rng.choice([0, 300, 320]) if len(digits) < 41 else 0),
+        )
+    value = math.ldexp(
+        rng.choice([rng.getrandbits(53), 2**53 - 1, 2**52, rng.getrandbits(20)]) or 1,
+        rng.choice([-1074, -1060, -60, -10, 0, 5, 60]),
+    )
+    if kind == 3:
+        return repr(value)
+    middle = EXACT.divide(EXACT.add(decimal.Decimal(value), decimal.Decimal(math.nextafter(value, math.inf))), 2)
+    text = format(middle, "f")
+    if len(text) > 1000:
+        return repr(value)
+    return text + rng.choice(["", "", "0", "1"]) if "." in text else text
 
 
 class DataText:
@@ -167,7 +199,7 @@ class DataText:
         self.columns = list(self.names)
         if self.weight is not None:
             self.columns.insert(self.weight, "w")
-        self.style = rng.choice(["missing", "missing", "bounds", "bounds", "order", "mixed", "mixed", "wild", "edges"])
+        self.style = rng.choice(["missing", "missing", "bounds", "bounds", "order", "mixed", "mixed", "wild", "edges", "numbers"])
         self.text = self.make_text()
         self.damaged = chance(rng, 0.2)
         if self.damaged:
@@ -261,6 +293,8 @@ class DataText:
         """One item; kind, between 0 and 1, decides whether it is observed, missing or bounded."""
         rng = self.rng
         missing = rng.choice(["*", "*", "*", " ", "   "])
+        if self.style == "numbers":
+            return hard_number(rng) if kind < 0.9 else missing
         if self.style == "missing":
             return missing if kind < 0.4 else self.number()
         if self.style in ("bounds", "edges"):
