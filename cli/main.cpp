@@ -2,6 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The program: one command, and its exit code.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <exception>
 #include <new>
 
@@ -34,10 +37,18 @@ int exit_code(ullage::host::Fault fault) {
     return 70;
 }
 
+/** Fill standard streams that were closed, so that no file of ours takes their place. Writing to these fails. */
+void fill_standard_streams() {
+    int descriptor = 0;
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO) descriptor = open("/dev/null", O_RDONLY);
+    if (descriptor >= 0) close(descriptor);
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
     using namespace ullage;
+    fill_standard_streams();
     try {
         host::watch_interrupts();
         const cli::CommandLine command = cli::parse_command_line(argc, argv);

@@ -31,7 +31,7 @@ ProgressBar::ProgressBar(const Options &options) : form_(Form::none) {
 }
 
 ProgressBar::~ProgressBar() {
-    if (drawn_) fmt::print(stderr, "\r\x1b[K");
+    if (drawn_) write_stderr("\r\x1b[K");
 }
 
 double ProgressBar::seconds() const {
@@ -48,14 +48,13 @@ void ProgressBar::show(const host::ImputeProgress &progress) {
     const double rate = elapsed > 0.0 ? static_cast<double>(progress.done) / elapsed : 0.0;
     const double left = rate > 0.0 ? static_cast<double>(progress.total - progress.done) / rate : 0.0;
     if (form_ == Form::json) {
-        fmt::print(stderr, "{{\"done\": {}, \"total\": {}, \"rate\": {:.1f}, \"seconds_left\": {:.1f}}}\n",
-                   progress.done, progress.total, rate, left);
+        write_stderr(fmt::format("{{\"done\": {}, \"total\": {}, \"rate\": {:.1f}, \"seconds_left\": {:.1f}}}\n",
+                                 progress.done, progress.total, rate, left));
         return;
     }
     const auto full = static_cast<std::size_t>(kBarWidth * progress.done / progress.total);
-    fmt::print(stderr, "\r[{:.<{}}] {:3}%  {:.0f} iterations/s, {} left\x1b[K", std::string(full, '#'), kBarWidth,
-               100 * progress.done / progress.total, rate, time_left(left));
-    std::fflush(stderr);
+    write_stderr(fmt::format("\r[{:.<{}}] {:3}%  {:.0f} iterations/s, {} left\x1b[K", std::string(full, '#'), kBarWidth,
+                             100 * progress.done / progress.total, rate, time_left(left)));
     drawn_ = true;
 }
 

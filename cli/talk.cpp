@@ -7,16 +7,22 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <cstdio>
+
 namespace ullage::cli {
 
+void write_stderr(std::string_view text) {
+    (void)std::fwrite(text.data(), 1, text.size(), stderr);
+}
+
 void say(const Options &options, std::string_view line) {
-    if (!options.quiet) fmt::print(stderr, "{}\n", line);
+    if (!options.quiet) write_stderr(fmt::format("{}\n", line));
 }
 
 void say(const Options &options, const host::Notices &notices) {
     for (const host::Notice &notice : notices) {
         if (notice.is_warning) {
-            fmt::print(stderr, "ullage: warning: {}\n", notice.text);
+            write_stderr(fmt::format("ullage: warning: {}\n", notice.text));
         } else {
             say(options, "ullage: note: " + notice.text);
         }
@@ -26,7 +32,7 @@ void say(const Options &options, const host::Notices &notices) {
 void say_error(std::string_view text) {
     while (!text.empty()) {
         const std::size_t end = text.find('\n');
-        fmt::print(stderr, "ullage: {}\n", text.substr(0, end));
+        write_stderr(fmt::format("ullage: {}\n", text.substr(0, end)));
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
 }

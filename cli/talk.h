@@ -12,6 +12,10 @@
 
 namespace ullage::cli {
 
+/** Write to standard error. Where nobody listens, on a full disk or with the stream closed, the text is lost, and the
+ * work goes on. */
+void write_stderr(std::string_view text);
+
 /** Say one line, unless --quiet was given. */
 void say(const Options &options, std::string_view line);
 

@@ -234,6 +234,13 @@ void Reader::read_single(std::size_t row, std::int32_t index, Candidate &candida
         }
         return;
     }
+    const bool is_nondetect = text == options_.nondetect;
+    if (is_nondetect && candidate.limit) {  // the word may look like a number: 0 in a column that is cut off at 0
+        ++candidate.numbers;
+        candidate.states[row] = CellState::bounded;
+        bounds_.push_back({index, -1, *candidate.limit, true});
+        return;
+    }
     if (const auto number = parse_number(text)) {
         ++candidate.numbers;
         if (remark == Remark::observed) {
@@ -245,16 +252,10 @@ void Reader::read_single(std::size_t row, std::int32_t index, Candidate &candida
         }
         return;
     }
-    if (text == options_.nondetect && !text.empty()) {
-        if (candidate.limit) {
-            ++candidate.numbers;
-            candidate.states[row] = CellState::bounded;
-            bounds_.push_back({index, -1, *candidate.limit, true});
-        } else {
-            ++candidate.words;
-            add_problem(row, candidate,
-                        fmt::format("not detected, but below which limit? --nd '{}=LIMIT' tells", candidate.name));
-        }
+    if (is_nondetect) {
+        ++candidate.words;
+        add_problem(row, candidate,
+                    fmt::format("not detected, but below which limit? --nd '{}=LIMIT' tells", candidate.name));
         return;
     }
     const CellContent content = parse_cell(text);

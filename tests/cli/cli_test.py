@@ -214,6 +214,19 @@ class CommandLine(unittest.TestCase):
             self.assertRegex(err, r"ullage: standard output: No space left on device\n\Z"
                              if "help" not in arguments else "ullage: standard output cannot be written")
 
+    def test_standard_error_that_takes_nothing(self):
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            for arguments, code in [("check lead.csv", 0), ("check none.csv", 66),
+                                    ("impute good.csv -o - --prior ridge=4 --progress json", 0)]:
+                process = self.start(arguments, stderr=full)
+                process.communicate()
+                self.assertEqual(process.returncode, code, arguments)
+        # With all three streams closed, no output file may take the place of one and get the talk as content.
+        command = f"exec '{PROGRAM}' impute good.csv -o out --prior ridge=4 --seed 1 -m 1 <&- >&- 2>&-"
+        self.assertEqual(subprocess.run(["sh", "-c", command], cwd=self.path, check=False).returncode, 0)
+        for name in os.listdir(self.path / "out"):
+            self.assertNotIn("seed 1", (self.path / "out" / name).read_text(encoding="utf-8"))
+
     def test_closed_pipe_is_silent(self):
         for arguments in ["check lead.csv --quiet", "impute good.csv -o - --prior ridge=4 --quiet --burn-in 1000"]:
             read_end, write_end = os.pipe()

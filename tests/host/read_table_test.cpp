@@ -201,6 +201,11 @@ TEST(ReadTable, PairsRemarksAndNotDetected) {
              o.nondetect = "n.d.";
          }),
          "x\nn.d.\n3\n", "x=<2; x=3"},
+        {"a number for it", with([](ReadOptions &o) {
+             o.limits = {{"x", 0}};
+             o.nondetect = "0";
+         }),
+         "x,y\n0,0\n3,1\n", "x=<0 y=0; x=3 y=1"},
         {"other missing words", with([](ReadOptions &o) {
              o.missing = {"-99", "?"};
          }),
