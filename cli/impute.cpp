@@ -131,7 +131,7 @@ int run_impute(const Options &options) {
     say(options, fmt::format("seed {}", settings.seed));
     if (input.hidden.cells.empty())
         say(options, "note: no cell is missing or bounded; all completed tables are the same");
-    host::RunFacts facts{options.command, settings, options.impute.prior, 0.0};
+    host::RunFacts facts{options.command, settings, options.impute.prior, options.read.by, 0.0};
     host::Imputations result;
     {
         ProgressBar bar(options);

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <limits>
 #include <numeric>
+#include <span>
 
 namespace ullage::host {
 namespace {
@@ -148,19 +149,40 @@ double quantile_size(const Chains &chains, const Chains &halves, double probabil
     return effective_size(indicators);
 }
 
-}  // namespace
-
-Convergence judge_convergence(const Chains &chains) {
+bool can_be_judged(const Chains &chains) {
     const std::vector<double> all = pooled(chains);
     const bool finite = std::all_of(all.begin(), all.end(), [](double x) { return std::isfinite(x); });
     const bool varies = std::any_of(all.begin(), all.end(), [&](double x) { return x != all[0]; });
-    if (chains[0].size() < 4 || !finite || !varies) return {kUnknown, kUnknown, kUnknown};
+    return chains[0].size() >= 4 && finite && varies;
+}
+
+}  // namespace
+
+Convergence judge_convergence(const Chains &chains) {
+    if (!can_be_judged(chains)) return {kUnknown, kUnknown, kUnknown};
     const Chains halves = split(chains);
     const Chains scores = rank_normalised(halves);
     const double low = quantile_size(chains, halves, 0.05);
     const double high = quantile_size(chains, halves, 0.95);
     return {std::max(rhat(scores), rhat(rank_normalised(folded(halves)))), effective_size(scores),
             std::isnan(low) || low < high ? low : high};
+}
+
+double mean_effective_size(const Chains &chains) {
+    return can_be_judged(chains) ? effective_size(split(chains)) : kUnknown;
+}
+
+double autocorrelation(const Chains &chains, std::size_t lag) {
+    double sum = 0.0;
+    int varying = 0;
+    for (const auto &chain : chains) {
+        const double mean = mean_of(chain);
+        const double variance = autocovariance(chain, mean, 0);
+        if (!(variance > 0.0)) continue;
+        sum += autocovariance(chain, mean, lag) / variance;
+        ++varying;
+    }
+    return varying > 0 ? sum / varying : kUnknown;
 }
 
 }  // namespace ullage::host

@@ -72,12 +72,6 @@ void check_settings(const ImputeSettings &settings) {
     if (total > std::numeric_limits<int>::max()) throw Error(Fault::usage, "the chains would be too long");
 }
 
-std::string transformed_name(const ModelTable &model, std::size_t column) {
-    constexpr std::array<const char *, 4> kFormats = {"{}", "log({})", "sqrt({})", "logit({})"};
-    return fmt::format(fmt::runtime(kFormats[static_cast<std::size_t>(model.scales[column].transformation)]),
-                       model.names[column]);
-}
-
 }  // namespace
 
 std::span<const double> Imputations::draw(const ModelTable &model, std::size_t chain, std::size_t iteration,
@@ -113,9 +107,20 @@ Imputations impute(const ModelTable &model, const ImputeSettings &settings,
     return result;
 }
 
+std::string transformed_name(Transformation transformation, std::string_view column) {
+    constexpr std::array<const char *, 4> kFormats = {"{}", "log({})", "sqrt({})", "logit({})"};
+    return fmt::format(fmt::runtime(kFormats[static_cast<std::size_t>(transformation)]), column);
+}
+
 std::vector<std::string> parameter_names(const ModelTable &model) {
     std::vector<std::string> columns;
-    for (std::size_t i = 0; i < model.names.size(); ++i) columns.push_back(transformed_name(model, i));
+    for (std::size_t i = 0; i < model.names.size(); ++i) {
+        columns.push_back(transformed_name(model.scales[i].transformation, model.names[i]));
+    }
+    return parameter_names(columns);
+}
+
+std::vector<std::string> parameter_names(std::span<const std::string> columns) {
     std::vector<std::string> names;
     for (const std::string &column : columns) names.push_back(fmt::format("mean({})", column));
     for (std::size_t i = 0; i < columns.size(); ++i) {

@@ -100,7 +100,8 @@ std::string run_record(const ModelTable &model, const RunFacts &facts,
     record["input"] = {{"name", table.file.source},
                        {"bytes", table.file.bytes.size()},
                        {"sha256", sha256(table.file.bytes)},
-                       {"rows", table.row_count()}};
+                       {"rows", table.row_count()},
+                       {"separator", std::string(1, table.file.separator)}};
     record["settings"] = {{"imputations", settings.imputations},
                           {"chains", settings.chains},
                           {"burn_in", settings.burn_in},
@@ -115,6 +116,7 @@ std::string run_record(const ModelTable &model, const RunFacts &facts,
                                   (rule.or_equal ? "<=" : "<") +
                                   table.columns[static_cast<std::size_t>(rule.second)].name);
     }
+    record["by"] = facts.by ? Json(*facts.by) : Json(nullptr);
     record["levels"] = Json::array();
     for (const Level &level : model.levels) {
         record["levels"].push_back({{"name", level.name},

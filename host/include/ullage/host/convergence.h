@@ -5,7 +5,7 @@
 #ifndef ULLAGE_HOST_CONVERGENCE_H
 #define ULLAGE_HOST_CONVERGENCE_H
 
-#include <span>
+#include <cstddef>
 #include <vector>
 
 namespace ullage::host {
@@ -28,6 +28,15 @@ struct Convergence {
  *                same give NaN throughout; fewer than 12 give no sizes
  */
 [[nodiscard]] Convergence judge_convergence(const Chains &chains);
+
+/** Effective number of draws for the mean, of the draws themselves, each chain split in halves (Vehtari et al. 2021,
+ * section 2.2): the Monte Carlo error of the mean is the standard deviation of the draws over its square root. NaN as
+ * in Convergence. */
+[[nodiscard]] double mean_effective_size(const Chains &chains);
+
+/** Autocorrelation at a lag below the length of the chains, each about the mean of its own chain, averaged over the
+ * chains that vary; NaN if none does. */
+[[nodiscard]] double autocorrelation(const Chains &chains, std::size_t lag);
 
 /** From these on, chains are worth a warning: R-hat above the first, or a size below the second times the chains. */
 inline constexpr double kWorstRhat = 1.05;

@@ -9,6 +9,7 @@
 #include <functional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ullage/host/chain.h"
@@ -55,7 +56,8 @@ struct Imputations {
 };
 
 /**
- * Run all chains, each in a process of its own that is forked from this one, and gather what they give.
+ * Run all chains, each in a process of its own that is forked from this one, and gather what they give. As with every
+ * fork, no other thread of this process should be at work.
  *
  * The same model, seed and settings give the same bits for any number of jobs. All workers are gone when the function
  * returns or throws.
@@ -76,6 +78,11 @@ struct ParameterConvergence {
 
 /** Names of the parameters of one level: mean(a), mean(log(b)), ..., var(a), cov(log(b),a), var(log(b)), ... */
 [[nodiscard]] std::vector<std::string> parameter_names(const ModelTable &model);
+/** The same of columns given by their transformed names. */
+[[nodiscard]] std::vector<std::string> parameter_names(std::span<const std::string> columns);
+
+/** The name of a column on the scale of the model: "lead", "log(lead)". */
+[[nodiscard]] std::string transformed_name(Transformation transformation, std::string_view column);
 
 /** Judge every mean and every variance of every level. */
 [[nodiscard]] std::vector<ParameterConvergence> judge_parameters(const ModelTable &model, const Imputations &result);

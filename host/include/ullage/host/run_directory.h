@@ -49,6 +49,7 @@ struct RunRecord {
     std::string input_name;
     std::int64_t input_bytes = 0;
     std::string input_sha256;
+    char separator = 0;  ///< between cells of the input and of the completed tables
     std::int64_t rows = 0;
     int imputations = 0;
     int chains = 0;

@@ -5,6 +5,7 @@
 #ifndef ULLAGE_HOST_RUN_RECORD_H
 #define ULLAGE_HOST_RUN_RECORD_H
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -31,7 +32,8 @@ void write_parameters(OutputFile &file, const ModelTable &model, const Imputatio
 struct RunFacts {
     std::vector<std::string> command;  ///< the words of the command line; may be empty
     ImputeSettings settings;
-    std::string prior;  ///< as the user wrote it
+    std::string prior;              ///< as the user wrote it
+    std::optional<std::string> by;  ///< the column of the levels
     double seconds = 0.0;
 };
 
