@@ -103,7 +103,8 @@ TEST(Membership, MovesFreeCasesAndSelectsByThePresentId) {
     EXPECT_EQ(count, 3);
     EXPECT_EQ(DS_ImputeGroupMembership(nullptr), 1);
     DS_SetMixtureModeling(0);
-    expect_bits(moments(1, 1, 0), {0x1.b333333333334p+2, 0x1.8f5c28f5c28f6p+4});  // 2, 4, 4, 8, 16 by the reciprocal of 5
+    expect_bits(moments(1, 1, 0),
+                {0x1.b333333333334p+2, 0x1.8f5c28f5c28f6p+4});  // 2, 4, 4, 8, 16 by the reciprocal of 5
 }
 
 TEST(Likelihoods, ByHand) {
