@@ -26,7 +26,7 @@ void watch_interrupts() {
     // Without SA_RESTART a read that waits for a terminal or a pipe returns, and the second signal meets the default.
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
-    std::signal(SIGPIPE, SIG_IGN);
+    for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
 }
 
 int interrupt_signal() {

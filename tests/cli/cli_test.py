@@ -6,6 +6,7 @@ import csv
 import json
 import os
 import pathlib
+import random
 import signal
 import subprocess
 import sys
@@ -226,6 +227,17 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(subprocess.run(["sh", "-c", command], cwd=self.path, check=False).returncode, 0)
         for name in os.listdir(self.path / "out"):
             self.assertNotIn("seed 1", (self.path / "out" / name).read_text(encoding="utf-8"))
+
+    def test_file_that_may_not_grow(self):
+        draw = random.Random(1).gauss
+        rows = [f"{draw(0, 1):.3f},{draw(0, 1):.3f}" if row % 3 else f"{draw(0, 1):.3f}," for row in range(9000)]
+        self.write("long.csv", "\n".join(["a,b"] + rows))
+        before = self.names()
+        command = f"ulimit -f 8; exec '{PROGRAM}' impute long.csv -o out --seed 1 --burn-in 1 --thin 1 --quiet"
+        process = subprocess.run(["sh", "-c", command], cwd=self.path, capture_output=True, text=True, check=False)
+        self.assertEqual(process.returncode, 73, process.stderr)
+        self.assertRegex(process.stderr, r"ullage: out/imputations\.csv: File too large\n\Z")
+        self.assertEqual(self.names(), before)
 
     def test_closed_pipe_is_silent(self):
         for arguments in ["check lead.csv --quiet", "impute good.csv -o - --prior ridge=4 --quiet --burn-in 1000"]:

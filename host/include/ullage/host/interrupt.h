@@ -8,7 +8,8 @@
 namespace ullage::host {
 
 /**
- * Catch SIGINT, SIGTERM and SIGHUP from here on, and ignore SIGPIPE, so that a closed pipe is an error of the write.
+ * Catch SIGINT, SIGTERM and SIGHUP from here on, and ignore SIGPIPE and SIGXFSZ, so that a closed pipe
+ * and a limit on the size of files are errors of the write.
  *
  * The first signal is remembered; a second one ends the process at once. A forked worker inherits this.
  */
