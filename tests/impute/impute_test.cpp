@@ -405,9 +405,11 @@ TEST(Ranges, ALaterPieceUsesTheLastPreparedCovariance) {
     EXPECT_EQ(DS_Impute(1, means, first, 1, 1, &source), 0);
     EXPECT_EQ(DS_Impute(1, means, second, 2, 2, &source), 0);
     EXPECT_EQ(DS_Impute(1, means, second, 1, 1, &source), 0);
-    EXPECT_EQ(DS_Impute(1, means + 1, nullptr, 2, 2, &source), 0) << "the covariance is not read";
+    const double shifted[] = {0, 7};
+    EXPECT_EQ(DS_Impute(1, shifted, nullptr, 2, 2, &source), 0) << "the covariance is not read";
     ASSERT_EQ(source.roots.size(), 4u);
     for (std::size_t i = 0; i < 4; ++i) CHECK_BITS(source.roots[i][0], i < 2 ? 2.0 : 3.0);
+    CHECK_BITS(source.means[3][0], 7.0);
     EXPECT_EQ(DS_Impute(2, means, first, 2, 2, &source), 1) << "prepared for another order";
     EXPECT_EQ(DS_Impute(2, means, first, 1, 1, &source), 0);
     EXPECT_EQ(DS_Impute(1, means, second, 2, 2, &source), 1);
