@@ -26,6 +26,7 @@ import traceback
 
 import _ctypes
 
+sys.dont_write_bytecode = True  # the source tree stays as it is
 import engine_model
 from session_generator import LAST_MOMENTS, MAX_ORDER, random_session
 
