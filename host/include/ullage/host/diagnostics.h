@@ -5,6 +5,7 @@
 #ifndef ULLAGE_HOST_DIAGNOSTICS_H
 #define ULLAGE_HOST_DIAGNOSTICS_H
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -17,18 +18,18 @@ enum class ParameterKind { mean, variance, correlation };
 
 /** A mean, variance or correlation of one level, on the scale of the model (transformed, in the units of the file). */
 struct ParameterDiagnosis {
-    std::string level;  ///< of the "by" column, or empty
-    std::string name;   ///< mean(log(lead)), var(zinc), cor(zinc,log(lead))
-    ParameterKind kind;
-    Chains chains;                ///< the draws
-    double mean;                  ///< of all draws
-    double deviation;             ///< standard deviation of all draws
-    Convergence convergence;      ///< R-hat, bulk and tail effective size
-    double error;                 ///< Monte Carlo standard error of the mean
-    double autocorrelation;       ///< at lag 1
-    double autocorrelation_thin;  ///< at the lag from one imputation of a chain to the next
-    double fmi;  ///< of a mean: fraction of missing information (pooling.h) over the completed tables; else NaN
-    bool bad;    ///< beyond kWorstRhat or kLeastEssPerChain, or cannot be judged though it varies
+    std::string level = {};  ///< of the "by" column, or empty
+    std::string name = {};   ///< mean(log(lead)), var(zinc), cor(zinc,log(lead))
+    ParameterKind kind = ParameterKind::mean;
+    Chains chains = {};                                                 ///< the draws
+    double mean = 0.0;                                                  ///< of all draws
+    double deviation = 0.0;                                             ///< standard deviation of all draws
+    Convergence convergence = {};                                       ///< R-hat, bulk and tail effective size
+    double error = 0.0;                                                 ///< Monte Carlo standard error of the mean
+    double autocorrelation = std::numeric_limits<double>::quiet_NaN();  ///< at lag 1; NaN if the chains are shorter
+    double autocorrelation_thin = std::numeric_limits<double>::quiet_NaN();  ///< from one imputation to the next
+    double fmi = std::numeric_limits<double>::quiet_NaN();  ///< of a mean: fraction of missing information (pooling.h)
+    bool bad = false;  ///< beyond kWorstRhat or kLeastEssPerChain (bulk or tail), or not to be judged though it varies
 };
 
 /**
