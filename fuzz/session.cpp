@@ -274,7 +274,7 @@ private:
             case 4:
                 return call_for(model_.test_word, "DS_GetTest", [&] { return engine_.DS_GetTest(); });
             case 5:
-                return call_for(0, "DS_KeySelect", [&] { return engine_.DS_KeySelect(word, -word / 2); });
+                return call_for(0, "DS_KeySelect", [&] { return engine_.DS_KeySelect(word, ~word); });
             default:
                 model_.rank_order = true;
                 return call_for(0, "DS_AllowRankOrder", [&] { return engine_.DS_AllowRankOrder(); });
