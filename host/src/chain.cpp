@@ -98,6 +98,33 @@ Moments complete_moments(const ModelTable &model, const std::vector<std::int32_t
     return combine(std::move(parts));
 }
 
+// Find columns that follow from each other in the complete rows and in all rows where they are observed together: the
+// imputed cells would come to follow too.
+void check_joint(const ModelTable &model, const Level &level, const std::vector<std::int32_t> &rows) {
+    if (level.complete.count <= static_cast<double>(model.names.size())) return;
+    try {
+        check_moments(level.complete, level.prior);
+    } catch (const UnusableMoments &why) {
+        if (why.kind() != UnusableMoments::Kind::collinear) return;
+        std::vector<double> values;
+        for (const std::int32_t row : rows) {
+            const auto is_hidden = [&](std::size_t j) {
+                return model.table->is_hidden(static_cast<std::size_t>(row), j);
+            };
+            if (std::ranges::any_of(why.columns(), is_hidden)) continue;
+            for (const std::size_t j : why.columns()) {
+                values.push_back(
+                    to_model(model.scales[j], model.table->columns[j].values[static_cast<std::size_t>(row)]));
+            }
+        }
+        try {
+            check_moments(moments_of_rows(values, why.columns().size()), {});
+        } catch (const UnusableMoments &) {
+            throw why;
+        }
+    }
+}
+
 // Find early what would stop the first iterations.
 void check_level(const ModelTable &model, const Level &level, const std::vector<std::int32_t> &rows) {
     const Table &table = *model.table;
@@ -131,7 +158,7 @@ void check_level(const ModelTable &model, const Level &level, const std::vector<
             stand_in.scatter[packed_index(j, j)] = spread;
         }
         check_moments(stand_in, level.prior);
-        if (level.complete.count > static_cast<double>(n)) check_moments(level.complete, level.prior);
+        check_joint(model, level, rows);
     } catch (const UnusableMoments &why) {
         throw explain(model, level, why);
     }

@@ -218,6 +218,13 @@ TEST(PrepareModel, RefusesInTheUsersTerms) {
     }
 }
 
+TEST(PrepareModel, TakesWhatOnlyCompleteRowsMakeLookUnusable) {
+    // "c" varies, and departs from "a", only in rows where "b" is hidden.
+    EXPECT_NO_THROW((void)table_of("a,b,c\n1,2,7\n2,1,7\n3,5,7\n5,3,7\n9,4,7\n4,,8\n6,,3\n5,,9\n"));
+    EXPECT_NO_THROW((void)table_of("a,b,c\n1,2,1\n2,1,2\n3,5,3\n5,3,5\n9,4,9\n4,,8\n6,,3\n5,,9\n"));
+    EXPECT_THROW((void)table_of("a,b,c\n1,2,1\n2,1,2\n3,5,3\n5,3,5\n9,4,9\n4,,4\n6,,6\n5,,\n"), Error);
+}
+
 TEST(Impute, AColumnThatBecomesCollinearIsNamed) {
     // Two observed values of "b" and nothing to hold its relations: the chain runs into a singular covariance.
     const auto ready = table_of("a,b\n1,2\n2,4\n3,\n4,\n5,\n6,\n7,\n9,\n11,\n12,\n");
