@@ -14,6 +14,7 @@
 
 #include "options.h"
 #include "talk.h"
+#include "ullage/host/bounded_cells.h"
 #include "ullage/host/error.h"
 #include "ullage/host/table.h"
 #include "ullage/host/write_table.h"
@@ -21,12 +22,6 @@
 namespace ullage::cli {
 namespace {
 
-/** What a cell says, in the order of the report. */
-enum Kind : std::size_t { kObserved, kMissing, kBelow, kAbove, kInterval, kOrdered, kKindCount };
-
-constexpr std::array<const char *, kKindCount> kKindNames = {"observed", "missing",  "below",
-                                                             "above",    "interval", "ordered"};
-constexpr std::string_view kKindSigns = "#.<>=~";
 constexpr std::size_t kMostPatterns = 30;   // in the text; JSON has them all
 constexpr std::size_t kMostNameWidth = 72;  // of all names together, over the patterns
 
@@ -36,40 +31,21 @@ struct Pattern {
 };
 
 struct Summary {
-    std::vector<std::array<std::size_t, kKindCount>> counts;  // per column
-    std::vector<Pattern> patterns;                            // the most frequent first
+    std::vector<std::array<std::size_t, host::kKnowledgeCount>> counts;  // per column
+    std::vector<Pattern> patterns;                                       // the most frequent first
 };
 
 Summary summarise(const host::Table &table) {
     Summary summary;
     summary.counts.resize(table.columns.size());
-    std::vector<bool> has_rule(table.columns.size(), false);
-    for (const host::OrderRule &rule : table.order) {
-        has_rule[static_cast<std::size_t>(rule.first)] = true;
-        has_rule[static_cast<std::size_t>(rule.second)] = true;
-    }
+    const std::vector<host::Knowledge> knowledge = host::find_knowledge(table);
     std::map<std::string, std::size_t> patterns;
-    std::vector<Kind> kinds(table.columns.size());
     std::string signs(table.columns.size(), ' ');
     for (std::size_t row = 0; row < table.row_count(); ++row) {
-        for (std::size_t c = 0; c < kinds.size(); ++c) {
-            kinds[c] = !table.is_hidden(row, c) ? kObserved : has_rule[c] ? kOrdered : kMissing;
-        }
-        for (std::size_t b = table.bound_begin[row]; b < table.bound_begin[row + 1]; ++b) {
-            const host::Bound &bound = table.bounds[b];
-            Kind &kind = kinds[static_cast<std::size_t>(bound.column)];
-            const bool is_first = b == table.bound_begin[row] || table.bounds[b - 1].column != bound.column;
-            if (bound.other >= 0 || (kind == kOrdered && !is_first)) {
-                kind = kOrdered;
-            } else if (is_first) {
-                kind = bound.is_upper ? kBelow : kAbove;
-            } else if (kind == (bound.is_upper ? kAbove : kBelow)) {
-                kind = kInterval;
-            }
-        }
-        for (std::size_t c = 0; c < kinds.size(); ++c) {
-            ++summary.counts[c][kinds[c]];
-            signs[c] = kKindSigns[kinds[c]];
+        for (std::size_t c = 0; c < signs.size(); ++c) {
+            const auto known = static_cast<std::size_t>(knowledge[row * signs.size() + c]);
+            ++summary.counts[c][known];
+            signs[c] = host::kKnowledgeSigns[known];
         }
         ++patterns[signs];
     }
@@ -114,7 +90,7 @@ std::string in_words(const host::Table &table, const Summary &summary) {
     std::size_t name_width = 6;
     for (const host::Column &column : table.columns) name_width = std::max(name_width, width_of(column.name));
     text += pad("column", name_width);
-    for (const char *name : kKindNames) text += fmt::format("  {:>8}", name);
+    for (const char *name : host::kKnowledgeNames) text += fmt::format("  {:>8}", name);
     text += '\n';
     for (std::size_t c = 0; c < table.columns.size(); ++c) {
         text += pad(table.columns[c].name, name_width);
@@ -159,7 +135,8 @@ nlohmann::ordered_json as_json(const host::Table &table, const Summary &summary)
     json["columns"] = nlohmann::ordered_json::array();
     for (std::size_t c = 0; c < table.columns.size(); ++c) {
         nlohmann::ordered_json column = {{"name", table.columns[c].name}};
-        for (std::size_t kind = 0; kind < kKindCount; ++kind) column[kKindNames[kind]] = summary.counts[c][kind];
+        for (std::size_t kind = 0; kind < host::kKnowledgeCount; ++kind)
+            column[host::kKnowledgeNames[kind]] = summary.counts[c][kind];
         json["columns"].push_back(std::move(column));
     }
     json["carried"] = carried_columns(table);

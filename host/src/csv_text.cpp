@@ -219,4 +219,14 @@ FileText find_cells(std::string source, std::string bytes, char separator) {
     return file;
 }
 
+std::string quote_cell(const std::string &text, char separator) {
+    if (text.find_first_of(std::string("\"\r\n") + separator) == std::string::npos) return text;
+    std::string result = "\"";
+    for (const char c : text) {
+        if (c == '"') result += c;
+        result += c;
+    }
+    return result + '"';
+}
+
 }  // namespace ullage::host

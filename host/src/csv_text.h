@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// From the bytes of a CSV file to the places of its cells.
+// From the bytes of a CSV file to the places of its cells, and a text as a cell.
 
 #ifndef ULLAGE_HOST_CSV_TEXT_H
 #define ULLAGE_HOST_CSV_TEXT_H
@@ -19,6 +19,9 @@ namespace ullage::host {
  *                    stands twice in the header, or there is no header or no row
  */
 [[nodiscard]] FileText find_cells(std::string source, std::string bytes, char separator);
+
+/** A text as a cell: between quotes where it needs them. */
+[[nodiscard]] std::string quote_cell(const std::string &text, char separator);
 
 }  // namespace ullage::host
 

@@ -64,12 +64,15 @@ double power_of_ten(int exponent) {
     return exponent < 0 ? 1.0 / power : power;
 }
 
-std::string tick_label(double value, int decimals) {
+/** A number that is a multiple of a power of ten. */
+std::string tick_label(double value, int exponent) {
     if (value == 0.0) return "0";
     const double magnitude = std::fabs(value);
-    const std::string digits = magnitude >= 1e6 || magnitude < 1e-4 ? fmt::format("{:.6g}", magnitude)
-                                                                    : fmt::format("{:.{}f}", magnitude, decimals);
-    return value < 0.0 ? "\u2212" + digits : digits;
+    const int digits = std::clamp(static_cast<int>(std::floor(std::log10(magnitude))) - exponent + 1, 1, 15);
+    const std::string text = magnitude >= 1e6 || magnitude < 1e-4
+                                 ? fmt::format("{:.{}g}", magnitude, digits)
+                                 : fmt::format("{:.{}f}", magnitude, std::max(0, -exponent));
+    return value < 0.0 ? "\u2212" + text : text;
 }
 
 /** The scale from the units of an axis to pixels. */
@@ -164,17 +167,25 @@ std::string shorten(std::string_view text, std::size_t characters) {
 
 std::vector<Tick> round_ticks(double low, double high, std::size_t most, bool is_log) {
     std::vector<Tick> ticks;
+    const auto power = [](double count, int exponent) {
+        // Multiplied or divided once: the nearest double to what the label says.
+        return exponent < 0 ? count / power_of_ten(-exponent) : count * power_of_ten(exponent);
+    };
     if (is_log && high / low >= 10.0) {
         const int first = static_cast<int>(std::floor(std::log10(low)));
         const int last = static_cast<int>(std::ceil(std::log10(high)));
-        const bool has_room = static_cast<std::size_t>(3 * (last - first)) <= most;
+        const auto add = [&](double digit, int exponent) {
+            const double value = power(digit, exponent);
+            if (value >= low && value <= high) ticks.push_back({value, tick_label(value, exponent)});
+        };
+        for (int exponent = first; exponent <= last; ++exponent) {
+            for (const double digit : {1.0, 2.0, 5.0}) add(digit, exponent);
+        }
+        if (ticks.size() <= most) return ticks;
+        ticks.clear();
         const int step = 1 + (last - first) / static_cast<int>(most);
-        for (int exponent = first; exponent <= last; exponent += has_room ? 1 : step) {
-            for (const int digit : {1, 2, 5}) {
-                if (digit > 1 && !has_room) break;
-                const double value = exponent < 0 ? digit / power_of_ten(-exponent) : digit * power_of_ten(exponent);
-                if (value >= low && value <= high) ticks.push_back({value, tick_label(value, std::max(0, -exponent))});
-            }
+        for (int exponent = first; exponent <= last; ++exponent) {
+            if (exponent % step == 0) add(1.0, exponent);
         }
         return ticks;
     }
@@ -186,15 +197,12 @@ std::vector<Tick> round_ticks(double low, double high, std::size_t most, bool is
         constexpr int kDigits[] = {1, 2, 5};
         const int digit = kDigits[i % 3];
         if (i > 0 && i % 3 == 0) ++exponent;
-        // A number of steps divided or multiplied once: the nearest double to what the label says.
-        const auto at = [&](double count) {
-            return exponent < 0 ? count * digit / power_of_ten(-exponent) : count * digit * power_of_ten(exponent);
-        };
+        const auto at = [&](double count) { return power(count * digit, exponent); };
         const double first = std::ceil(low / at(1.0) - 1e-9);
         const double last = std::floor(high / at(1.0) + 1e-9);
         if (last - first + 1.0 > static_cast<double>(most)) continue;
         for (double count = first; count <= last; ++count) {
-            ticks.push_back({at(count), tick_label(at(count), std::max(0, -exponent))});
+            ticks.push_back({at(count), tick_label(at(count), exponent)});
         }
         return ticks;
     }

@@ -16,6 +16,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "csv_text.h"
 #include "ullage/host/error.h"
 #include "ullage/host/interrupt.h"
 
@@ -30,17 +31,6 @@ constexpr std::size_t kBufferSize = std::size_t{1} << 18;
     if (is_stdout && reason == EPIPE) throw Error(Fault::closed_pipe, "standard output was closed");
     throw Error(Fault::cannot_create,
                 fmt::format("{}: {}", is_stdout ? "standard output" : path, std::strerror(reason)));
-}
-
-/** A text as a cell: between quotes where it needs them. */
-std::string quote_cell(const std::string &text, char separator) {
-    if (text.find_first_of(std::string("\"\r\n") + separator) == std::string::npos) return text;
-    std::string result = "\"";
-    for (const char c : text) {
-        if (c == '"') result += c;
-        result += c;
-    }
-    return result + '"';
 }
 
 }  // namespace
