@@ -65,6 +65,9 @@ private:
     void choose_candidates();
     void take_options_per_column();
     void read_cells();
+    enum class Remark { observed, below, above };
+    [[nodiscard]] std::optional<Remark> read_remark(std::size_t row, Candidate &candidate);
+    void keep_bounds(std::size_t row, std::int32_t index, Candidate &candidate, const CellContent &content);
     void read_single(std::size_t row, std::int32_t index, Candidate &candidate);
     void read_pair(std::size_t row, std::int32_t index, Candidate &candidate);
     [[nodiscard]] std::string_view cell(std::size_t row, std::size_t file_column);
@@ -205,107 +208,101 @@ void Reader::add_problem(std::size_t row, Candidate &candidate, std::string mess
                             .message = std::move(message)});
 }
 
-void Reader::read_single(std::size_t row, std::int32_t index, Candidate &candidate) {
-    enum class Remark { observed, below, above };
-    Remark remark = Remark::observed;
-    if (candidate.remark) {
-        const std::string_view text = cell(row, *candidate.remark);
-        if (text == options_.remark_observed || is_missing(text)) {
-            remark = Remark::observed;
-        } else if (text == options_.remark_below || (options_.remark_below == "<" && (text == "<=" || text == "≤"))) {
-            remark = Remark::below;
-        } else if (text == options_.remark_above || (options_.remark_above == ">" && (text == ">=" || text == "≥"))) {
-            remark = Remark::above;
-        } else {
-            add_problem(row, candidate,
-                        fmt::format("the remark {} in column {} is none of {} (below), {} (above) and {} (observed); "
-                                    "--remark-codes declares others",
-                                    quote(text), quote(file_.names[*candidate.remark]), quote(options_.remark_below),
-                                    quote(options_.remark_above), quote(options_.remark_observed)));
-            return;
-        }
+/** What the remark on a cell says, or nothing and a problem. */
+std::optional<Reader::Remark> Reader::read_remark(std::size_t row, Candidate &candidate) {
+    if (!candidate.remark) return Remark::observed;
+    const std::string_view text = cell(row, *candidate.remark);
+    if (text == options_.remark_observed || is_missing(text)) return Remark::observed;
+    if (text == options_.remark_below || (options_.remark_below == "<" && (text == "<=" || text == "≤"))) {
+        return Remark::below;
     }
-    const std::string_view text = cell(row, candidate.file_column);
-    if (is_missing(text)) {
-        if (remark != Remark::observed) {
-            add_problem(row, candidate,
-                        "the remark says below or above, and there is no number; clear the remark if "
-                        "nothing is known");
-        }
-        return;
+    if (text == options_.remark_above || (options_.remark_above == ">" && (text == ">=" || text == "≥"))) {
+        return Remark::above;
     }
-    const bool is_nondetect = text == options_.nondetect;
-    if (is_nondetect && candidate.limit) {  // the word may look like a number: 0 in a column that is cut off at 0
+    add_problem(row, candidate,
+                fmt::format("the remark {} in column {} is none of {} (below), {} (above) and {} (observed); "
+                            "--remark-codes declares others",
+                            quote(text), quote(file_.names[*candidate.remark]), quote(options_.remark_below),
+                            quote(options_.remark_above), quote(options_.remark_observed)));
+    return std::nullopt;
+}
+
+/** Keep the bounds that a cell states, unless one refers to what is not there. */
+void Reader::keep_bounds(std::size_t row, std::int32_t index, Candidate &candidate, const CellContent &content) {
+    const std::size_t first = bounds_.size();
+    std::string message;
+    for (const StatedBound &bound : content.bounds) {
+        std::int32_t other = -1;
+        if (!bound.other.empty()) {
+            const auto found = operand_.find(std::string(bound.other));
+            if (found == operand_.end()) {
+                message = quote(bound.other) + " is neither a number nor the name of a column";
+            } else if (found->second == static_cast<std::int32_t>(candidate.file_column)) {
+                message = "the cell refers to its own column";
+            } else {
+                other = found->second;
+            }
+        }
+        if (!message.empty()) break;
+        bounds_.push_back({index, other, bound.limit, bound.is_upper});
+    }
+    if (message.empty()) {
         ++candidate.numbers;
         candidate.states[row] = CellState::bounded;
-        bounds_.push_back({index, -1, *candidate.limit, true});
-        return;
+    } else {
+        bounds_.resize(first);
+        ++candidate.words;
+        add_problem(row, candidate, std::move(message));
     }
-    if (const auto number = parse_number(text)) {
-        ++candidate.numbers;
-        if (remark == Remark::observed) {
-            candidate.values[row] = *number;
-            candidate.states[row] = CellState::observed;
-        } else {
-            candidate.states[row] = CellState::bounded;
-            bounds_.push_back({index, -1, *number, remark == Remark::below});
+}
+
+void Reader::read_single(std::size_t row, std::int32_t index, Candidate &candidate) {
+    const std::optional<Remark> remark = read_remark(row, candidate);
+    if (!remark) return;
+    const std::string_view text = cell(row, candidate.file_column);
+    if (is_missing(text)) {
+        if (*remark != Remark::observed) {
+            add_problem(row, candidate,
+                        "the remark says below or above, and there is no number; clear the remark if nothing is known");
         }
         return;
     }
-    if (is_nondetect) {
+    const auto bound_by_number = [&](double limit, bool is_upper) {
+        ++candidate.numbers;
+        candidate.states[row] = CellState::bounded;
+        bounds_.push_back({index, -1, limit, is_upper});
+    };
+    const bool is_nondetect = text == options_.nondetect;
+    if (is_nondetect && candidate.limit) {  // the word may look like a number: 0 in a column that is cut off at 0
+        bound_by_number(*candidate.limit, true);
+    } else if (const auto number = parse_number(text); number && *remark != Remark::observed) {
+        bound_by_number(*number, *remark == Remark::below);
+    } else if (number) {
+        ++candidate.numbers;
+        candidate.values[row] = *number;
+        candidate.states[row] = CellState::observed;
+    } else if (is_nondetect) {
         ++candidate.words;
         add_problem(row, candidate,
                     fmt::format("not detected, but below which limit? --nd '{}=LIMIT' tells", candidate.name));
-        return;
-    }
-    const CellContent content = parse_cell(text);
-    switch (content.kind) {
-        case CellKind::missing:
-            return;
-        case CellKind::word:
+    } else {
+        const CellContent content = parse_cell(text);
+        if (content.kind == CellKind::word) {
             ++candidate.words;
-            add_problem(
-                row, candidate,
-                looks_like_range(text)
-                    ? "two numbers; write an interval as 2..3"
-                    : fmt::format("no number; correct it, or give --na if it means missing, or --carry '{}' if the "
-                                  "column is not to be imputed",
-                                  candidate.name));
-            return;
-        case CellKind::malformed:
+            add_problem(row, candidate,
+                        looks_like_range(text)
+                            ? "two numbers; write an interval as 2..3"
+                            : fmt::format("no number; correct it, or give --na if it means missing, or --carry '{}' if "
+                                          "the column is not to be imputed",
+                                          candidate.name));
+        } else if (content.kind == CellKind::malformed) {
             (content.is_number_like ? candidate.numbers : candidate.words) += 1;
             add_problem(row, candidate, content.message);
-            return;
-        case CellKind::bounds:
-            break;
-    }
-    if (remark == Remark::observed) {
-        bool names_are_good = true;
-        for (const StatedBound &bound : content.bounds) {
-            const auto other = bound.other.empty() ? operand_.end() : operand_.find(std::string(bound.other));
-            if (!bound.other.empty() && other == operand_.end()) {
-                ++candidate.words;
-                add_problem(row, candidate,
-                            fmt::format("{} is neither a number nor the name of a column", quote(bound.other)));
-                names_are_good = false;
-                break;
-            }
-            if (!bound.other.empty() && other->second == static_cast<std::int32_t>(candidate.file_column)) {
-                ++candidate.words;
-                add_problem(row, candidate, "the cell refers to its own column");
-                names_are_good = false;
-                break;
-            }
+        } else if (content.kind == CellKind::bounds && *remark != Remark::observed) {
+            add_problem(row, candidate, "a remark and a bound in one cell; write one of the two");
+        } else if (content.kind == CellKind::bounds) {
+            keep_bounds(row, index, candidate, content);
         }
-        if (!names_are_good) return;
-        ++candidate.numbers;
-        candidate.states[row] = CellState::bounded;
-        for (const StatedBound &bound : content.bounds) {
-            const std::int32_t other = bound.other.empty() ? -1 : operand_.at(std::string(bound.other));
-            bounds_.push_back({index, other, bound.limit, bound.is_upper});
-        }
-    } else {
-        add_problem(row, candidate, "a remark and a bound in one cell; write one of the two");
     }
 }
 
