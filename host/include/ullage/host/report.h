@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ullage/host/bounded_cells.h"
+#include "ullage/host/impute.h"
 #include "ullage/host/run_directory.h"
 
 namespace ullage::host {
@@ -27,6 +28,9 @@ struct RunResults {
  * @throws Error  as the readers of run.json, parameters.csv, the completed tables and bounds.csv
  */
 [[nodiscard]] RunResults read_results(const std::string &directory);
+
+/** The same results as long as they are in memory. Only the columns of the model are among the tables' columns. */
+[[nodiscard]] RunResults gather_results(RunRecord record, const ModelTable &model, const Imputations &imputations);
 
 /**
  * Make the report: a page of HTML that needs nothing besides itself, neither files, nor a network, nor scripts.
