@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <random>
 #include <thread>
@@ -90,11 +91,13 @@ void say_convergence(const Options &options, const std::vector<host::ParameterCo
     double rhat = 0.0;
     double size = host::kOpen;
     for (const host::ParameterConvergence &parameter : parameters) {
+        if (std::isnan(parameter.convergence.ess_bulk)) continue;
         rhat = std::max(rhat, parameter.convergence.rhat);
         size = std::min(size, parameter.convergence.ess_bulk);
     }
-    if (rhat > 0.0)
+    if (rhat > 0.0) {
         say(options, fmt::format("convergence: worst R-hat {:.3f}, least effective size {:.0f}", rhat, size));
+    }
     host::Notices notices;
     for (const std::string &warning : warnings) notices.push_back({true, warning});
     say(options, notices);
