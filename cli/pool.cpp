@@ -1,0 +1,189 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The command "ullage pool": one answer from all completed tables.
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "options.h"
+#include "text_table.h"
+#include "ullage/host/error.h"
+#include "ullage/host/pooling.h"
+#include "ullage/host/read_table.h"
+#include "ullage/host/write_table.h"
+
+namespace ullage::cli {
+namespace {
+
+using host::Error;
+using host::Fault;
+using host::Pooled;
+using host::PooledRow;
+
+/** All that was pooled. */
+struct Answer {
+    int imputations = 0;  // 0 if the estimates come from elsewhere
+    std::vector<PooledRow> quantities;
+    std::vector<host::PooledRegression> regressions;
+};
+
+std::string short_p(double p) {
+    if (std::isnan(p)) return "-";
+    return p < 0.0001 ? "<0.0001" : fmt::format("{:.4f}", p);
+}
+
+std::string table_of(const std::vector<PooledRow> &rows, double confidence) {
+    const bool has_levels = std::any_of(rows.begin(), rows.end(), [](const auto &row) { return !row.level.empty(); });
+    TextTable table = {{"quantity", "estimate", "std.error", fmt::format("{:g}% lower", 100.0 * confidence), "upper",
+                        "df", "p", "FMI", "efficiency"}};
+    if (has_levels) table[0].insert(table[0].begin(), "level");
+    for (const PooledRow &row : rows) {
+        const Pooled &pooled = row.pooled;
+        table.push_back({row.name, short_number(pooled.estimate), short_number(pooled.standard_error),
+                         short_number(pooled.lower), short_number(pooled.upper), fmt::format("{:.1f}", pooled.df),
+                         short_p(pooled.p), fmt::format("{:.3f}", pooled.fmi),
+                         fmt::format("{:.3f}", pooled.relative_efficiency)});
+        if (has_levels) table.back().insert(table.back().begin(), row.level);
+    }
+    return in_columns(table, has_levels ? 2 : 1);
+}
+
+std::string in_words(const Answer &answer, const Options &options) {
+    std::string text;
+    if (!answer.quantities.empty()) text += table_of(answer.quantities, options.pool.confidence);
+    for (const host::PooledRegression &regression : answer.regressions) {
+        if (!text.empty()) text += '\n';
+        text += fmt::format("{}{}: {} rows, {} imputations, residual df {}\n", options.pool.formula,
+                            regression.level.empty() ? "" : ", level " + regression.level, regression.rows,
+                            answer.imputations, regression.residual_df);
+        text += table_of(regression.coefficients, options.pool.confidence);
+        for (const host::WaldTest &test : regression.tests) {
+            text += fmt::format("Wald test (D1) of {}: F({}, {:.1f}) = {}, p {}\n", fmt::join(test.names, ", "),
+                                test.df1, test.df2, short_number(test.statistic),
+                                test.p < 0.0001 ? short_p(test.p) : "= " + short_p(test.p));
+        }
+    }
+    return text;
+}
+
+std::string as_csv(const Answer &answer) {
+    TextTable table = {{"level", "term", "estimate", "std.error", "lower", "upper", "statistic", "df", "p", "fmi",
+                        "relative_efficiency"}};
+    std::vector<PooledRow> rows = answer.quantities;
+    for (const auto &regression : answer.regressions) {
+        rows.insert(rows.end(), regression.coefficients.begin(), regression.coefficients.end());
+    }
+    for (const PooledRow &row : rows) {
+        const Pooled &p = row.pooled;
+        table.push_back({row.level, row.name});
+        for (const double number :
+             {p.estimate, p.standard_error, p.lower, p.upper, p.statistic, p.df, p.p, p.fmi, p.relative_efficiency}) {
+            table.back().push_back(std::isnan(number) ? "" : host::format_number(number));
+        }
+    }
+    return cli::as_csv(table);
+}
+
+nlohmann::ordered_json as_json(const PooledRow &row) {
+    const Pooled &p = row.pooled;
+    return {{"level", row.level},
+            {"name", row.name},
+            {"estimate", number_or_null(p.estimate)},
+            {"standard_error", number_or_null(p.standard_error)},
+            {"lower", number_or_null(p.lower)},
+            {"upper", number_or_null(p.upper)},
+            {"statistic", number_or_null(p.statistic)},
+            {"df", number_or_null(p.df)},
+            {"p", number_or_null(p.p)},
+            {"fmi", number_or_null(p.fmi)},
+            {"relative_efficiency", number_or_null(p.relative_efficiency)},
+            {"within", number_or_null(p.within)},
+            {"between", number_or_null(p.between)},
+            {"total", number_or_null(p.total)},
+            {"riv", number_or_null(p.riv)},
+            {"lambda", number_or_null(p.lambda)}};
+}
+
+nlohmann::ordered_json as_json(const std::vector<PooledRow> &rows) {
+    nlohmann::ordered_json json = nlohmann::ordered_json::array();
+    for (const PooledRow &row : rows) json.push_back(as_json(row));
+    return json;
+}
+
+nlohmann::ordered_json as_json(const Answer &answer, const Options &options) {
+    nlohmann::ordered_json json;
+    if (answer.imputations > 0) json["imputations"] = answer.imputations;
+    json["confidence"] = options.pool.confidence;
+    json["quantities"] = as_json(answer.quantities);
+    json["regressions"] = nlohmann::ordered_json::array();
+    for (const host::PooledRegression &regression : answer.regressions) {
+        nlohmann::ordered_json tests = nlohmann::ordered_json::array();
+        for (const host::WaldTest &test : regression.tests) {
+            tests.push_back({{"names", test.names},
+                             {"statistic", number_or_null(test.statistic)},
+                             {"df1", test.df1},
+                             {"df2", number_or_null(test.df2)},
+                             {"p", number_or_null(test.p)},
+                             {"riv", number_or_null(test.riv)}});
+        }
+        json["regressions"].push_back({{"formula", options.pool.formula},
+                                       {"level", regression.level},
+                                       {"rows", regression.rows},
+                                       {"residual_df", regression.residual_df},
+                                       {"coefficients", as_json(regression.coefficients)},
+                                       {"tests", std::move(tests)}});
+    }
+    return json;
+}
+
+Answer pool_directory(const Options &options) {
+    const PoolOptions &pool = options.pool;
+    // A formula that cannot be read is told before large files are.
+    std::optional<host::Formula> formula;
+    if (!pool.formula.empty()) formula = host::parse_formula(pool.formula);
+    if (!pool.tested.empty() && !formula)
+        throw Error(Fault::usage, "--test is about the coefficients of --lm; give both");
+    host::PoolRequest request = pool.request;
+    if (!formula && !request.means && !request.variances && !request.covariances && !request.correlations &&
+        request.quantiles.empty()) {
+        request.means = true;
+    }
+    const host::RunRecord record = host::read_run_record(options.input);
+    const host::CompletedTables tables = host::read_completed_tables(options.input, record);
+    Answer answer;
+    answer.imputations = record.imputations;
+    answer.quantities = host::pool_moments(tables, request, pool.confidence);
+    if (formula) answer.regressions = host::pool_regression(tables, *formula, pool.tested, pool.confidence);
+    return answer;
+}
+
+}  // namespace
+
+int run_pool(const Options &options) {
+    const PoolOptions &pool = options.pool;
+    if (options.json && pool.csv)
+        throw Error(Fault::usage, "the output is either JSON or CSV: leave out --json or --csv");
+    if (options.input.empty() == pool.estimates.empty()) {
+        throw Error(Fault::usage, "pool takes either the directory of a run, or --estimates FILE");
+    }
+    Answer answer;
+    if (pool.estimates.empty()) {
+        answer = pool_directory(options);
+    } else {
+        const std::string source = pool.estimates == "-" ? "standard input" : pool.estimates;
+        answer.quantities =
+            host::pool_estimates(source, host::read_file(pool.estimates), pool.complete_df, pool.confidence);
+    }
+    host::OutputFile out("-");
+    out.write(options.json ? as_json(answer, options).dump(2) + "\n"
+              : pool.csv   ? as_csv(answer)
+                           : in_words(answer, options));
+    out.commit();
+    return 0;
+}
+
+}  // namespace ullage::cli
