@@ -77,6 +77,11 @@ def summary(times):
     return median, (upper - lower) / median
 
 
+def digits(value):
+    """Three significant digits and no more, without an exponent."""
+    return f"{value:.{0 if value >= 100 else 1 if value >= 10 else 2 if value >= 1 else 4}f}"
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("build", type=pathlib.Path, help="build folder of the preset bench")
@@ -103,9 +108,9 @@ def main():
         roads = {road: summary(samples) for road, samples in times.items()}
         engine, spread = roads.get("fast") or roads["light"]
         plain, plain_spread = roads.get("plain", (None, None))
-        versus = f"{plain:9.2f} {unit} {plain / engine:14.2f}" if plain else f"{'':9} {unit} {'':14}"
+        versus = f"{digits(plain):>9} {unit} {plain / engine:14.2f}" if plain else f"{'':9} {unit} {'':14}"
         spreads = f"{spread:4.0%} / {plain_spread:4.0%}" if plain else f"{spread:4.0%}"
-        print(f"{workload:15} {engine:9.2f} {versus} {spreads:>12} {aim if aim else '':>6}  {title}", flush=True)
+        print(f"{workload:15} {digits(engine):>9} {versus} {spreads:>12} {aim if aim else '':>6}  {title}", flush=True)
         rows.append({"workload": workload, "title": title, "unit": unit, "engine": f"{engine:.4g}",
                      "plain": f"{plain:.4g}" if plain else "", "ratio": f"{plain / engine:.3f}" if plain else "",
                      "engine_spread": f"{spread:.3f}", "plain_spread": f"{plain_spread:.3f}" if plain else "",
