@@ -37,7 +37,26 @@ constexpr const char *kImputeExample = R"(--config FILE reads these options from
 Example:
   ullage impute lead.csv -o results --seed 1 --log lead --log zinc
     completes lead.csv 20 times and writes results/imputations.csv,
-    results/parameters.csv and results/run.json.)";
+    results/parameters.csv, results/run.json and results/report.html.)";
+
+constexpr const char *kDiagnoseExample =
+    R"(The exit code is 0, also if the diagnostics are bad; with --strict it is then 1.
+
+Example:
+  ullage diagnose results --strict
+    shows R-hat, effective sample sizes and missing information of every
+    parameter, the worst first, and how many imputations are needed.)";
+
+constexpr const char *kPoolExample = R"(Examples:
+  ullage pool results --lm 'lead ~ zinc + log(depth)'
+    fits the regression to each completed table and pools by Rubin's rules.
+  ullage pool --estimates fits.csv --df 40
+    pools estimates made elsewhere: columns term, estimate, std.error, one
+    row per imputation.)";
+
+constexpr const char *kReportExample = R"(Example:
+  ullage report results
+    writes results/report.html again, as ullage impute does.)";
 
 /** The words of options that are not yet what they mean. */
 struct Words {
@@ -52,6 +71,8 @@ struct Words {
     std::vector<std::string> log;
     std::vector<std::string> sqrt;
     std::vector<std::string> logit;
+    std::vector<std::string> quantiles;
+    std::vector<std::string> tested;
     std::string separator;
     std::string pair_suffixes;
 };
@@ -117,18 +138,22 @@ std::pair<std::string, std::string> split_pair(const std::string &option, const 
     return {text.substr(0, sign), text.substr(sign + 1)};
 }
 
+double number_of(const std::string &option, const std::string &text) {
+    double value = 0.0;
+    const char *begin = text.data() + (text.starts_with('+') ? 1 : 0);
+    const auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) {
+        throw Error(Fault::usage, option + ": \"" + text + "\" is no number");
+    }
+    return value;
+}
+
 std::vector<std::pair<std::string, double>> numbers_of(const std::string &option,
                                                        const std::vector<std::string> &words) {
     std::vector<std::pair<std::string, double>> result;
     for (const std::string &word : words) {
         const auto [column, text] = split_pair(option, word, "COLUMN=NUMBER");
-        double value = 0.0;
-        const char *begin = text.data() + (text.starts_with('+') ? 1 : 0);
-        const auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
-        if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) {
-            throw Error(Fault::usage, option + ": \"" + text + "\" is no number");
-        }
-        result.emplace_back(column, value);
+        result.emplace_back(column, number_of(option, text));
     }
     return result;
 }
@@ -180,6 +205,10 @@ void take_words(const Words &words, Options &options) {
     options.rules.log = split(words.log);
     options.rules.sqrt = split(words.sqrt);
     options.rules.logit = split(words.logit);
+    for (const std::string &word : split(words.quantiles)) {
+        options.pool.request.quantiles.push_back(number_of("--quantiles", word));
+    }
+    options.pool.tested = split(words.tested);
 }
 
 /** An option that may be given several times, one value each time. */
@@ -249,6 +278,7 @@ void add_impute_options(CLI::App *command, Options &options) {
         ->type_name("long|files")
         ->group("Results");
     command->add_flag("--json", options.json, "print the run record to standard output")->group("Results");
+    command->add_flag("!--no-report", impute.report, "do not write report.html")->group("Results");
 
     const char *group = "Imputation";
     const auto add_count = [&](const std::string &name, int &target, const std::string &text,
@@ -276,6 +306,57 @@ void add_impute_options(CLI::App *command, Options &options) {
         ->transform(CLI::CheckedTransformer(kinds).description(""))
         ->type_name("auto|none|json")
         ->group("Talk");
+}
+
+void add_directory(CLI::App *command, Options &options, bool required) {
+    command->add_option("DIR", options.input, "directory that ullage impute -o wrote")
+        ->required(required)
+        ->type_name("")
+        ->configurable(false);
+}
+
+void add_diagnose_options(CLI::App *command, Options &options) {
+    add_directory(command, options, true);
+    command->add_flag("--strict", options.strict, "exit with code 1 if the diagnostics are bad")->group("Results");
+    command->add_flag("--json", options.json, "print everything as JSON")->group("Results");
+    add_quiet(command, options);
+}
+
+void add_pool_options(CLI::App *command, Options &options, Words &words) {
+    PoolOptions &pool = options.pool;
+    add_directory(command, options, false);
+    const char *group = "Quantities";
+    command->add_flag("--means", pool.request.means, "means (the default)")->group(group);
+    command->add_flag("--variances", pool.request.variances, "variances")->group(group);
+    command->add_flag("--covariances", pool.request.covariances, "covariances")->group(group);
+    command->add_flag("--correlations", pool.request.correlations, "correlations, by Fisher's z")->group(group);
+    add_list(command, "--quantiles", words.quantiles, "P,P", "quantiles of these probabilities", group);
+    command->add_option("--lm", pool.formula, "linear regression, such as 'y ~ x1 + log(x2)'")
+        ->type_name("FORMULA")
+        ->group(group);
+    add_list(command, "--test", words.tested, "TERMS", "joint Wald test of these coefficients of --lm", group);
+    command->add_option("--estimates", pool.estimates, "pool this table of estimates instead; - reads standard input")
+        ->type_name("FILE")
+        ->group(group);
+    command->add_option("--df", pool.complete_df, "complete-data degrees of freedom of --estimates (default: infinite)")
+        ->type_name("N")
+        ->group(group);
+    group = "Results";
+    command->add_option("--confidence", pool.confidence, "of the intervals")
+        ->type_name("P")
+        ->capture_default_str()
+        ->group(group);
+    command->add_flag("--json", options.json, "print everything as JSON")->group(group);
+    command->add_flag("--csv", pool.csv, "print as CSV")->group(group);
+    add_quiet(command, options);
+}
+
+void add_report_options(CLI::App *command, Options &options) {
+    add_directory(command, options, true);
+    command->add_option("-o,--output", options.report_output, "file to write instead of DIR/report.html, or -")
+        ->type_name("FILE")
+        ->group("Results");
+    add_quiet(command, options);
 }
 
 }  // namespace
@@ -306,6 +387,18 @@ CommandLine parse_command_line(int argc, char **argv) {
     add_impute_options(impute, result.options);
     impute->footer(kImputeExample);
 
+    CLI::App *diagnose = app.add_subcommand("diagnose", "Show whether the results of impute can be trusted");
+    add_diagnose_options(diagnose, result.options);
+    diagnose->footer(kDiagnoseExample);
+
+    CLI::App *pool = app.add_subcommand("pool", "Give one answer from all completed tables, by Rubin's rules");
+    add_pool_options(pool, result.options, words);
+    pool->footer(kPoolExample);
+
+    CLI::App *report = app.add_subcommand("report", "Write the report of a run again");
+    add_report_options(report, result.options);
+    report->footer(kReportExample);
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {
@@ -322,7 +415,11 @@ CommandLine parse_command_line(int argc, char **argv) {
     take_words(words, result.options);
     result.options.command.assign(argv, argv + argc);
     result.options.command.assign(argv, argv + argc);
-    result.run = check->parsed() ? run_check : run_impute;
+    result.run = check->parsed()      ? run_check
+                 : impute->parsed()   ? run_impute
+                 : diagnose->parsed() ? run_diagnose
+                 : pool->parsed()     ? run_pool
+                                      : run_report;
     return result;
 }
 

@@ -17,6 +17,7 @@
 #include "progress_bar.h"
 #include "talk.h"
 #include "ullage/host/error.h"
+#include "ullage/host/report.h"
 #include "ullage/host/run_record.h"
 #include "ullage/host/write_table.h"
 
@@ -121,11 +122,15 @@ int run_impute(const Options &options) {
     std::optional<OutputDirectory> directory;
     std::optional<OutputFile> tables;
     std::optional<OutputFile> parameters;
+    std::optional<OutputFile> bounds;
     std::optional<OutputFile> record;
+    std::optional<OutputFile> report;
     if (!to_stdout) {
         directory.emplace(options.impute.output);
         parameters.emplace(directory->file("parameters.csv"));
+        bounds.emplace(directory->file("bounds.csv"));
         record.emplace(directory->file("run.json"));
+        if (options.impute.report) report.emplace(directory->file("report.html"));
     }
     if (options.impute.format == Format::long_table) {
         tables.emplace(to_stdout ? "-" : directory->file("imputations.csv"));
@@ -135,6 +140,9 @@ int run_impute(const Options &options) {
     if (input.hidden.cells.empty())
         say(options, "note: no cell is missing or bounded; all completed tables are the same");
     host::RunFacts facts{options.command, settings, options.impute.prior, options.read.by, 0.0};
+    for (const host::Notice &notice : input.notices) {
+        if (notice.is_warning) facts.input_warnings.push_back(notice.text);
+    }
     host::Imputations result;
     {
         ProgressBar bar(options);
@@ -153,8 +161,15 @@ int run_impute(const Options &options) {
         const std::string text = host::run_record(model, facts, convergence, warnings);
         host::write_parameters(*parameters, model, result);
         parameters->commit();
+        host::write_bounded_cells(*bounds, input.table, host::find_bounded_cells(input.table, input.hidden));
+        bounds->commit();
         record->write(text);
         record->commit();
+        if (report) {
+            const auto written = host::read_run_record(options.impute.output);
+            report->write(host::make_report(host::gather_results(written, model, result)));
+            report->commit();
+        }
         if (options.json) {
             OutputFile out("-");
             out.write(text);

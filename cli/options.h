@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "ullage/host/pooling.h"
 #include "ullage/host/read_table.h"
 #include "ullage/host/rules.h"
 
@@ -31,22 +32,41 @@ struct ImputeOptions {
     int jobs = 0;                       ///< worker processes; 0 for one per processor
     std::string prior = "jeffreys";     ///< jeffreys, ridge=CASES, or the path of a file
     Format format = Format::long_table;
+    bool report = true;  ///< write report.html
+};
+
+/** Options of "ullage pool" alone. */
+struct PoolOptions {
+    host::PoolRequest request;  ///< means, if nothing is asked for
+    std::string formula;        ///< of a regression, or empty
+    std::vector<std::string> tested;
+    double confidence = host::kConfidence;
+    std::string estimates;  ///< path of a table of estimates made elsewhere, or empty
+    double complete_df = host::kInfiniteDf;
+    bool csv = false;
 };
 
 struct Options {
     std::vector<std::string> command;  ///< the words of the command line, for the record of the run
-    std::string input;                 ///< path, or "-" for standard input
+    std::string input;                 ///< path, or "-" for standard input; of results, their directory
     host::ReadOptions read;
     host::Rules rules;
     bool quiet = false;
     bool json = false;
     Progress progress = Progress::automatic;
+    bool strict = false;  ///< of "ullage diagnose": bad diagnostics have an exit code of their own
     ImputeOptions impute;
+    PoolOptions pool;
+    std::string report_output;  ///< of "ullage report": path, or "-"; empty for report.html in the directory
 };
 
 /** The commands. Each gives the exit code of success; failures are thrown as host::Error. */
 int run_check(const Options &options);
 int run_impute(const Options &options);
+/** The exit code is 1 with --strict and bad diagnostics. */
+int run_diagnose(const Options &options);
+int run_pool(const Options &options);
+int run_report(const Options &options);
 
 }  // namespace ullage::cli
 

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <filesystem>
 #include <iterator>
 #include <map>
 #include <set>
@@ -928,6 +929,8 @@ std::string make_report(const RunResults &results) {
     const RunRecord &record = results.record;
     const Diagnosis diagnosis = diagnose(record, results.draws, &results.tables);
     const std::vector<std::vector<Knowledge>> knowledge = knowledge_of(results);
+    std::vector<std::string> warnings = record.input_warnings;
+    warnings.insert(warnings.end(), diagnosis.warnings.begin(), diagnosis.warnings.end());
     const std::vector<Section> sections = {
         {"read", "What was read", what_was_read(results, knowledge)},
         {"patterns", "Patterns of missingness", pattern_picture(results, knowledge)},
@@ -935,7 +938,7 @@ std::string make_report(const RunResults &results) {
         {"converged", "Whether it converged", whether_it_converged(results, diagnosis)},
         {"imputed", "What was imputed", what_was_imputed(results)},
         {"pooled", "Pooled means and correlations", pooled_estimates(results, diagnosis)},
-        {"warnings", "Warnings", diagnosis.warnings.empty() ? paragraph("None.") : list(diagnosis.warnings)},
+        {"warnings", "Warnings", warnings.empty() ? paragraph("None.") : list(warnings)},
         {"reproduce", "How to reproduce it", how_to_reproduce(results)},
     };
     std::string html = fmt::format(
@@ -945,15 +948,15 @@ std::string make_report(const RunResults &results) {
         "<link rel=\"icon\" href=\"data:,\">\n<title>Imputation of {0}</title>\n<style>{1}</style>\n</head>\n<body>\n"
         "<a class=\"skip\" href=\"#content\">Skip to the content</a>\n"
         "<header>\n<h1>Imputation of {0}</h1>\n",
-        html_escape(record.input_name), kReportStyle);
+        html_escape(std::filesystem::path(record.input_name).filename().string()), kReportStyle);
     std::int64_t hidden = 0;
     for (const RunColumn &column : record.columns) hidden += column.missing + column.bounded;
     html += paragraph(fmt::format("{} were imputed {} by ullage {}.", count_words(hidden, "cell"),
                                   record.imputations == 1 ? "once" : fmt::format("{} times", record.imputations),
                                   record.version));
-    html += diagnosis.warnings.empty() ? "<p class=\"verdict\">No warnings.</p>\n"
-                                       : fmt::format("<p class=\"verdict bad\"><a href=\"#warnings\">{}</a></p>\n",
-                                                     count_of(diagnosis.warnings.size(), "warning"));
+    html += warnings.empty() ? "<p class=\"verdict\">No warnings.</p>\n"
+                             : fmt::format("<p class=\"verdict bad\"><a href=\"#warnings\">{}</a></p>\n",
+                                           count_of(warnings.size(), "warning"));
     html += "</header>\n<nav aria-label=\"Sections\">\n<ol>\n";
     for (const Section &section : sections) {
         html += fmt::format("<li><a href=\"#{}\">{}</a></li>\n", section.id, section.title);

@@ -408,6 +408,7 @@ RunRecord read_run_record(const std::string &directory) {
     record.input_name = input.text("name");
     record.input_bytes = input.count("bytes", 0, INT64_MAX);
     record.input_sha256 = input.text("sha256");
+    record.input_warnings = input.texts("warnings");
     record.rows = input.count("rows", 1, most);
     const std::string separator = input.text("separator");
     if (separator.size() != 1) throw input.broken("separator", "is no single character");

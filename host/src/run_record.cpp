@@ -101,7 +101,8 @@ std::string run_record(const ModelTable &model, const RunFacts &facts,
                        {"bytes", table.file.bytes.size()},
                        {"sha256", sha256(table.file.bytes)},
                        {"rows", table.row_count()},
-                       {"separator", std::string(1, table.file.separator)}};
+                       {"separator", std::string(1, table.file.separator)},
+                       {"warnings", facts.input_warnings}};
     record["settings"] = {{"imputations", settings.imputations},
                           {"chains", settings.chains},
                           {"burn_in", settings.burn_in},

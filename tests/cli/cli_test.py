@@ -171,7 +171,8 @@ class CommandLine(unittest.TestCase):
         settings = "--seed 5 -m 3 --burn-in 20 --thin 5 --chains 2 --order a<b --log a --lower b=0 --prior ridge=4"
         code, _, err = self.run_program(f"impute good.csv -o out {settings} --quiet -j 1")
         self.assertEqual(code, 0, err)
-        self.assertEqual(sorted(os.listdir(self.path / "out")), ["imputations.csv", "parameters.csv", "run.json"])
+        self.assertEqual(sorted(os.listdir(self.path / "out")),
+                         ["bounds.csv", "imputations.csv", "parameters.csv", "report.html", "run.json"])
         with open(self.path / "out/imputations.csv", encoding="utf-8") as file:
             rows = list(csv.DictReader(file))
         original = list(csv.DictReader(GOOD.splitlines()))
@@ -226,7 +227,7 @@ class CommandLine(unittest.TestCase):
         command = f"exec '{PROGRAM}' impute good.csv -o out --prior ridge=4 --seed 1 -m 1 <&- >&- 2>&-"
         self.assertEqual(subprocess.run(["sh", "-c", command], cwd=self.path, check=False).returncode, 0)
         for name in os.listdir(self.path / "out"):
-            self.assertNotIn("seed 1", (self.path / "out" / name).read_text(encoding="utf-8"))
+            self.assertNotRegex((self.path / "out" / name).read_text(encoding="utf-8"), r"(?m)^seed 1$")
 
     def test_file_that_may_not_grow(self):
         draw = random.Random(1).gauss

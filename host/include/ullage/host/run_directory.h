@@ -48,6 +48,7 @@ struct RunRecord {
     std::uint64_t seed = 0;
     std::string input_name;
     std::int64_t input_bytes = 0;
+    std::vector<std::string> input_warnings;  ///< what was noticed when the table was read
     std::string input_sha256;
     char separator = 0;  ///< between cells of the input and of the completed tables
     std::int64_t rows = 0;

@@ -35,6 +35,7 @@ struct RunFacts {
     std::string prior;              ///< as the user wrote it
     std::optional<std::string> by;  ///< the column of the levels
     double seconds = 0.0;
+    std::vector<std::string> input_warnings = {};  ///< what was noticed when the table was read
 };
 
 /** The record of a run as JSON text. Every member but "timings" and "command" follows from input, settings and seed. */
