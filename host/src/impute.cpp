@@ -185,18 +185,17 @@ std::vector<std::string> convergence_warnings(std::span<const ParameterConvergen
             kWorstRhat, apart, parameters.size(), worst->convergence.rhat, full_name(*worst)));
     }
     if (poorest != nullptr) {
-        warnings.push_back(
-            fmt::format("the draws are few for their dependence: the effective sample size is below {:.0f} for {} of "
-                        "{} parameters, "
-                        "least {:.0f} for {}. Imputations of one chain may resemble each other; raise --thin",
-                        least, poor, parameters.size(), poorest->convergence.ess_bulk, full_name(*poorest)));
+        warnings.push_back(fmt::format(
+            "too few independent draws: the effective sample size is below {:.0f} for {} of {} parameters, least "
+            "{:.0f} for {}. R-hat is less certain then, and imputations of one chain may resemble each other. Raise "
+            "--thin",
+            least, poor, parameters.size(), poorest->convergence.ess_bulk, full_name(*poorest)));
     }
     if (unknown > 0) {
-        warnings.push_back(
-            fmt::format("convergence cannot be judged for {} of {} parameters: the chains are too short, or their "
-                        "draws are all the "
-                        "same",
-                        unknown, parameters.size()));
+        warnings.push_back(fmt::format(
+            "convergence cannot be judged for {} of {} parameters: the chains are too short, or their draws are all "
+            "the same",
+            unknown, parameters.size()));
     }
     return warnings;
 }
