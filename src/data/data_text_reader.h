@@ -50,9 +50,9 @@ void reader_rewind_to_records(DataTextReader &reader);
     return reader.last_delimiter == u'\n';
 }
 
-// Whether read_data_item has nothing more to give.
-[[nodiscard]] inline bool reader_is_exhausted(const DataTextReader &reader) {
-    return reader.at_end || reader.text[reader.position] == 0;
+// Whether the text has nothing more to give, not even to read_numeric_item.
+[[nodiscard]] inline bool reader_is_at_text_end(const DataTextReader &reader) {
+    return reader.text[reader.position] == 0;
 }
 
 // The units up to the next delimiter, which is passed unless it is the end of the text.

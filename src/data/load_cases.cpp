@@ -41,9 +41,11 @@ CaseRun take_case_run(std::size_t case_count, std::size_t variable_count, bool w
 std::size_t run_length(const Group &group, const DataTextReader &reader, bool mixture_mode, std::size_t lines_left) {
     constexpr std::size_t kSmallestRun = 16;
     constexpr std::size_t kLargestRunBytes = std::size_t{1} << 20;
-    const bool reads_nothing = reader.variable_count == 0 && !mixture_mode;
-    const bool may_read_nothing = reader.variable_count <= 1 && group.weight_index < 0;
-    if (reads_nothing || (may_read_nothing && reader_is_exhausted(reader))) return lines_left;
+    const bool has_no_items = reader.variable_count == 0 && !mixture_mode;
+    const bool can_lack_items = reader.variable_count <= 1 && group.weight_index < 0;
+    // Group ids are read on after an empty item has ended the data.
+    const bool is_data_over = reader_is_at_text_end(reader) || (reader.at_end && !mixture_mode);
+    if (has_no_items || (can_lack_items && is_data_over)) return lines_left;
     const auto variable_count = static_cast<std::size_t>(group.variable_count);
     const std::size_t case_bytes = sizeof(CaseRecord) + variable_count * (sizeof(double) + sizeof(CellState));
     const std::size_t largest_run = std::max(kLargestRunBytes / case_bytes, std::size_t{1});

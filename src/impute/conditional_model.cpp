@@ -82,6 +82,12 @@ std::size_t conditional_model_size(std::int32_t variable_count, const PatternNee
     return size;
 }
 
+std::size_t largest_model_size(std::int32_t variable_count) {
+    // A case without an observed cell, and what rounding up to whole vectors can add to any other.
+    const PatternNeeds all{0, variable_count, true, true};
+    return conditional_model_size(variable_count, all) + static_cast<std::size_t>(variable_count) * kVectorLength;
+}
+
 ConditionalModel build_conditional_model(std::int32_t variable_count, const PatternNeeds &needs,
                                          const std::int32_t *order, const double *swept, std::size_t stride,
                                          double *storage, double *scratch) {

@@ -38,6 +38,9 @@ struct ConditionalModel {
 // Doubles that the arrays of a model take, all but its order.
 [[nodiscard]] std::size_t conditional_model_size(std::int32_t variable_count, const PatternNeeds &needs);
 
+// The most that conditional_model_size gives for that many variables.
+[[nodiscard]] std::size_t largest_model_size(std::int32_t variable_count);
+
 // Build a model from a covariance swept on the observed variables, of which only the unobserved rows are read: rows of
 // stride doubles. order and storage (conditional_model_size doubles) must outlive the model; scratch has room for 2
 // packed matrices of order n.

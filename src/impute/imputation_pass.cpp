@@ -49,6 +49,11 @@ PatternNeeds *find_pattern(const ChunkPatterns &chunk, std::int32_t pattern) {
     return place < chunk.count && chunk.patterns[place].pattern == pattern ? &chunk.patterns[place] : nullptr;
 }
 
+// What every model takes, whatever its arrays.
+std::size_t least_model_bytes(std::size_t variable_count) {
+    return sizeof(ConditionalModel) + variable_count * sizeof(std::int32_t);
+}
+
 // Note what the cases from first on need, up to last or until the models take a chunk's memory. Gives the end of the
 // chunk, whose patterns are then in ascending order.
 std::int32_t collect_patterns(const Group &group, std::int32_t group_number, std::int32_t first, std::int32_t last,
@@ -65,7 +70,7 @@ std::int32_t collect_patterns(const Group &group, std::int32_t group_number, std
         PatternNeeds *noted = find_pattern(chunk, record.pattern_index);
         if (noted != nullptr && noted->root >= needed.root && noted->chain >= needed.chain) continue;
         if (bytes > kChunkBytes) break;
-        bytes += sizeof(ConditionalModel) + static_cast<std::size_t>(group.variable_count) * sizeof(std::int32_t) +
+        bytes += least_model_bytes(static_cast<std::size_t>(group.variable_count)) +
                  conditional_model_size(group.variable_count, needed) * sizeof(double);
         if (noted == nullptr) {
             chunk.places[record.pattern_index] = chunk.count;
@@ -166,21 +171,23 @@ int impute_group(const Group &group, std::int32_t group_number, const double *me
                  std::int32_t first, std::int32_t last) {
     RegionPool &pool = state.WorkPool;
     pool_mark(pool);
-    const PoolMarkGuard release_pass(pool);
+    const PoolMarkGuard release(pool);
     const auto nv = static_cast<std::size_t>(group.variable_count);
     const CaseScratch scratch{pool_array<double>(pool, nv), pool_array<double>(pool, padded_length(nv)),
                               pool_array<double>(pool, nv), pool_array<double>(pool, nv)};
-    const std::size_t most_patterns =
-        std::min(static_cast<std::size_t>(group.pattern_count), kChunkBytes / sizeof(ConditionalModel) + 1);
+    const auto pattern_count = static_cast<std::size_t>(group.pattern_count);
+    const std::size_t most_patterns = std::min(pattern_count, kChunkBytes / least_model_bytes(nv) + 1);
+    const std::size_t largest_model = largest_model_size(group.variable_count);
+    const std::size_t model_size =
+        std::min(kChunkBytes / sizeof(double), array_bytes(pattern_count, largest_model)) + largest_model;
+    const ModelRoom room = take_model_room(group.variable_count, model_size, most_patterns);
     ChunkPatterns chunk{group.pattern_places.get(), pool_array<PatternNeeds>(pool, most_patterns), 0};
     auto *models = pool_array<ConditionalModel>(pool, most_patterns);
 
     state.current_record = nullptr;
     for (std::int32_t begin = first - 1; begin < last;) {
-        pool_mark(pool);
-        const PoolMarkGuard release_chunk(pool);
         const std::int32_t end = collect_patterns(group, group_number, begin, last, chunk);
-        build_models(group, covariance, chunk.count, chunk.patterns, models);
+        build_models(group, covariance, room, chunk.count, chunk.patterns, models);
         if (draw_cases(group, group_number, means, begin, end, chunk, models, scratch) != 0) return 1;
         begin = end;
     }

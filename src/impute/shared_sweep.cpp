@@ -32,17 +32,12 @@ struct SharedSweep {
     std::size_t stride;  // of a row of a matrix
     const PatternNeeds *patterns;
     ConditionalModel *models;
-    const std::int32_t *all_variables;  // 0, 1, 2, ...
-    std::int32_t *missing;              // the unobserved variables on the way from the root of the tree
-    double *matrices;                   // copies, one for each level of the walk
-    std::size_t level_count;
-    double *storage;       // for the models that are still to come
-    std::int32_t *orders;  // of the models, variable_count each
-    double *scratch;       // for build_conditional_model
+    ModelRoom room;
+    double *next_storage;  // for the next model
 };
 
 double *matrix_of_level(const SharedSweep &sweep, std::size_t level) {
-    return sweep.matrices + level * static_cast<std::size_t>(sweep.variable_count) * sweep.stride;
+    return sweep.room.matrices + level * static_cast<std::size_t>(sweep.variable_count) * sweep.stride;
 }
 
 // Whether a variable can be swept on; if so, gives the pivot.
@@ -84,24 +79,24 @@ void finish_pattern(SharedSweep &sweep, std::size_t position, std::int32_t depth
                     double *matrix) {
     const PatternNeeds &needs = sweep.patterns[position];
     const std::uint64_t *pattern = pattern_words(*sweep.group, needs.pattern);
-    std::int32_t *order = sweep.orders + position * static_cast<std::size_t>(sweep.variable_count);
+    std::int32_t *order = sweep.room.orders + position * static_cast<std::size_t>(sweep.variable_count);
     const std::int32_t observed_count = list_variables(pattern, sweep.variable_count, false, order);
     (void)list_variables(pattern, sweep.variable_count, true, order + observed_count);
     finish_sweep(sweep, matrix, order, observed_count, depth - static_cast<std::int32_t>(missing_count));
-    sweep.models[position] =
-        build_conditional_model(sweep.variable_count, needs, order, matrix, sweep.stride, sweep.storage, sweep.scratch);
-    sweep.storage += conditional_model_size(sweep.variable_count, needs);
+    sweep.models[position] = build_conditional_model(sweep.variable_count, needs, order, matrix, sweep.stride,
+                                                     sweep.next_storage, sweep.room.scratch);
+    sweep.next_storage += conditional_model_size(sweep.variable_count, needs);
 }
 
 // Sweep the matrix of a level on a variable, into the same matrix or that of another level, on all rows that any
 // pattern can still read: the unobserved variables on the way here and all later ones.
 void sweep_shared_rows(const SharedSweep &sweep, const double *from, double *to, std::int32_t variable,
                        std::size_t missing_count) {
-    const std::int32_t *later = sweep.all_variables + variable + 1;
+    const std::int32_t *later = sweep.room.all_variables + variable + 1;
     const auto later_count = static_cast<std::size_t>(sweep.variable_count - variable - 1);
     SweepPivot pivot;
     if (take_pivot(sweep, from, variable, pivot)) {
-        sweep_rows_kernel(sweep.stride, from, to, missing_count, sweep.missing, pivot);
+        sweep_rows_kernel(sweep.stride, from, to, missing_count, sweep.room.missing, pivot);
         sweep_rows_kernel(sweep.stride, from, to, later_count, later, pivot);
     } else if (from != to) {
         std::copy_n(from, static_cast<std::size_t>(sweep.variable_count) * sweep.stride, to);
@@ -114,7 +109,7 @@ void descend(SharedSweep &sweep, std::size_t first, std::size_t last, std::int32
     double *matrix = matrix_of_level(sweep, level);
     for (; last - first > 1; ++depth) {
         double *copy = matrix_of_level(sweep, level + 1);
-        if (level + 2 == sweep.level_count) {
+        if (level + 2 == sweep.room.level_count) {
             // No room to part any further: each pattern for itself.
             for (; last - first > 1; ++first) {
                 std::copy_n(matrix, static_cast<std::size_t>(sweep.variable_count) * sweep.stride, copy);
@@ -136,42 +131,38 @@ void descend(SharedSweep &sweep, std::size_t first, std::size_t last, std::int32
             descend(sweep, first, middle, depth + 1, missing_count, level + 1);
             first = middle;
         }
-        sweep.missing[missing_count++] = depth;
+        sweep.room.missing[missing_count++] = depth;
     }
     finish_pattern(sweep, first, depth, missing_count, matrix);
 }
 
 }  // namespace
 
-void build_models(const Group &group, const double *covariance, std::size_t pattern_count, const PatternNeeds *patterns,
-                  ConditionalModel *models) {
+ModelRoom take_model_room(std::int32_t variable_count, std::size_t model_size, std::size_t pattern_count) {
+    RegionPool &pool = state.WorkPool;
+    const auto nv = static_cast<std::size_t>(variable_count);
+    const std::size_t matrix_size = array_bytes(nv, padded_length(nv));
+    ModelRoom room;
+    // A level for each variable at which patterns can part, one for the beginning, and one for copies.
+    room.level_count =
+        std::clamp(kCopiesBytes / sizeof(double) / std::max(matrix_size, std::size_t{1}), std::size_t{2}, nv + 2);
+    room.matrices = pool_array<double>(pool, array_bytes(room.level_count, matrix_size));
+    room.all_variables = pool_array<std::int32_t>(pool, nv);
+    std::iota(room.all_variables, room.all_variables + nv, 0);
+    room.missing = pool_array<std::int32_t>(pool, nv);
+    room.scratch = pool_array<double>(pool, 2 * packed_size(variable_count));
+    room.storage = pool_array<double>(pool, model_size);
+    room.orders = pool_array<std::int32_t>(pool, array_bytes(pattern_count, nv));
+    return room;
+}
+
+void build_models(const Group &group, const double *covariance, const ModelRoom &room, std::size_t pattern_count,
+                  const PatternNeeds *patterns, ConditionalModel *models) {
     if (pattern_count == 0) return;
     const auto nv = static_cast<std::size_t>(group.variable_count);
-    RegionPool &pool = state.WorkPool;
-    SharedSweep sweep{};
-    sweep.group = &group;
-    sweep.variable_count = group.variable_count;
-    sweep.stride = padded_length(nv);
-    sweep.patterns = patterns;
-    sweep.models = models;
-    const std::size_t matrix_size = array_bytes(nv, sweep.stride);
-    // A level for each variable at which patterns can part, one for the beginning, and one for copies.
-    sweep.level_count = std::clamp(kCopiesBytes / sizeof(double) / matrix_size, std::size_t{2}, nv + 2);
-    sweep.matrices = pool_array<double>(pool, array_bytes(sweep.level_count, matrix_size));
-    auto *all_variables = pool_array<std::int32_t>(pool, nv);
-    std::iota(all_variables, all_variables + nv, 0);
-    sweep.all_variables = all_variables;
-    sweep.missing = pool_array<std::int32_t>(pool, nv);
-    std::size_t storage_size = 0;
-    for (std::size_t i = 0; i < pattern_count; ++i) {
-        storage_size += conditional_model_size(group.variable_count, patterns[i]);
-    }
-    sweep.storage = pool_array<double>(pool, storage_size);
-    sweep.orders = pool_array<std::int32_t>(pool, array_bytes(pattern_count, nv));
-    sweep.scratch = pool_array<double>(pool, 2 * packed_size(group.variable_count));
-
+    SharedSweep sweep{&group, group.variable_count, padded_length(nv), patterns, models, room, room.storage};
     for (std::size_t i = 0; i < nv; ++i) {
-        double *row = sweep.matrices + i * sweep.stride;
+        double *row = room.matrices + i * sweep.stride;
         std::copy_n(covariance + i * nv, nv, row);
         std::fill(row + nv, row + sweep.stride, 0.0);
     }
