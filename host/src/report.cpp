@@ -35,7 +35,7 @@ constexpr std::size_t kMostTraces = 4;           // parameters whose chains are 
 constexpr std::size_t kMostPoints = 250;         // of the line of one chain
 constexpr std::size_t kMostLags = 100;           // of an autocorrelation
 constexpr std::size_t kMostIntervals = 14;       // of a column, drawn with their draws
-constexpr std::size_t kLongTable = 30;           // rows above which a table is folded
+constexpr std::size_t kLongTable = 60;           // rows above which a table is folded
 constexpr std::size_t kBins = 30;                // of a histogram, at most
 constexpr double kWide = 0.9;                    // part of the draws that the wide bar of an interval holds
 
@@ -372,7 +372,7 @@ std::string pattern_picture(const RunResults &results, const std::vector<std::ve
                         {percent(static_cast<double>(count), all_rows)}});
     }
     const auto n = static_cast<double>(columns.size());
-    plot.width = 100.0 + n * std::clamp(260.0 / n, 20.0, 48.0) + 40.0;
+    plot.width = 100.0 + n * std::clamp(420.0 / n, 22.0, 52.0) + 40.0;
     plot.height = 100.0 + 20.0 * static_cast<double>(shown);
     std::vector<std::pair<std::string, std::string>> keys;
     for (std::size_t known = 0; known < kKnowledgeCount; ++known) {
@@ -437,7 +437,7 @@ std::string what_was_assumed(const RunResults &results) {
                                     : has_lower ? "above " + number(column.lower)
                                                 : "below " + number(column.upper)));
     }
-    for (const std::string &rule : record.order) items.push_back(fmt::format("Order: {} in every row.", rule));
+    for (const std::string &rule : record.order) items.push_back(fmt::format("Order in every row: {}.", rule));
     items.push_back(fmt::format(
         "Computation: Bayesian data augmentation in {}, each from a start of its own; {} that did not count, then an "
         "imputation every {}.",
@@ -550,7 +550,7 @@ std::string whether_it_converged(const RunResults &results, const Diagnosis &dia
     html += make_table(
         fmt::format("The {} of {} that are worst off", count_of(rows.size(), "parameter"), diagnosis.parameters.size()),
         {"Parameter", "Mean", "Monte Carlo error", "R-hat", "Effective, centre", "Effective, tails",
-         "Autocorrelation, lag 1", fmt::format("Lag {}", record.thin)},
+         "Autocorrelation at lag 1", fmt::format("at lag {}", record.thin)},
         rows);
     std::vector<std::pair<std::string, std::string>> keys;
     for (int chain = 1; chain <= std::min(record.chains, 4); ++chain) {
@@ -558,7 +558,7 @@ std::string whether_it_converged(const RunResults &results, const Diagnosis &dia
                                                               ? fmt::format("chains {}, {}, ...", chain, chain + 4)
                                                               : fmt::format("chain {}", chain));
     }
-    html += make_keys(keys) + "<div class=\"figures\">\n";
+    html += make_keys(keys) + "<div class=\"figures pairs\">\n";
     for (std::size_t i = 0; i < std::min(kMostTraces, diagnosis.parameters.size()); ++i) {
         const ParameterDiagnosis &parameter = diagnosis.parameters[i];
         if (parameter.chains.front().size() < 2) break;

@@ -39,9 +39,10 @@ caption { text-align: left; color: var(--soft); padding-bottom: .3rem; }
 th, td { padding: .25rem .7rem; border-bottom: 1px solid var(--line); text-align: right; vertical-align: top;
   white-space: nowrap; }
 th:first-child, td:first-child { padding-left: 0; }
-thead th { border-bottom: 2px solid var(--line); vertical-align: bottom; font-weight: 600; }
-tbody th, th.text, td.text { text-align: left; font-weight: 400; }
-tbody th { max-width: 22rem; overflow: hidden; text-overflow: ellipsis; }
+thead th { border-bottom: 2px solid var(--line); vertical-align: bottom; white-space: normal; max-width: 9rem; }
+tbody th, th.text, td.text { text-align: left; }
+tbody th { font-weight: 400; }
+tbody th, td.text { white-space: normal; overflow-wrap: anywhere; min-width: 7rem; max-width: 24rem; }
 td.bad { color: var(--warn); font-weight: 700; }
 dl { display: grid; grid-template-columns: max-content 1fr; gap: .2rem 1rem; font-size: .9rem; }
 dt { color: var(--soft); }
@@ -49,6 +50,7 @@ dd { margin: 0; }
 pre { background: var(--panel); padding: .75rem; white-space: pre-wrap; overflow-wrap: anywhere; font-size: .85rem; }
 code { font-family: ui-monospace, "SF Mono", Menlo, Consolas, "DejaVu Sans Mono", monospace; }
 .figures { display: grid; grid-template-columns: repeat(auto-fill, minmax(min(100%, 20.5rem), 1fr)); gap: 1rem 1.25rem; }
+.pairs { grid-template-columns: repeat(auto-fit, minmax(min(100%, 20.5rem), 24rem)); max-width: 50rem; }
 figure { margin: .5rem 0; min-width: 0; }
 svg { display: block; max-width: 100%; height: auto; }
 .scroll > svg { max-width: none; }
@@ -65,15 +67,18 @@ rect.observed { fill: var(--observed); }
 rect.missing { fill: var(--missing); }
 rect.bounded { fill: var(--bounded); }
 rect.range { fill: var(--bounded-fill); }
-rect.cell { fill: none; stroke: var(--line); stroke-width: .5; }
-text.known { font-weight: 700; }
 rect.pattern { stroke: var(--back); stroke-width: 1.5; }
 svg text.pattern { fill: var(--back); font-weight: 700; }
 svg text.pattern.observed { fill: var(--text); }
 .keys { display: flex; flex-wrap: wrap; gap: .2rem 1.2rem; list-style: none; padding: 0; margin: .5rem 0;
   font-size: .9rem; }
+.keys li { overflow-wrap: anywhere; }
+.keys svg polyline { stroke-width: 3; }
 .keys svg { display: inline-block; vertical-align: -.1em; margin-right: .35rem; }
 footer { color: var(--soft); font-size: .85rem; padding: 2rem 1rem; }
+@media (max-width: 40rem) {
+  table { font-size: .8rem; } th, td { padding: .25rem .4rem; } thead th { max-width: 5rem; }
+  tbody th, td.text { min-width: 6rem; max-width: 8.5rem; } }
 @media print { nav, .skip { display: none; } section, figure { break-inside: avoid; } }
 )";
 
