@@ -36,9 +36,12 @@
  * would read; no current group where one is needed; a group that is not loaded where cases are needed. Lengths of the
  * host's arrays are not checked.
  *
- * Exceptions. std::bad_alloc leaves any function that needs memory and finds none; the engine stays usable. A failing
- * RandomSource leaves DS_Impute as ullage::RandomSourceError (random_source.h). Nothing else is thrown. A host in C
- * must therefore see to it that its source does not fail, or reach DS_Impute through a C++ function that catches.
+ * Exceptions. std::bad_alloc leaves any function that needs memory and finds none; the engine stays usable. A group
+ * whose DS_KeyGroupDef threw cannot be loaded again, a DS_Impute that threw may have finished some cases, and a
+ * DS_GibbsOpen that threw has already emptied the list of groups. A failing RandomSource leaves DS_Impute as
+ * ullage::RandomSourceError (random_source.h), which the host must let go of before it unloads the library. Nothing
+ * else is thrown. A host in C must therefore see to it that its source does not fail, or reach DS_Impute through a C++
+ * function that catches.
  *
  * Text. Wide strings are zero-terminated UTF-16. A null wide string argument counts as the empty string. Everything
  * that the host passes is borrowed for the call; what must stay is copied.
@@ -228,8 +231,8 @@ DS_API int32_t DS_GetTest(void);
  *
  * @param key_index  slot, 0 to key_count - 1
  * @param name       name of the variable
- * @return 0; 1 if the slot does not exist or the group's 20,000 units of names are full (nothing happens then), or if
- * the dictionary is full (the error log tells; the name has taken its place among the group's names)
+ * @return 0; 1 if the slot does not exist or the group's 20,000 units of names are full (nothing happens then), or
+ *         if the dictionary is full (the error log tells; the name has taken its place among the group's names)
  */
 DS_API int32_t DS_KeyVariableDef(int32_t key_index, const char16_t *name);
 
@@ -243,8 +246,8 @@ DS_API int32_t DS_KeyVariableDef(int32_t key_index, const char16_t *name);
 DS_API int32_t DS_KeySelect(int32_t reserved_first, int32_t reserved_second);
 
 /**
- * Name the column of case weights for the next DS_KeyGroupDef of the current group. A later call replaces an earlier
- * one, and so does the creation of a group, which forgets the name.
+ * Name the column of case weights for every load from here on, of whichever group, until another name is given or a
+ * group is created, which forgets the name.
  *
  * @param name  name of the weight variable, A to Z compared as a to z
  * @return 0; 1 if the group's 20,000 units of names are full
@@ -397,17 +400,17 @@ DS_API int32_t DS_DataMatrix(int32_t group_number, double *values);
  * @param group_number  group, 0 for the current one; in mixture mode: only cases whose group id is group_number
  * @param means         one double per variable, only read
  * @param covariance    packed, only read, and only if range_first is 0 or 1; otherwise the covariance of the last such
- *                      call of this session is used, which must have had the same number of variables, with no load of
- * a group with more variables than any before in between
+ *                      call of this session is used, which must have had the same number of variables, with no load
+ *                      of a group with more variables than any before in between
  * @param range_first   first case of the range, from 1; 0 means 1
  * @param range_last    last case of the range, included; 0 means the last case of the group
  * @param source        the random numbers, borrowed for the call; may be null if no case needs a number
  * @return 0; 1 at once if there is no such group, an end of the range is negative or beyond the cases (range_first 1 is
- *         always good), or range_first is above 1 and no covariance was prepared; 1 at the first case that fails. A
- *         case fails if the covariance of its unobserved cells given the observed ones has no root or no inverse (a
- *         pivot below 1e-15), if a cell has no value between its bounds, or if it needs a number and source is null;
- * the error log tells which. Cases before it are done, it keeps the values from before the call, cases behind it are
- *         not reached.
+ *         always good), or range_first is above 1 and no covariance was prepared; 1 at the first case that fails.
+ *         A case fails if the covariance of its unobserved cells given the observed ones has no root or no inverse
+ *         (a pivot below 1e-15), if a cell has no value between its bounds, or if it needs a number and source is
+ *         null; the error log tells which. Cases before it are done, it keeps the values from before the call, cases
+ *         behind it are not reached.
  * @throws ullage::RandomSourceError when the source fails. Cases before are done; the case at hand keeps the cells that
  *         its chain has drawn so far, or all its old values if it needed only one vector.
  */

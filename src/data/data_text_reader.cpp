@@ -10,6 +10,8 @@
 #include "data/number_text.h"
 #include "frame/log.h"
 
+static_assert(kHeaderItemLimit <= kNumberTextLimit && kRecordItemLimit <= kNumberTextLimit);
+
 namespace {
 
 // A header item that is a number of 32 bits.

@@ -29,8 +29,9 @@ struct CaseRun {
 CaseRun take_case_run(std::size_t case_count, std::size_t variable_count, bool with_states) {
     CaseRun run;
     run.records = pool_array<CaseRecord>(state.DataPool, case_count);
-    run.values = pool_array<double>(state.DataPool, array_bytes(case_count, variable_count));
-    run.states = with_states ? pool_array<CellState>(state.DataPool, array_bytes(case_count, variable_count)) : nullptr;
+    run.values = pool_array<double>(state.DataPool, checked_product(case_count, variable_count));
+    run.states =
+        with_states ? pool_array<CellState>(state.DataPool, checked_product(case_count, variable_count)) : nullptr;
     run.room = case_count;
     return run;
 }
@@ -78,6 +79,10 @@ std::u16string_view strip_blanks(std::u16string_view item, char16_t *buffer) {
 bool read_group_id(DataTextReader &reader, std::int32_t &id) {
     double value;
     return read_numeric_item(reader, kRecordItemLimit, value) && truncate_to_int32(value + 0.01, id);
+}
+
+bool read_case_weight(std::u16string_view text, std::int32_t &weight) {
+    return parse_whole_number(text, weight) && weight > 0;
 }
 
 void tally_cell_states(CaseRecord &record, std::int32_t variable_count, PatternCollector &patterns) {
@@ -129,7 +134,7 @@ int read_one_record(const Group &group, DataTextReader &reader, bool mixture_mod
         char16_t buffer[kRecordItemLimit];
         item = strip_blanks(item, buffer);
         if (is_weight) {
-            if (!parse_whole_number(item, weight) || weight <= 0) {
+            if (!read_case_weight(item, weight)) {
                 log_printf(state.ErrorLog, u"The string, '%s', can't be interpreted as a case weight.\n", {item});
                 return 1;
             }
@@ -141,18 +146,22 @@ int read_one_record(const Group &group, DataTextReader &reader, bool mixture_mod
     return 0;
 }
 
-// Add copies of the current case behind it, with values of their own and its states and bounds in common.
+// A copy of a case behind it, with values of its own and the source's states and bounds.
+void case_record_copy(CaseRecord *record, double *values, std::size_t variable_count, CaseRecord *source) {
+    *record = *source;
+    record->values = values;
+    record->next = nullptr;
+    std::copy_n(source->values, variable_count, values);
+    source->next = record;
+}
+
 void repeat_case(std::size_t copies, std::size_t variable_count) {
     CaseRun run = take_case_run(copies, variable_count, false);
     for (; run.room > 0; --run.room) {
-        const CaseRecord *source = state.current_record;
         CaseRecord *record = run.records++;
-        *record = *source;
-        record->values = std::copy_n(source->values, variable_count, run.values) - variable_count;
-        record->next = nullptr;
-        run.values += variable_count;
-        state.current_record->next = record;
+        case_record_copy(record, run.values, variable_count, state.current_record);
         state.current_record = record;
+        run.values += variable_count;
     }
 }
 

@@ -6,10 +6,11 @@
 #ifndef ULLAGE_DATA_NUMBER_TEXT_H
 #define ULLAGE_DATA_NUMBER_TEXT_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
-// Longest text that parse_strict_number takes; the reader lets nothing longer through.
+// Longest text that parse_strict_number takes. The reader lets nothing longer through: its limits stay within this one.
 inline constexpr std::size_t kNumberTextLimit = 1005;
 
 // True if the whole text is a number: white space, a sign, decimal digits with at most one point, an exponent behind e,

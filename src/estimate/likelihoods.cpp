@@ -28,7 +28,7 @@ int32_t DS_GetLikelihoods(int32_t, const double *means, const double *covariance
     }
     const double scale = 1.0 / std::sqrt(packed_determinant());
     const auto variable_count = static_cast<std::size_t>(nv);
-    auto *deviations = pool_array<double>(state.WorkPool, array_bytes(variable_count, kFormsSideBySide));
+    auto *deviations = pool_array<double>(state.WorkPool, checked_product(variable_count, kFormsSideBySide));
     const auto case_count = static_cast<std::size_t>(group->case_count);
     std::size_t i = 0;
     for (; case_count - i >= kFormsSideBySide; i += kFormsSideBySide) {

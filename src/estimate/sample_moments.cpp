@@ -52,8 +52,8 @@ int32_t DS_SampleMoments(int32_t group_number, double *means, double *covariance
     pool_mark(pool);
     const PoolMarkGuard release(pool);
     auto *sums = pool_array<double>(pool, stride);
-    auto *products = pool_array<double>(pool, array_bytes(stride, stride));
-    auto *rows = pool_array<double>(pool, array_bytes(CaseBlocks::kRows, stride));
+    auto *products = pool_array<double>(pool, checked_product(stride, stride));
+    auto *rows = pool_array<double>(pool, checked_product(CaseBlocks::kRows, stride));
     std::fill_n(sums, stride, 0.0);
     std::fill_n(products, stride * stride, 0.0);
     std::fill_n(rows, CaseBlocks::kRows * stride, 0.0);

@@ -32,8 +32,8 @@ struct StringPool {
     static constexpr std::int32_t kIndexCapacity = 20000;
 
     std::unique_ptr<char16_t[]> text;
-    std::unique_ptr<char16_t *[]> index;
-    std::int32_t used;  // units taken, terminators included
+    std::unique_ptr<char16_t *[]> index;  // where each string begins
+    std::int32_t used;                    // units taken, terminators included
     std::int32_t count;
 };
 
@@ -57,8 +57,8 @@ struct Group {
     std::unique_ptr<std::int32_t[]> key_flags;
     std::unique_ptr<VariableEntry[]> variables;
     const char16_t *group_name;
-    const char16_t *data_label;
-    std::int32_t weight_index;  // column of the weight variable, -1 if there is none
+    const char16_t *data_label;  // takes its room among the names, and is read by nobody
+    std::int32_t weight_index;   // column of the weight variable, -1 if there is none
 
     bool definition_tried;  // DS_KeyGroupDef takes a group once, however that ends
     Group *created_before;  // the chain of all groups that exist, listed or not

@@ -139,7 +139,7 @@ void pool_release(RegionPool &pool) {
     leave_released_blocks(pool);
 }
 
-std::size_t array_bytes(std::size_t count, std::size_t element_size) {
+std::size_t checked_product(std::size_t count, std::size_t element_size) {
     // A quarter of the address space leaves room for headers and rounding.
     constexpr std::size_t kMostBytes = std::numeric_limits<std::size_t>::max() / 4;
     if (element_size != 0 && count > kMostBytes / element_size) throw std::bad_alloc();

@@ -48,13 +48,13 @@ void pool_mark(RegionPool &pool);
 // Give back everything taken since the last mark, the mark included.
 void pool_release(RegionPool &pool);
 
-// Bytes of an array; throws std::bad_alloc where they cannot be counted.
-[[nodiscard]] std::size_t array_bytes(std::size_t count, std::size_t element_size);
+// A size that is the product of two; throws std::bad_alloc where no memory could have it.
+[[nodiscard]] std::size_t checked_product(std::size_t count, std::size_t element_size);
 
 // Take an array of count elements, uninitialised.
 template <typename Element>
 [[nodiscard]] Element *pool_array(RegionPool &pool, std::size_t count) {
-    return static_cast<Element *>(pool_alloc(pool, array_bytes(count, sizeof(Element))));
+    return static_cast<Element *>(pool_alloc(pool, checked_product(count, sizeof(Element))));
 }
 
 // Releases the mark that its owner has just set, on every way out.

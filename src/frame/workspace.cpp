@@ -12,8 +12,8 @@
 
 void workspace_allocate(std::int32_t dimension) {
     const auto n = static_cast<std::size_t>(dimension);
-    auto covariance = std::make_unique_for_overwrite<double[]>(array_bytes(n, n));
-    auto swept = std::make_unique_for_overwrite<double[]>(array_bytes(n, n));
+    auto covariance = std::make_unique_for_overwrite<double[]>(checked_product(n, n));
+    auto swept = std::make_unique_for_overwrite<double[]>(checked_product(n, n));
     workspace_free();
     state.workspace_dimension = dimension;
     state.workspace_covariance = covariance.release();

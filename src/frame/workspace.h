@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-// Replace the blocks by uninitialised ones of order workspace_dimension. On std::bad_alloc the old ones stay.
+// Replace the blocks by uninitialised ones of that order. On std::bad_alloc the old ones stay.
 void workspace_allocate(std::int32_t dimension);
 
 // Make room for groups of that many variables. The contents are lost if the blocks have to grow.

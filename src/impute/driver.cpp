@@ -33,6 +33,7 @@ void conventional_prepare(std::int32_t nv, const double *covariance) {
     const PoolMarkGuard release(state.WorkPool);
     const auto order = static_cast<std::size_t>(nv);
     auto *all_variables = pool_array<std::int32_t>(state.WorkPool, order);
+    state.prepared_order = -1;  // until all of it is there
     unpack_symmetric(nv, covariance, state.workspace_covariance);
     std::copy_n(state.workspace_covariance, order * order, state.workspace_swept);
     std::iota(all_variables, all_variables + order, 0);

@@ -36,7 +36,8 @@ CaseMode choose_mode(const CaseRecord &record) {
     return state.force_level > 1 ? CaseMode::gibbs : CaseMode::conventional;
 }
 
-// The distinct patterns of a chunk of cases. A pattern belongs to the chunk if the entry at its place names it, so the
+// The distinct patterns of a chunk of cases. The places are the group's, as there is one for each of its patterns, but
+// belong to the pass at hand. A pattern belongs to the chunk if the entry at its place names it, so the
 // places never have to be cleared (the sparse set of Briggs and Torczon 1993).
 struct ChunkPatterns {
     std::uint32_t *places;   // one per pattern of the group
@@ -179,7 +180,7 @@ int impute_group(const Group &group, std::int32_t group_number, const double *me
     const std::size_t most_patterns = std::min(pattern_count, kChunkBytes / least_model_bytes(nv) + 1);
     const std::size_t largest_model = largest_model_size(group.variable_count);
     const std::size_t model_size =
-        std::min(kChunkBytes / sizeof(double), array_bytes(pattern_count, largest_model)) + largest_model;
+        std::min(kChunkBytes / sizeof(double), checked_product(pattern_count, largest_model)) + largest_model;
     const ModelRoom room = take_model_room(group.variable_count, model_size, most_patterns);
     ChunkPatterns chunk{group.pattern_places.get(), pool_array<PatternNeeds>(pool, most_patterns), 0};
     auto *models = pool_array<ConditionalModel>(pool, most_patterns);

@@ -141,18 +141,18 @@ void descend(SharedSweep &sweep, std::size_t first, std::size_t last, std::int32
 ModelRoom take_model_room(std::int32_t variable_count, std::size_t model_size, std::size_t pattern_count) {
     RegionPool &pool = state.WorkPool;
     const auto nv = static_cast<std::size_t>(variable_count);
-    const std::size_t matrix_size = array_bytes(nv, padded_length(nv));
+    const std::size_t matrix_size = checked_product(nv, padded_length(nv));
     ModelRoom room;
     // A level for each variable at which patterns can part, one for the beginning, and one for copies.
     room.level_count =
         std::clamp(kCopiesBytes / sizeof(double) / std::max(matrix_size, std::size_t{1}), std::size_t{2}, nv + 2);
-    room.matrices = pool_array<double>(pool, array_bytes(room.level_count, matrix_size));
+    room.matrices = pool_array<double>(pool, checked_product(room.level_count, matrix_size));
     room.all_variables = pool_array<std::int32_t>(pool, nv);
     std::iota(room.all_variables, room.all_variables + nv, 0);
     room.missing = pool_array<std::int32_t>(pool, nv);
     room.scratch = pool_array<double>(pool, 2 * packed_size(variable_count));
     room.storage = pool_array<double>(pool, model_size);
-    room.orders = pool_array<std::int32_t>(pool, array_bytes(pattern_count, nv));
+    room.orders = pool_array<std::int32_t>(pool, checked_product(pattern_count, nv));
     return room;
 }
 

@@ -12,7 +12,7 @@
 
 std::int32_t invert_packed_tolerant(std::int32_t n, const double *source, double *target) {
     const auto order = static_cast<std::size_t>(n);
-    auto *column = static_cast<double *>(pool_reserve(state.WorkPool, array_bytes(order, 2 * sizeof(double))));
+    auto *column = static_cast<double *>(pool_reserve(state.WorkPool, checked_product(order, 2 * sizeof(double))));
     std::int32_t count;
     return tolerant_inverse_kernel(n, source, target, column, state.tolerant_determinant, kPivotTolerance, count,
                                    column + order);
@@ -24,6 +24,6 @@ double packed_determinant() {
 
 std::int32_t invert_packed_strict(std::int32_t n, const double *source, double *target) {
     const auto order = static_cast<std::size_t>(n);
-    auto *column = static_cast<double *>(pool_reserve(state.WorkPool, array_bytes(order, sizeof(double))));
+    auto *column = static_cast<double *>(pool_reserve(state.WorkPool, checked_product(order, sizeof(double))));
     return strict_inverse_kernel(n, source, target, column, kPivotTolerance);
 }

@@ -3,8 +3,8 @@
 //
 // The sweep of chosen rows of a full matrix: what sweep_kernel does, for those rows alone.
 //
-// A row is only ever changed by the rows of later pivots, so a row that nobody reads any more, such as that of a pivot
-// already swept, needs no further update.
+// A row changes only with the rows of the pivots at their turns, and the row of a pivot is read by none of the later
+// ones. So rows that nobody asks for, those of pivots already swept above all, need no further update.
 
 #ifndef ULLAGE_MATRIX_ROW_SWEEP_KERNEL_H
 #define ULLAGE_MATRIX_ROW_SWEEP_KERNEL_H

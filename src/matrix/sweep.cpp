@@ -11,7 +11,7 @@
 #include "matrix/sweep_kernel.h"
 
 std::int32_t sweep_pivots(std::int32_t n, double *matrix, std::int32_t count, const std::int32_t *pivots) {
-    const std::size_t bytes = array_bytes(static_cast<std::size_t>(n), sizeof(double));
+    const std::size_t bytes = checked_product(static_cast<std::size_t>(n), sizeof(double));
     auto *row_copy = static_cast<double *>(pool_reserve(state.WorkPool, bytes));
     return sweep_kernel(n, matrix, count, pivots, row_copy, kPivotTolerance);
 }

@@ -22,9 +22,6 @@ inline constexpr std::size_t kVectorLength = 4;
     return (n + kVectorLength - 1) / kVectorLength * kVectorLength;
 }
 
-// Kernels are inlined into their compiled forms, so how a Vector4 would be passed does not matter.
-#pragma GCC diagnostic ignored "-Wpsabi"
-
 #define ULLAGE_KERNEL_BODY static inline __attribute__((always_inline))
 
 // Vectors may begin at any double.

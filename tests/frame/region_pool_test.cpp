@@ -109,10 +109,10 @@ TEST_F(RegionPoolTest, WhereTheHeapFailsNothingHasChanged) {
 
 TEST(ArrayBytes, RefusesWhatCannotBeCounted) {
     constexpr std::size_t most = std::numeric_limits<std::size_t>::max() / 4;
-    EXPECT_EQ(array_bytes(most / 8, 8), most / 8 * 8);
-    EXPECT_THROW((void)array_bytes(most / 8 + 1, 8), std::bad_alloc);
-    EXPECT_THROW((void)array_bytes(std::numeric_limits<std::size_t>::max(), 8), std::bad_alloc);
-    EXPECT_EQ(array_bytes(0, 8), 0u);
+    EXPECT_EQ(checked_product(most / 8, 8), most / 8 * 8);
+    EXPECT_THROW((void)checked_product(most / 8 + 1, 8), std::bad_alloc);
+    EXPECT_THROW((void)checked_product(std::numeric_limits<std::size_t>::max(), 8), std::bad_alloc);
+    EXPECT_EQ(checked_product(0, 8), 0u);
 }
 
 #ifndef ULLAGE_POOL_BLOCK_PER_ALLOCATION

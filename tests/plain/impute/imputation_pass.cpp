@@ -93,7 +93,7 @@ int impute_case(const Group &group, const double *means, const double *covarianc
         deviation[o] = state.current_values[o] - means[o];
     }
 
-    auto *swept = pool_array<double>(pool, array_bytes(nv, nv));
+    auto *swept = pool_array<double>(pool, checked_product(nv, nv));
     std::copy_n(covariance, nv * nv, swept);
     (void)sweep_pivots(group.variable_count, swept, static_cast<std::int32_t>(m), order);
     for (std::size_t t = 0; t < n; ++t) {
@@ -104,7 +104,7 @@ int impute_case(const Group &group, const double *means, const double *covarianc
         deviation[u] = sum;
     }
 
-    auto *coefficients = pool_array<double>(pool, array_bytes(n, n));
+    auto *coefficients = pool_array<double>(pool, checked_product(n, n));
     auto *chain_sd = pool_array<double>(pool, n);
     const ConditionalModel model{static_cast<std::int32_t>(n), unobserved, pool_array<double>(pool, n),
                                  pool_array<double>(pool, packed_size(static_cast<std::int32_t>(n)))};
