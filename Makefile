@@ -17,16 +17,11 @@ test:
 	cmake --build --preset asan-ubsan --parallel $(jobs)
 	ctest --preset asan-ubsan --parallel $(jobs)
 
-# The airquality measurements: the example host against an installed copy of the library, then the program.
+# The program on the airquality measurements, with missing and with censored cells.
 demo:
-	$(install) examples host
+	$(install) host
 	cmake --preset demo
 	cmake --build --preset demo --parallel $(jobs)
-	cmake --install build/demo --component engine --prefix build/demo/installed
-	cmake -S examples -B build/demo/examples -G Ninja -D CMAKE_BUILD_TYPE=Release \
-	      -D CMAKE_PREFIX_PATH=$(CURDIR)/build/demo/installed
-	cmake --build build/demo/examples --parallel $(jobs)
-	cd build/demo && examples/airquality $(CURDIR)/examples/airquality.csv
 	tools/demo.sh build/demo/cli/ullage build/demo/results
 
 # The engine beside the plain road: a table of medians and ratios, and build/bench/bench.csv.
