@@ -16,6 +16,7 @@
 #include "talk.h"
 #include "ullage/host/bounded_cells.h"
 #include "ullage/host/error.h"
+#include "ullage/host/stat_file.h"
 #include "ullage/host/table.h"
 #include "ullage/host/write_table.h"
 
@@ -171,7 +172,7 @@ nlohmann::ordered_json as_json(const std::vector<host::Problem> &problems) {
 }  // namespace
 
 int run_check(const Options &options) {
-    std::string bytes = host::read_file(options.input);
+    std::string bytes = host::read_input(options.input);
     const std::string source = options.input == "-" ? "standard input" : options.input;
     host::Notices notices;
     std::optional<host::Table> table;

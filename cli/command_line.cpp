@@ -218,7 +218,8 @@ void add_list(CLI::App *command, const std::string &name, std::vector<std::strin
 }
 
 void add_table_options(CLI::App *command, Options &options, Words &words) {
-    command->add_option("FILE", options.input, "table to read, as CSV; - reads standard input")
+    command
+        ->add_option("FILE", options.input, "table to read: CSV, or .sav .dta .xpt .sas7bdat; - reads standard input")
         ->required()
         ->type_name("")
         ->configurable(false);
@@ -272,10 +273,14 @@ void add_impute_options(CLI::App *command, Options &options) {
         ->required()
         ->type_name("DIR")
         ->group("Results");
-    const std::map<std::string, Format> formats = {{"long", Format::long_table}, {"files", Format::files}};
-    command->add_option("--format", impute.format, "long: one file with .imp and .id; files: one per imputation")
+    const std::map<std::string, Format> formats = {
+        {"long", Format::long_table}, {"files", Format::files}, {"dta", Format::dta}, {"sav", Format::sav}};
+    command
+        ->add_option("--format", impute.format,
+                     "long: one file with .imp and .id; files: one per imputation; dta, sav: long, and for Stata or "
+                     "SPSS besides")
         ->transform(CLI::CheckedTransformer(formats).description(""))
-        ->type_name("long|files")
+        ->type_name("long|files|dta|sav")
         ->group("Results");
     command->add_flag("--json", options.json, "print the run record to standard output")->group("Results");
     command->add_flag("!--no-report", impute.report, "do not write report.html")->group("Results");
@@ -297,6 +302,11 @@ void add_impute_options(CLI::App *command, Options &options) {
     command->add_option("--prior", impute.prior, "jeffreys, ridge=CASES, or a file with a full prior")
         ->type_name("PRIOR")
         ->capture_default_str()
+        ->group(group);
+
+    command
+        ->add_flag("--overimpute", impute.overimpute,
+                   "hide observed cells in turn, impute them too, and say how often the intervals cover them")
         ->group(group);
 
     add_quiet(command, options);

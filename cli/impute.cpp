@@ -16,9 +16,12 @@
 #include "options.h"
 #include "progress_bar.h"
 #include "talk.h"
+#include "text_table.h"
 #include "ullage/host/error.h"
+#include "ullage/host/overimpute.h"
 #include "ullage/host/report.h"
 #include "ullage/host/run_record.h"
+#include "ullage/host/stat_file.h"
 #include "ullage/host/write_table.h"
 
 namespace ullage::cli {
@@ -104,12 +107,49 @@ void say_convergence(const Options &options, const std::vector<host::ParameterCo
     say(options, notices);
 }
 
+void write_stat(OutputFile &file, Format format, const Input &input, const host::Imputations &result) {
+    host::write_stat_file(file, format == Format::dta ? host::StatFormat::dta : host::StatFormat::sav, input.table,
+                          input.hidden, result.values);
+    file.commit();
+}
+
+void run_overimpute(const Options &options, const Input &input, const host::PriorChoice &prior,
+                    const host::ImputeSettings &settings, OutputFile &file) {
+    std::vector<host::OverimputedColumn> columns;
+    {
+        ProgressBar bar(options);
+        columns = host::overimpute(input.table, prior, settings,
+                                   [&](const host::ImputeProgress &progress) { bar.show(progress); });
+    }
+    TextTable table = {{"column", "cells", "in_50", "in_90"}};
+    for (const host::OverimputedColumn &column : columns) {
+        table.push_back(
+            {column.name, std::to_string(column.cells), std::to_string(column.in_50), std::to_string(column.in_90)});
+    }
+    file.write(as_csv(table));
+    file.commit();
+    table[0] = {"over-imputation", "cells", "in 50% interval", "in 90% interval"};
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        const auto percent = [&](std::size_t count) {
+            return fmt::format("{:.0f}%", 100.0 * static_cast<double>(count) / static_cast<double>(columns[i].cells));
+        };
+        table[i + 1][2] = percent(columns[i].in_50);
+        table[i + 1][3] = percent(columns[i].in_90);
+    }
+    std::string text = in_columns(table, 1);
+    text.pop_back();
+    say(options, text);
+}
+
 }  // namespace
 
 int run_impute(const Options &options) {
     const bool to_stdout = options.impute.output == "-";
     if (to_stdout && options.impute.format != Format::long_table) {
-        throw Error(Fault::usage, "only the long format can be written to standard output: leave out --format files");
+        throw Error(Fault::usage, "only the long format can be written to standard output: leave out --format");
+    }
+    if (to_stdout && options.impute.overimpute) {
+        throw Error(Fault::usage, "--overimpute needs a directory for its result: leave out -o -");
     }
     if (to_stdout && options.json) {
         throw Error(Fault::usage, "standard output takes either the tables (-o -) or the run record (--json)");
@@ -132,9 +172,14 @@ int run_impute(const Options &options) {
         record.emplace(directory->file("run.json"));
         if (options.impute.report) report.emplace(directory->file("report.html"));
     }
-    if (options.impute.format == Format::long_table) {
+    if (options.impute.format != Format::files) {
         tables.emplace(to_stdout ? "-" : directory->file("imputations.csv"));
     }
+    std::optional<OutputFile> stat_tables;
+    if (options.impute.format == Format::dta) stat_tables.emplace(directory->file("imputations.dta"));
+    if (options.impute.format == Format::sav) stat_tables.emplace(directory->file("imputations.sav"));
+    std::optional<OutputFile> overimputation;
+    if (options.impute.overimpute) overimputation.emplace(directory->file("overimputation.csv"));
 
     say(options, fmt::format("seed {}", settings.seed));
     if (input.hidden.cells.empty())
@@ -157,6 +202,7 @@ int run_impute(const Options &options) {
     } else {
         write_files(*directory, input, result);
     }
+    if (stat_tables) write_stat(*stat_tables, options.impute.format, input, result);
     if (!to_stdout) {
         const std::string text = host::run_record(model, facts, convergence, warnings);
         host::write_parameters(*parameters, model, result);
@@ -180,6 +226,7 @@ int run_impute(const Options &options) {
                              settings.chains, settings.total(), facts.seconds,
                              to_stdout ? "" : fmt::format("; results in {}", options.impute.output)));
     say_convergence(options, convergence, warnings);
+    if (overimputation) run_overimpute(options, input, prior, settings, *overimputation);
     return 0;
 }
 

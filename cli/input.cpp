@@ -6,18 +6,19 @@
 
 #include "talk.h"
 #include "ullage/host/error.h"
+#include "ullage/host/stat_file.h"
 
 namespace ullage::cli {
 
 Input load_input(const Options &options) {
     Input input;
-    std::string bytes = host::read_file(options.input);
+    std::string bytes = host::read_input(options.input);
     const std::string source = options.input == "-" ? "standard input" : options.input;
     input.table = host::read_table(source, std::move(bytes), options.read, input.notices);
     host::apply_rules(input.table, options.rules, input.notices);
     say(options, input.notices);
     for (const std::string &name : input.table.file.names) {
-        if (options.impute.format != Format::long_table || (name != ".imp" && name != ".id")) continue;
+        if (options.impute.format == Format::files || (name != ".imp" && name != ".id")) continue;
         throw host::Error(host::Fault::data, source + ": the long format adds a column " + name +
                                                  ", and there is one already; rename it, or use --format files");
     }

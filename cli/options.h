@@ -18,8 +18,9 @@ namespace ullage::cli {
 
 enum class Progress { automatic, none, json };
 
-/** long: one file with .imp and .id; files: one file per imputation. */
-enum class Format { long_table, files };
+/** long: one file with .imp and .id; files: one file per imputation; dta, sav: that of Stata or SPSS beside the long
+ * one. */
+enum class Format { long_table, files, dta, sav };
 
 /** Options of "ullage impute" alone. */
 struct ImputeOptions {
@@ -32,7 +33,8 @@ struct ImputeOptions {
     int jobs = 0;                       ///< worker processes; 0 for one per processor
     std::string prior = "jeffreys";     ///< jeffreys, ridge=CASES, or the path of a file
     Format format = Format::long_table;
-    bool report = true;  ///< write report.html
+    bool overimpute = false;  ///< hide observed cells in turn, impute them, and compare
+    bool report = true;       ///< write report.html
 };
 
 /** Options of "ullage pool" alone. */

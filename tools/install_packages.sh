@@ -9,7 +9,7 @@ packages() {
     case $1 in
         engine) echo cmake ninja-build g++ ;;
         host) packages engine; echo libboost-dev libcli11-dev libcsv-dev libeigen3-dev libfmt-dev librandom123-dev \
-                                    libssl-dev libutfcpp-dev nlohmann-json3-dev ;;
+                                    libreadstat-dev libssl-dev libutfcpp-dev nlohmann-json3-dev ;;
         examples) packages engine; echo pkgconf libboost-dev libeigen3-dev librandom123-dev liblapacke-dev libblas-dev ;;
         test) packages host; packages examples; echo binutils clang-format libgtest-dev python3 ;;
         bench) packages host; echo libbenchmark-dev python3 ;;

@@ -183,8 +183,9 @@ LinearFit fit_least_squares(std::span<const double> design, std::span<const doub
     Eigen::MatrixXd x = Eigen::Map<const RowMajor>(design.data(), cases, size);
     const Eigen::Map<const Eigen::VectorXd> y(response.data(), cases);
     // Columns of length 1, so that the pivots can be compared with one limit whatever the units.
-    Eigen::VectorXd length = x.colwise().norm();
+    Eigen::VectorXd length(size);
     for (Eigen::Index j = 0; j < size; ++j) {
+        length[j] = x.col(j).stableNorm();
         if (!(length[j] > 0.0)) {
             throw Error(Fault::data, fmt::format("{} is 0 in all rows", quote(names[static_cast<std::size_t>(j)])));
         }

@@ -23,6 +23,7 @@ enum class StreamPurpose : std::uint32_t {
     start = 1,       ///< the parameters that a chain starts from
     cells = 2,       ///< the hidden cells of a block of rows
     parameters = 3,  ///< the parameters of a level
+    overimpute = 4,  ///< the observed cells of a column that are hidden
 };
 
 /** The name of a stream. Streams of different names are independent. */
