@@ -1,0 +1,191 @@
+# SPDX-FileCopyrightText: 2026 The Ullage authors
+# SPDX-License-Identifier: Apache-2.0
+# "ullage diagnose" and "ullage pool" as their users run them: results that are whole, broken, or not of one run.
+
+import csv
+import io
+import json
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PROGRAM = sys.argv.pop(1)
+
+TABLE = "site;lead;zinc;depth, m;lab\n" + "".join(
+    f"{'north' if i % 2 else 'south'};{'<2' if i % 5 == 0 else 2 + (i * 37 % 41) / 7};"
+    f"{'' if i % 7 == 3 else (i * 29 % 31) / 3 + i / 9};{i * 17 % 23};L{i % 3}\n"
+    for i in range(60)
+)
+SHORT = ("-m", "4", "--chains", "2", "--burn-in", "10", "--thin", "10", "--seed", "3", "--quiet")
+
+
+def run(*words, cwd=None, stdin=None):
+    done = subprocess.run([PROGRAM, *words], capture_output=True, text=True, cwd=cwd, input=stdin, timeout=120)
+    return done.returncode, done.stdout, done.stderr
+
+
+class ResultsTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(cls.folder.cleanup)
+        cls.path = pathlib.Path(cls.folder.name)
+        (cls.path / "table.csv").write_text(TABLE)
+        for name, *options in (("plain",), ("by", "--by", "site"), ("files", "--format", "files")):
+            code, _, err = run("impute", "table.csv", "-o", name, "--log", "lead", *options, *SHORT, cwd=cls.path)
+            assert code == 0, err
+
+    def json_of(self, *words):
+        code, out, err = run(*words, "--json", cwd=self.path)
+        self.assertEqual(code, 0, err)
+        return json.loads(out)
+
+    def test_pooled_mean_is_that_of_the_tables(self):
+        with open(self.path / "plain" / "imputations.csv") as file:
+            rows = list(csv.DictReader(file, delimiter=";"))
+        means = [sum(float(row["zinc"]) for row in rows if row[".imp"] == str(k)) / 60 for k in range(1, 5)]
+        pooled = {row["name"]: row for row in self.json_of("pool", "plain")["quantities"]}
+        self.assertEqual(list(pooled), ["mean(lead)", "mean(zinc)", "mean(depth, m)"])
+        self.assertAlmostEqual(pooled["mean(zinc)"]["estimate"], sum(means) / 4, places=12)
+        self.assertEqual(pooled["mean(depth, m)"]["fmi"], 0)
+
+    def test_one_file_or_several_give_the_same(self):
+        words = ("--means", "--correlations", "--quantiles", "0.1,0.5", "--lm", "log(lead) ~ zinc + `depth, m`")
+        self.assertEqual(self.json_of("pool", "plain", *words), self.json_of("pool", "files", *words))
+        self.assertEqual(self.json_of("diagnose", "plain"), self.json_of("diagnose", "files"))
+
+    def test_levels_and_forms_of_output(self):
+        words = ("pool", "by", "--lm", "lead ~ zinc", "--correlations")
+        answer = self.json_of(*words)
+        self.assertEqual([r["level"] for r in answer["regressions"]], ["south", "north"])
+        self.assertEqual([r["rows"] for r in answer["regressions"]], [30, 30])
+        code, out, _ = run(*words, "--csv", cwd=self.path)
+        table = list(csv.DictReader(io.StringIO(out)))
+        everything = answer["quantities"] + [c for r in answer["regressions"] for c in r["coefficients"]]
+        self.assertEqual([(row["level"], row["term"], float(row["estimate"])) for row in table],
+                         [(row["level"], row["name"], row["estimate"]) for row in everything])
+        code, out, _ = run(*words, "--test", "(Intercept),zinc", cwd=self.path)
+        self.assertEqual(code, 0)
+        self.assertIn("Wald test (D1) of (Intercept), zinc: F(2, ", out)
+        self.assertIn("cor(zinc,depth, m)", out)
+
+    def test_diagnose_is_sorted_and_strict(self):
+        answer = self.json_of("diagnose", "by")
+        self.assertEqual(len(answer["parameters"]), 2 * (3 + 3 + 3))
+        rhats = [p["rhat"] for p in answer["parameters"] if p["bad"]]
+        self.assertEqual(rhats, sorted(rhats, reverse=True))
+        self.assertEqual([w["level"] for w in answer["worst_combinations"]], ["south", "north"])
+        # 20 draws per chain cannot be enough, and the sizes say so.
+        self.assertTrue(answer["bad"])
+        self.assertEqual(run("diagnose", "by", cwd=self.path)[0], 0)
+        code, out, err = run("diagnose", "by", "--strict", cwd=self.path)
+        self.assertEqual(code, 1, err)
+        self.assertIn("worst linear combination of the means in level south: FMI ", out)
+        self.assertIn("ullage: warning: ", err)
+
+    def test_estimates_from_elsewhere(self):
+        table = "estimate,std.error\n10,1\n11,1\n9,1\n10.5,1\n9.5,1\n"
+        code, out, err = run("pool", "--estimates", "-", "--df", "30", "--json", stdin=table)
+        self.assertEqual(code, 0, err)
+        row = json.loads(out)["quantities"][0]
+        self.assertEqual((row["estimate"], row["between"], row["total"]), (10, 0.625, 1.75))
+        old, observed = 4 * (7 / 3) ** 2, 31 / 33 * 30 * 4 / 7
+        self.assertAlmostEqual(row["df"], old * observed / (old + observed), places=12)
+
+    def test_statistics_files_go_round(self):
+        first = None
+        for form in ("sav", "dta"):
+            code, _, err = run("impute", "table.csv", "-o", form, "--format", form, *SHORT, cwd=self.path)
+            self.assertEqual(code, 0, err)
+            again = (self.path / form / f"imputations.{form}").read_bytes()
+            code, _, err = run("impute", "table.csv", "-o", form, "--format", form, *SHORT, cwd=self.path)
+            self.assertEqual(again, (self.path / form / f"imputations.{form}").read_bytes(), "the clock is in the file")
+            # What was written is a table again: 60 original rows with hidden cells, 240 completed ones.
+            code, out, err = run("check", f"{form}/imputations.{form}", "--json", cwd=self.path)
+            answer = json.loads(out)
+            self.assertEqual((code, answer["rows"], answer["carried"]), (0, 300, ["site", "lab"]), err)
+            counts = {c["name"]: (c["observed"], c["missing"]) for c in answer["columns"]}
+            self.assertEqual(counts["lead"], (288, 12))
+            self.assertEqual(counts["zinc"], (291, 9))
+            self.assertIn("depth__m", counts)
+            csv_bytes = (self.path / form / "imputations.csv").read_bytes()
+            first = first or csv_bytes
+            self.assertEqual(csv_bytes, first, "the format decides nothing else")
+        (self.path / "broken.sav").write_bytes((self.path / "sav" / "imputations.sav").read_bytes()[:700])
+        self.assertEqual(run("check", "broken.sav", cwd=self.path)[0], 65)
+        self.assertEqual(run("check", "nowhere.dta", cwd=self.path)[0], 66)
+        self.assertEqual(run("check", "-", stdin="x\n1\n")[0], 0)
+
+    def test_overimputation_counts_the_cells_that_it_hid(self):
+        code, out, err = run("impute", "table.csv", "-o", "over", "--overimpute", *SHORT[:-1], cwd=self.path)
+        self.assertEqual(code, 0, err)
+        with open(self.path / "over" / "overimputation.csv") as file:
+            rows = {row["column"]: row for row in csv.DictReader(file)}
+        # A tenth of the observed cells in each of five runs: 48, 52 and 60 are observed.
+        self.assertEqual({name: int(row["cells"]) for name, row in rows.items()},
+                         {"lead": 20, "zinc": 25, "depth, m": 30})
+        for name, row in rows.items():
+            self.assertLessEqual(int(row["in_50"]), int(row["in_90"]), name)
+            # Some 75 cells of a model that fits them badly on purpose; below half the nominal share counting is wrong.
+            self.assertGreater(int(row["in_90"]), 0.45 * int(row["cells"]), name)
+        self.assertIn("in 90% interval", err)
+        self.assertEqual(run("impute", "table.csv", "-o", "-", "--overimpute", cwd=self.path)[0], 64)
+
+    def test_wrong_options(self):
+        for words, code in (((), 64), (("plain", "--estimates", "x.csv"), 64), (("plain", "--test", "zinc"), 64),
+                            (("plain", "--json", "--csv"), 64), (("plain", "--quantiles", "0.5,2"), 64),
+                            (("plain", "--quantiles", "half"), 64), (("plain", "--confidence", "95"), 64),
+                            (("plain", "--lm", "lead ~ lab"), 64), (("plain", "--lm", "lead ~ (zinc"), 64),
+                            (("nowhere",), 66), (("--estimates", "nowhere.csv"), 66)):
+            self.assertEqual(run("pool", *words, cwd=self.path)[0], code, words)
+        self.assertEqual(run("diagnose", cwd=self.path)[0], 64)
+
+    def test_broken_results(self):
+        def change(name, old, new):
+            def act(folder):
+                text = (folder / name).read_text()
+                self.assertIn(old, text)
+                (folder / name).write_text(text.replace(old, new, 1))
+            return act
+
+        def cut(name):
+            def act(folder):
+                lines = (folder / name).read_text().splitlines(keepends=True)
+                (folder / name).write_text("".join(lines[:-1]))
+            return act
+
+        cases = (
+            (lambda folder: (folder / "run.json").unlink(), 66, "run.json: No such file"),
+            (lambda folder: (folder / "parameters.csv").unlink(), 66, "parameters.csv: No such file"),
+            (lambda folder: (folder / "imputations.csv").unlink(), 66, "imputations.csv: No such file"),
+            (lambda folder: (folder / "run.json").write_text("{"), 65, "no JSON"),
+            (lambda folder: (folder / "run.json").write_text("[1]"), 65, "version is missing"),
+            (change("run.json", '"thin": 10', '"thin": "10"'), 65, "settings.thin"),
+            (change("run.json", '"thin": 10', '"thin": 11'), 65, "parameters.csv: 80 rows"),
+            (change("run.json", '"transformation": "log"', '"transformation": "exp"'), 65, "columns[0].transformation"),
+            (change("run.json", '"transformation": "log"', '"transformation": "sqrt"'), 65, "sqrt(lead)"),
+            (change("run.json", '"name": "zinc"', '"name": "tin"'), 65, "tin"),
+            (change("run.json", '"name": "south"', '"name": "west"'), 65, "west"),
+            (change("parameters.csv", "1,1,south", "1,2,south"), 65, "line 2: expected chain 1, iteration 1"),
+            (cut("parameters.csv"), 65, "not the 80"),
+            (cut("imputations.csv"), 65, "not the 300"),
+            (change("imputations.csv", ".imp;.id", ".imp;.key"), 65, ".imp and .id"),
+            (change("imputations.csv", ";1;1\n", ";2;1\n"), 65, "column .imp: expected 1"),
+            (change("imputations.csv", ";1;1\n", ";1;9\n"), 65, "column .id"),
+            (change("imputations.csv", "south;NA;", "south;3;"), 65, "observed cell"),
+            (change("imputations.csv", "south;NA;", "south;<3;"), 65, "is no number"),
+        )
+        for number, (act, code, text) in enumerate(cases):
+            folder = self.path / f"broken{number}"
+            shutil.copytree(self.path / "by", folder)
+            act(folder)
+            got, out, err = run("diagnose", folder.name, cwd=self.path)
+            self.assertEqual((got, out), (code, ""), f"{number}: {err}")
+            self.assertIn(text, err)
+
+
+if __name__ == "__main__":
+    unittest.main()
