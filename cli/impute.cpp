@@ -128,6 +128,10 @@ void run_overimpute(const Options &options, const Input &input, const host::Prio
     }
     file.write(as_csv(table));
     file.commit();
+    if (columns.empty()) {
+        say(options, "note: no column has 10 observed cells, so none was hidden for over-imputation");
+        return;
+    }
     table[0] = {"over-imputation", "cells", "in 50% interval", "in 90% interval"};
     for (std::size_t i = 0; i < columns.size(); ++i) {
         const auto percent = [&](std::size_t count) {

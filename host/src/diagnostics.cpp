@@ -173,7 +173,8 @@ void add_warnings(const RunRecord &record, Diagnosis &diagnosis) {
         diagnosis.warnings.push_back(fmt::format(
             "the ends of the distributions are poorly known: the effective sample size of the tails is below {:.0f}, "
             "least {:.0f} for {}; raise --thin",
-            kLeastEssPerChain * record.chains, poorest->convergence.ess_tail, poorest->name));
+            kLeastEssPerChain * record.chains, poorest->convergence.ess_tail,
+            poorest->level.empty() ? poorest->name : fmt::format("{} in level \"{}\"", poorest->name, poorest->level)));
     }
     if (diagnosis.imputations < diagnosis.needed) {
         diagnosis.warnings.push_back(fmt::format(

@@ -395,6 +395,9 @@ std::vector<PooledRow> pool_moments(const CompletedTables &tables, const PoolReq
         throw Error(Fault::usage,
                     fmt::format("a quantile is given by a probability between 0 and 1, not by {}", probability));
     }
+    if ((request.covariances || request.correlations) && tables.model.size() < 2) {
+        throw Error(Fault::usage, "covariances and correlations are of two columns, and the model has only one");
+    }
     std::vector<PooledRow> rows;
     for (std::size_t level = 0; level < tables.levels.size(); ++level) {
         const LevelPooler pooler(tables, level, confidence);

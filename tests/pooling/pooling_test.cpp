@@ -165,6 +165,8 @@ TEST(PoolMoments, ErrorsSayWhere) {
     tables = small_tables();
     tables.columns[0].original.assign(8, 1.0);
     EXPECT_NE(message_of(tables, {false, false, false, true, {}}).find("constant"), std::string::npos);
+    tables.model = {1};
+    EXPECT_NE(message_of(tables, {false, false, true, false, {}}).find("only one"), std::string::npos);
     tables.imputations = 1;
     EXPECT_NE(message_of(tables, {true, false, false, false, {}}).find("at least 2"), std::string::npos);
 }

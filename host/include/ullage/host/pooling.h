@@ -94,8 +94,9 @@ struct PoolRequest {
  * A correlation is pooled as z; estimate and interval are taken back to r, and the standard error is (1 - r^2) times
  * that of z. Everything else of its row is of z.
  *
- * @throws Error  usage if there are fewer than 2 imputations or a probability is out of range; data if a level has too
- *                few rows (2; 4 for correlations) or a column does not vary where it must
+ * @throws Error  usage if there are fewer than 2 imputations, a probability is out of range, or pairs are asked for
+ * where there is only one column; data if a level has too few rows (2; 4 for correlations) or a column does not vary
+ * where it must
  */
 [[nodiscard]] std::vector<PooledRow> pool_moments(const CompletedTables &tables, const PoolRequest &request,
                                                   double confidence = kConfidence);
