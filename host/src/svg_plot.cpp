@@ -34,7 +34,7 @@ double text_width(std::string_view text) {
     for (auto next = valid.begin(); next != valid.end();) {
         const auto code = utf8::unchecked::next(next);
         if (code >= 0x300 && code < 0x370) continue;
-        width += (code >= 0x1100 ? 1.05 : 0.57) * kTextSize;
+        width += (code >= 0x1100 ? 1.05 : 0.6) * kTextSize;
     }
     return width;
 }
@@ -230,7 +230,7 @@ std::string draw_plot(const Plot &plot) {
     double left = has_rows ? widest(plot.y.categories) + 2.0 * kTickGap : 8.0;
     for (const Tick &tick : y_ticks) left = std::max(left, text_width(tick.label) + 2.0 * kTickGap);
     // A slanted name over the last column, or the last number below, hangs over.
-    const double right = plot.width - (has_columns ? widest(plot.x.categories) * std::cos(slant) + 4.0 : 14.0);
+    const double right = plot.width - (has_columns ? widest(plot.x.categories) * std::cos(slant) + 10.0 : 14.0);
     const Ruler x(plot.x, left, right);
     const Ruler y(plot.y, has_rows ? top : bottom, has_rows ? bottom : top);
 
