@@ -55,7 +55,11 @@ int draw_by_chain(const Group &group, const ConditionalModel &model, double *coe
                   double *chain_state) {
     const auto n = static_cast<std::size_t>(model.n);
     auto *start_sd = pool_array<double>(state.WorkPool, n);
-    if (gibbs_prepare(model.n, model.conditional_covariance, coefficients, chain_sd) != 0) return 1;
+    auto *inverse = pool_array<double>(state.WorkPool, packed_size(model.n));
+    if (gibbs_prepare(model.n, model.conditional_covariance, inverse, coefficients, chain_sd) != 0) {
+        log_printf(state.ErrorLog, u"Couldn't invert covariance matrix in gibbs_prepare().\n");
+        return 1;
+    }
     for (std::int32_t t = 0; t < model.n; ++t) {
         const double d = model.conditional_covariance[packed_diagonal(t)];
         if (d < 0.0) log_printf(state.TraceLog, u"less than zero\n");

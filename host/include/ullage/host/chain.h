@@ -61,7 +61,7 @@ struct ModelTable {
 [[nodiscard]] ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const PriorChoice &prior);
 
 /**
- * One chain of data augmentation (Tanner, Wong 1987) in an engine session of its own.
+ * One chain of data augmentation (Tanner, Wong 1987), with its own engine session.
  *
  * An iteration draws the hidden cells given the parameters, then the parameters of every level given the completed
  * rows. The chain starts from parameters of its own, more widely spread than the posterior distribution. All that it

@@ -33,7 +33,7 @@ private:
 };
 
 /**
- * An open session of the engine, with rank order allowed.
+ * An open engine session, with rank order allowed.
  *
  * The engine is one state per process, so there can be one object at a time. The engine's logs leave no file behind.
  * std::bad_alloc passes through every function.
