@@ -4,6 +4,8 @@
 
 #include "command_line.h"
 
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
@@ -211,6 +213,24 @@ void take_words(const Words &words, Options &options) {
     options.pool.tested = split(words.tested);
 }
 
+/** A check that refuses all but whole numbers that T can hold. What passes is written anew, as CLI11 would take 010 for
+ * octal. */
+template <typename T>
+CLI::Validator whole_number(T least) {
+    return {[least](std::string &text) {
+                T value{};
+                const char *end = text.data() + text.size();
+                const auto [stop, error] = std::from_chars(text.data(), end, value);
+                if (error != std::errc() || stop != end || value < least) {
+                    return fmt::format("\"{}\" is no whole number from {} to {}", text, least,
+                                       std::numeric_limits<T>::max());
+                }
+                text = std::to_string(value);
+                return std::string();
+            },
+            ""};
+}
+
 /** An option that may be given several times, one value each time. */
 void add_list(CLI::App *command, const std::string &name, std::vector<std::string> &target, const std::string &value,
               const std::string &text, const char *group) {
@@ -266,8 +286,8 @@ void add_quiet(CLI::App *command, Options &options) {
 
 void add_impute_options(CLI::App *command, Options &options) {
     ImputeOptions &impute = options.impute;
-    const CLI::Validator from_zero = CLI::Range(0, std::numeric_limits<int>::max()).description("");
-    const CLI::Validator from_one = CLI::Range(1, std::numeric_limits<int>::max()).description("");
+    const CLI::Validator from_zero = whole_number(0);
+    const CLI::Validator from_one = whole_number(1);
     command
         ->add_option("-o,--output", impute.output, "directory for the results; - writes the tables to standard output")
         ->required()
@@ -288,11 +308,12 @@ void add_impute_options(CLI::App *command, Options &options) {
     const char *group = "Imputation";
     const auto add_count = [&](const std::string &name, int &target, const std::string &text,
                                const CLI::Validator &range) {
-        CLI::Option *option = command->add_option(name, target, text)->check(range)->type_name("N")->group(group);
+        CLI::Option *option = command->add_option(name, target, text)->transform(range)->type_name("N")->group(group);
         if (target > 0) option->capture_default_str();
     };
     add_count("-m,--imputations", impute.imputations, "completed tables", from_one);
     command->add_option("--seed", impute.seed, "of the random numbers (default: chosen, printed and recorded)")
+        ->transform(whole_number<std::uint64_t>(0))
         ->type_name("N")
         ->group(group);
     add_count("--burn-in", impute.burn_in, "iterations of each chain before its first imputation", from_zero);
@@ -423,7 +444,6 @@ CommandLine parse_command_line(int argc, char **argv) {
         throw Error(Fault::usage, std::string(error.what()) + "\nullage --help and ullage COMMAND --help tell more");
     }
     take_words(words, result.options);
-    result.options.command.assign(argv, argv + argc);
     result.options.command.assign(argv, argv + argc);
     result.run = check->parsed()      ? run_check
                  : impute->parsed()   ? run_impute
