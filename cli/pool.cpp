@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "options.h"
+#include "talk.h"
 #include "text_table.h"
 #include "ullage/host/error.h"
 #include "ullage/host/pooling.h"
@@ -29,6 +30,7 @@ struct Answer {
     int imputations = 0;  // 0 if the estimates come from elsewhere
     std::vector<PooledRow> quantities;
     std::vector<host::PooledRegression> regressions;
+    std::vector<std::string> warnings;  // those of the run about convergence
 };
 
 std::string short_p(double p) {
@@ -137,6 +139,7 @@ nlohmann::ordered_json as_json(const Answer &answer, const Options &options) {
                                        {"coefficients", as_json(regression.coefficients)},
                                        {"tests", std::move(tests)}});
     }
+    json["warnings"] = answer.warnings;
     return json;
 }
 
@@ -156,6 +159,7 @@ Answer pool_directory(const Options &options) {
     const host::CompletedTables tables = host::read_completed_tables(options.input, record);
     Answer answer;
     answer.imputations = record.imputations;
+    answer.warnings = record.warnings;
     answer.quantities = host::pool_moments(tables, request, pool.confidence);
     if (formula) answer.regressions = host::pool_regression(tables, *formula, pool.tested, pool.confidence);
     return answer;
@@ -183,6 +187,9 @@ int run_pool(const Options &options) {
               : pool.csv   ? as_csv(answer)
                            : in_words(answer, options));
     out.commit();
+    host::Notices notices;
+    for (const std::string &warning : answer.warnings) notices.push_back({true, warning});
+    say(options, notices);
     return 0;
 }
 

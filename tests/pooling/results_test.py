@@ -86,6 +86,13 @@ class ResultsTest(unittest.TestCase):
         self.assertIn("worst linear combination of the means in level south: FMI ", out)
         self.assertIn("ullage: warning: ", err)
 
+    def test_pool_repeats_the_warnings_of_the_run(self):
+        warnings = json.loads((self.path / "plain" / "run.json").read_text())["warnings"]
+        self.assertTrue(warnings)  # 20 draws per chain cannot be enough
+        code, _, err = run("pool", "plain", "--quiet", cwd=self.path)
+        self.assertEqual((code, err), (0, "".join(f"ullage: warning: {warning}\n" for warning in warnings)))
+        self.assertEqual(self.json_of("pool", "plain")["warnings"], warnings)
+
     def test_estimates_from_elsewhere(self):
         table = "estimate,std.error\n10,1\n11,1\n9,1\n10.5,1\n9.5,1\n"
         code, out, err = run("pool", "--estimates", "-", "--df", "30", "--json", stdin=table)
