@@ -5,13 +5,16 @@
 #include "command_line.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <iostream>
 #include <limits>
+#include <map>
 
 #include "ullage/host/error.h"
 
@@ -211,6 +214,14 @@ void take_words(const Words &words, Options &options) {
         options.pool.request.quantiles.push_back(number_of("--quantiles", word));
     }
     options.pool.tested = split(words.tested);
+    const std::string &prior = options.impute.prior;
+    std::error_code ignored;
+    if (prior != "jeffreys" && prior != "-" && !prior.starts_with("ridge") &&
+        !std::filesystem::exists(prior, ignored)) {
+        throw Error(
+            Fault::no_input,
+            fmt::format("--prior: \"{}\" is neither jeffreys nor ridge=CASES, and there is no such file", prior));
+    }
 }
 
 /** A check that refuses all but whole numbers that T can hold. What passes is written anew, as CLI11 would take 010 for
@@ -226,6 +237,22 @@ CLI::Validator whole_number(T least) {
                                        std::numeric_limits<T>::max());
                 }
                 text = std::to_string(value);
+                return std::string();
+            },
+            ""};
+}
+
+/** A check that takes a word for the number of what it stands for. */
+template <typename T>
+CLI::Validator word_of(const std::map<std::string, T> &meanings) {
+    return {[meanings](std::string &word) {
+                const auto found = meanings.find(word);
+                if (found == meanings.end()) {
+                    std::vector<std::string> words;
+                    for (const auto &[known, meaning] : meanings) words.push_back(known);
+                    return fmt::format("\"{}\" is none of {}", word, fmt::join(words, ", "));
+                }
+                word = std::to_string(static_cast<int>(found->second));
                 return std::string();
             },
             ""};
@@ -299,11 +326,15 @@ void add_impute_options(CLI::App *command, Options &options) {
         ->add_option("--format", impute.format,
                      "long: one file with .imp and .id; files: one per imputation; dta, sav: long, and for Stata or "
                      "SPSS besides")
-        ->transform(CLI::CheckedTransformer(formats).description(""))
+        ->transform(word_of(formats))
         ->type_name("long|files|dta|sav")
         ->group("Results");
     command->add_flag("--json", options.json, "print the run record to standard output")->group("Results");
-    command->add_flag("!--no-report", impute.report, "do not write report.html")->group("Results");
+    // The help would show a flag that is bound to the value as --no-report{false}.
+    command
+        ->add_flag_callback(
+            "--no-report", [&impute] { impute.report = false; }, "do not write report.html")
+        ->group("Results");
 
     const char *group = "Imputation";
     const auto add_count = [&](const std::string &name, int &target, const std::string &text,
@@ -334,7 +365,7 @@ void add_impute_options(CLI::App *command, Options &options) {
     const std::map<std::string, Progress> kinds = {
         {"auto", Progress::automatic}, {"none", Progress::none}, {"json", Progress::json}};
     command->add_option("--progress", options.progress, "on standard error (default: auto, a bar on a terminal)")
-        ->transform(CLI::CheckedTransformer(kinds).description(""))
+        ->transform(word_of(kinds))
         ->type_name("auto|none|json")
         ->group("Talk");
 }
@@ -441,6 +472,12 @@ CommandLine parse_command_line(int argc, char **argv) {
     } catch (const CLI::FileError &error) {
         throw Error(Fault::no_input, error.what());
     } catch (const CLI::ParseError &error) {
+        const std::vector<std::string> unknown = app.remaining();
+        if (app.get_subcommands().empty() && !unknown.empty() && !unknown[0].starts_with('-')) {
+            throw Error(
+                Fault::usage,
+                fmt::format("there is no command \"{}\"; ullage --help shows those that there are", unknown[0]));
+        }
         throw Error(Fault::usage, std::string(error.what()) + "\nullage --help and ullage COMMAND --help tell more");
     }
     take_words(words, result.options);

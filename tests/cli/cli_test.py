@@ -63,6 +63,8 @@ COMMANDS = [
     ("no such file", "check none.csv", "", 66, "", "ullage: none.csv: No such file or directory\n"),
     ("a directory", "check .", "", 66, "", "ullage: .: Is a directory\n"),
     ("no command", "", "", 64, "", "ullage: A subcommand is required\n" + HINT),
+    ("unknown command", "imputt lead.csv", "", 64, "",
+     'ullage: there is no command "imputt"; ullage --help shows those that there are\n'),
     ("unknown option", "check lead.csv --colums a", "", 64, "", None),
     ("two files", "check lead.csv lead.csv", "", 64, "", None),
     ("no such column", "check lead.csv --id key", "", 64, "",
@@ -88,7 +90,14 @@ COMMANDS = [
      'ullage: --seed: "18446744073709551616" is no whole number from 0 to 18446744073709551615\n' + HINT),
     ("largest seed", "impute good.csv -o - --prior ridge=4 --seed 18446744073709551615 -m 1", "", 0, None, None),
     ("seed with a leading zero", "impute good.csv -o - --prior ridge=4 --seed 08 -m 1", "", 0, None, None),
-    ("unknown format", "impute lead.csv -o out --format xls", "", 64, "", None),
+    ("half an imputation", "impute lead.csv -o out -m 1.5", "", 64, "",
+     'ullage: --imputations: "1.5" is no whole number from 1 to 2147483647\n' + HINT),
+    ("unknown format", "impute lead.csv -o out --format xls", "", 64, "",
+     'ullage: --format: "xls" is none of dta, files, long, sav\n' + HINT),
+    ("format by number", "impute lead.csv -o out --format 0", "", 64, "",
+     'ullage: --format: "0" is none of dta, files, long, sav\n' + HINT),
+    ("unknown prior", "impute lead.csv -o out --prior rigde=1", "", 66, "",
+     'ullage: --prior: "rigde=1" is neither jeffreys nor ridge=CASES, and there is no such file\n'),
     ("options from a file", "check lead.csv --config options.toml", "", 0, LEAD_SUMMARY, ""),
     ("unknown option in a file", "check lead.csv --config wrong.toml", "", 64, "",
      "ullage: --config: there is no option mm\n"),
@@ -146,7 +155,7 @@ class CommandLine(unittest.TestCase):
                 self.assertEqual(self.names(), before)
 
     def test_help_and_version_go_to_standard_output(self):
-        for arguments, part in [("--help", "Exit codes:"), ("check --help", "Example:\n  ullage check"),
+        for arguments, part in [("--help", "Exit codes:"), ("impute --help", "--no-report  "), ("check --help", "Example:\n  ullage check"),
                                 ("impute --help", "Example:\n  ullage impute"), ("--version", "ullage 0.")]:
             code, out, err = self.run_program(arguments)
             self.assertEqual((code, err), (0, ""))
