@@ -5,11 +5,13 @@
 #include "ullage/host/impute.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <random>
+#include <set>
 #include <thread>
 
 #include "input.h"
@@ -20,6 +22,7 @@
 #include "ullage/host/error.h"
 #include "ullage/host/overimpute.h"
 #include "ullage/host/report.h"
+#include "ullage/host/run_directory.h"
 #include "ullage/host/run_record.h"
 #include "ullage/host/stat_file.h"
 #include "ullage/host/write_table.h"
@@ -32,6 +35,28 @@ using host::Error;
 using host::Fault;
 using host::OutputFile;
 
+/** Whether impute gives a file this name in some runs and not in others. */
+bool is_optional_result(std::string_view name) {
+    constexpr std::string_view before = "imputation_";
+    constexpr std::string_view behind = ".csv";
+    if (name.starts_with(before) && name.ends_with(behind) && name.size() > before.size() + behind.size()) {
+        name.remove_prefix(before.size());
+        name.remove_suffix(behind.size());
+        return name.find_first_not_of("0123456789") == std::string_view::npos;
+    }
+    return name == "imputations.csv" || name == "imputations.dta" || name == "imputations.sav" ||
+           name == "overimputation.csv" || name == "report.html";
+}
+
+bool holds_run(const std::string &directory) {
+    try {
+        (void)host::read_run_record(directory);
+        return true;
+    } catch (const Error &) {
+        return false;
+    }
+}
+
 /** The directory of the results. If it was not there before, it goes again unless the run succeeds. */
 class OutputDirectory {
 public:
@@ -43,6 +68,7 @@ public:
                         fmt::format("{}: cannot make this directory{}{}", path, error ? ": " : ", a file has its name",
                                     error ? error.message() : ""));
         }
+        held_run_ = holds_run(path);
     }
     ~OutputDirectory() {
         std::error_code ignored;
@@ -51,11 +77,45 @@ public:
     OutputDirectory(const OutputDirectory &) = delete;
     OutputDirectory &operator=(const OutputDirectory &) = delete;
 
-    [[nodiscard]] std::string file(const std::string &name) const { return (path_ / name).string(); }
+    /** The path of a file that this run writes. */
+    [[nodiscard]] std::string file(const std::string &name) {
+        written_.insert(name);
+        return (path_ / name).string();
+    }
+
+    /** Remove what an earlier run wrote and this one does not, so that nothing mixes the two; but never the input. */
+    void remove_earlier_results(const Options &options) const {
+        if (!held_run_) return;
+        std::vector<std::string> names;
+        std::error_code failure;
+        fs::directory_iterator entries(path_, failure);
+        for (; !failure && entries != fs::directory_iterator(); entries.increment(failure)) {
+            const fs::directory_entry &entry = *entries;
+            std::error_code ignored;
+            const std::string name = entry.path().filename().string();
+            if (!is_optional_result(name) || written_.contains(name)) continue;
+            if (entry.symlink_status(ignored).type() != fs::file_type::regular) continue;
+            if (!fs::equivalent(entry.path(), options.input, ignored)) names.push_back(name);
+        }
+        std::sort(names.begin(), names.end());
+        for (const std::string &name : names) {
+            if (!failure) fs::remove(path_ / name, failure);
+        }
+        if (failure) {
+            throw Error(Fault::cannot_create, fmt::format("{}: cannot remove the files of an earlier run: {}",
+                                                          path_.string(), failure.message()));
+        }
+        if (!names.empty()) {
+            say(options, fmt::format("removed from {}, as an earlier run wrote them: {}", path_.string(),
+                                     fmt::join(names, ", ")));
+        }
+    }
 
 private:
     fs::path path_;
     bool created_ = false;
+    bool held_run_ = false;
+    std::set<std::string> written_;
 };
 
 host::ImputeSettings settings_of(const ImputeOptions &options) {
@@ -80,7 +140,7 @@ void write_long(OutputFile &file, const Input &input, const host::Imputations &r
     file.commit();
 }
 
-void write_files(const OutputDirectory &directory, const Input &input, const host::Imputations &result) {
+void write_files(OutputDirectory &directory, const Input &input, const host::Imputations &result) {
     const std::size_t digits = std::to_string(result.values.size()).size();
     for (std::size_t i = 0; i < result.values.size(); ++i) {
         OutputFile file(directory.file(fmt::format("imputation_{:0{}}.csv", i + 1, digits)));
@@ -220,6 +280,7 @@ int run_impute(const Options &options) {
             report->write(host::make_report(host::gather_results(written, model, result)));
             report->commit();
         }
+        directory->remove_earlier_results(options);
         if (options.json) {
             OutputFile out("-");
             out.write(text);

@@ -84,6 +84,38 @@ class ImputeTest(unittest.TestCase):
             spread = sum(float(draw[f"var({column})"]) for draw in draws) / len(draws)
             self.assertLess(abs(mean - sum(cells) / len(cells)), 0.15 * spread ** 0.5, column)
 
+    def test_a_second_run_leaves_nothing_of_the_first(self):
+        short = ("-o", "out", "--chains", "2", "--burn-in", "20", "--thin", "5")
+        always = {"parameters.csv", "bounds.csv", "run.json"}
+        own = {"imputation_a.csv", "imputation_.csv", "imputations.csv.bak", "imputation_1.txt", "ximputation_1.csv"}
+        out = self.path / "out"
+        out.mkdir()
+        (out / "imputation_7.csv").write_text("")
+        for name in own:
+            (out / name).write_text("")
+        # Without the record of a run, the directory is the user's.
+        _, _, err = self.run_to_end(*short, "-m", "12", "--format", "files", "--overimpute")
+        written = {f"imputation_{i:02}.csv" for i in range(1, 13)} | {"overimputation.csv", "report.html"}
+        self.assertEqual(set(os.listdir(out)), {*always, *own, *written, "imputation_7.csv"})
+        self.assertNotIn("removed", err)
+        for options, kept in [
+            (("-m", "10", "--format", "files"), {f"imputation_{i:02}.csv" for i in range(1, 11)} | {"report.html"}),
+            (("-m", "4", "--format", "dta", "--no-report"), {"imputations.csv", "imputations.dta"}),
+            (("-m", "4", "--format", "files", "--no-report"), {f"imputation_{i}.csv" for i in range(1, 5)}),
+        ]:
+            code, _, err = self.run_to_end(*short, *options)
+            self.assertEqual(code, 0, err)
+            self.assertEqual(set(os.listdir(out)), {*always, *own, *kept})
+            self.assertIn("removed from out, as an earlier run wrote them: imputation", err)
+        # A run that fails removes nothing, and no run removes its input.
+        before = set(os.listdir(out))
+        self.assertEqual(self.run_to_end(*short, "--prior", "none.json")[0], 66)
+        self.assertEqual(set(os.listdir(out)), before)
+        subprocess.run([PROGRAM, "impute", "out/imputation_2.csv", *short], cwd=self.path, check=True,
+                       stderr=subprocess.DEVNULL, timeout=60)
+        self.assertEqual(set(os.listdir(out)),
+                         {*always, *own, "imputation_2.csv", "imputations.csv", "report.html"})
+
     def long_run(self):
         """A run that would take hours, once its workers are at work."""
         process = self.start("-o", "out", "-m", "1000", "--thin", "1000000", "-j", "2", start_new_session=True)
