@@ -155,7 +155,8 @@ class CommandLine(unittest.TestCase):
                 self.assertEqual(self.names(), before)
 
     def test_help_and_version_go_to_standard_output(self):
-        for arguments, part in [("--help", "Exit codes:"), ("impute --help", "--no-report  "), ("check --help", "Example:\n  ullage check"),
+        for arguments, part in [("--help", "Exit codes:"), ("check --help", "Example:\n  ullage check"),
+                                ("impute --help", "--no-report  "),
                                 ("impute --help", "Example:\n  ullage impute"), ("--version", "ullage 0.")]:
             code, out, err = self.run_program(arguments)
             self.assertEqual((code, err), (0, ""))
