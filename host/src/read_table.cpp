@@ -31,6 +31,12 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 // Up to so many words each get a message of their own, even where they outnumber the numbers of their column.
 constexpr std::size_t kMostStrayWords = 10;
 
+// What many tables write for a missing number.
+constexpr double kMissingCodes[] = {-99.0, -999.0, -9999.0};
+
+// What a column of remarks holds, unless it has codes of its own.
+constexpr std::string_view kRemarkSigns[] = {"<", ">", "<=", ">=", "≤", "≥"};
+
 /** Whether a text is two numbers with a hyphen between them, as in "2-3". */
 bool looks_like_range(std::string_view text) {
     const std::size_t hyphen = text.find('-', 1);
@@ -77,6 +83,7 @@ private:
     void resolve_references(Table &table);
     void read_id(Table &table);
     void read_levels(Table &table);
+    [[nodiscard]] bool holds_remarks(std::size_t file_column);
     void tell_about_columns(const Table &table);
 
     FileText file_;
@@ -506,10 +513,29 @@ void Reader::read_levels(Table &table) {
     }
 }
 
+/** Whether every cell of a column of the file is a sign of comparison or missing, and not all are missing. */
+bool Reader::holds_remarks(std::size_t file_column) {
+    bool has_sign = false;
+    for (std::size_t row = 0; row < file_.row_count(); ++row) {
+        const std::string_view text = cell(row, file_column);
+        if (is_missing(text)) continue;
+        if (std::find(std::begin(kRemarkSigns), std::end(kRemarkSigns), text) == std::end(kRemarkSigns)) return false;
+        has_sign = true;
+    }
+    return has_sign;
+}
+
 void Reader::tell_about_columns(const Table &table) {
     std::vector<std::string> without_number;
     for (const Candidate &candidate : candidates_) {
         if (candidate.numbers > 0) continue;
+        if (!candidate.upper && holds_remarks(candidate.file_column)) {
+            notices_.push_back(
+                {true, fmt::format("column {} holds nothing but signs such as < and >: if they belong to the values of "
+                                   "another column, --remark 'COLUMN={}' reads these as bounds; now they count as "
+                                   "measured",
+                                   quote(candidate.name), candidate.name)});
+        }
         without_number.push_back(quote(candidate.name));
     }
     if (!without_number.empty()) {
@@ -533,6 +559,7 @@ void Reader::tell_about_columns(const Table &table) {
         }
         double lowest = kOpen;
         std::size_t lowest_count = 0;
+        std::size_t lowest_row = 0;
         bool counts_rows = true;
         for (std::size_t row = 0; row < column.values.size(); ++row) {
             const double value = column.values[row];
@@ -540,6 +567,7 @@ void Reader::tell_about_columns(const Table &table) {
             if (value < lowest) {
                 lowest = value;
                 lowest_count = 1;
+                lowest_row = row;
             } else if (value == lowest) {
                 ++lowest_count;
             }
@@ -548,7 +576,15 @@ void Reader::tell_about_columns(const Table &table) {
             notices_.push_back({true, fmt::format("column {} only counts the rows; --id '{}' keeps it out of the model",
                                                   quote(column.name), column.name)});
         }
-        if (has_censored[i] && lowest_count > 1) {
+        if (lowest_count > 1 &&
+            std::find(std::begin(kMissingCodes), std::end(kMissingCodes), lowest) != std::end(kMissingCodes)) {
+            const std::string_view text = cell(lowest_row, static_cast<std::size_t>(column.file_column));
+            notices_.push_back(
+                {true, fmt::format("column {} has {} as its lowest value, {} times: if that means missing, "
+                                   "--na '{}{}{}' says so",
+                                   quote(column.name), text, lowest_count, fmt::join(options_.missing, ","),
+                                   options_.missing.empty() ? "" : ",", text)});
+        } else if (has_censored[i] && lowest_count > 1) {
             notices_.push_back(
                 {true,
                  fmt::format("column {} has cells below a limit, and its lowest value {} stands there {} times: if "

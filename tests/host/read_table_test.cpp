@@ -335,6 +335,15 @@ TEST(ReadTable, Notices) {
          "that "
          "was filled in, write <0.5 in these cells\n"},
         {"x,y\n0.5,1\n>7,0\n0.5,3\n", ""},
+        // Codes for missing, which also outdo the question about a limit; once, or not the lowest, is no code.
+        {"x,y\n-999.0,1\n<7,0\n-999,3\n",
+         "!column \"x\" has -999.0 as its lowest value, 2 times: if that means missing, --na 'NA,.,*,-999.0' says "
+         "so\n"},
+        {"x,y,z\n-99,-9999,1\n-100,-9999,-999\n-99,-9999.5,2\n3,-999,1\n", ""},
+        {"x,q,r\n7,<,<\n2,NA,a\n3,≥,\n",
+         "!column \"q\" holds nothing but signs such as < and >: if they belong to the values of another column, "
+         "--remark 'COLUMN=q' reads these as bounds; now they count as measured\n"
+         "carried along unchanged, as there is no number in them: \"q\", \"r\"\n"},
     };
     for (const auto &row : rows) {
         Notices notices;
