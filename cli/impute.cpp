@@ -246,6 +246,9 @@ int run_impute(const Options &options) {
     if (options.impute.overimpute) overimputation.emplace(directory->file("overimputation.csv"));
 
     say(options, fmt::format("seed {}", settings.seed));
+    std::vector<std::string> modelled;
+    for (const host::Column &column : input.table.columns) modelled.push_back(column.name);
+    say(options, fmt::format("modelled: {}", fmt::join(modelled, ", ")));
     if (input.hidden.cells.empty())
         say(options, "note: no cell is missing or bounded; all completed tables are the same");
     host::RunFacts facts{options.command, settings, options.impute.prior, options.read.by, 0.0};
