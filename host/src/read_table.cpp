@@ -104,7 +104,7 @@ std::size_t Reader::file_column(const std::string &name, std::string_view option
     const auto found = place_.find(name);
     if (found == place_.end()) {
         throw Error(Fault::usage, fmt::format("{}: {} has no column {}; its columns are {}", option, file_.source,
-                                              quote(name), fmt::join(file_.names, ", ")));
+                                              quote(name), list_of(file_.names)));
     }
     return found->second;
 }
@@ -301,7 +301,7 @@ void Reader::read_single(std::size_t row, std::int32_t index, Candidate &candida
                             ? "two numbers; write an interval as 2..3"
                             : fmt::format("no number; correct it, or give --na if it means missing, or --carry '{}' if "
                                           "the column is not to be imputed",
-                                          candidate.name));
+                                          in_list(candidate.name)));
         } else if (content.kind == CellKind::malformed) {
             (content.is_number_like ? candidate.numbers : candidate.words) += 1;
             add_problem(row, candidate, content.message);
@@ -383,7 +383,7 @@ void Reader::keep_columns(Table &table) {
             first.message = fmt::format(
                 "{} of this column hold words and {} numbers, this is the first; give --na if the "
                 "words mean missing, or --carry '{}' if the column is not to be imputed",
-                count_of(candidate.words, "cell"), candidate.numbers, candidate.name);
+                count_of(candidate.words, "cell"), candidate.numbers, in_list(candidate.name));
             problems_.add(std::move(first));
             continue;
         }

@@ -47,9 +47,10 @@ struct OrderMatrix {
 std::size_t column_of(const Table &table, const std::string &name, std::string_view rule) {
     const auto column = table.find_column(name);
     if (column) return *column;
-    std::string names;
-    for (const Column &c : table.columns) names += (names.empty() ? "" : ", ") + c.name;
-    throw Error(Fault::usage, fmt::format("{}: {} is no column of the model; these are {}", rule, quote(name), names));
+    std::vector<std::string> names;
+    for (const Column &c : table.columns) names.push_back(c.name);
+    throw Error(Fault::usage,
+                fmt::format("{}: {} is no column of the model; these are {}", rule, quote(name), list_of(names)));
 }
 
 /** Take "a<b<=c" apart. */

@@ -38,6 +38,22 @@ std::string quote(std::string_view text) {
     return result + (length < text.size() ? "...\"" : "\"");
 }
 
+std::string in_list(std::string_view name) {
+    const char *mark = name.find(',') == std::string_view::npos ? "" : "\"";
+    return fmt::format("{}{}{}", mark, name, mark);
+}
+
+std::string list_of(const std::vector<std::string> &names) {
+    std::string text;
+    std::string hint;
+    for (const std::string &name : names) {
+        const std::string word = in_list(name);
+        text += (text.empty() ? "" : ", ") + word;
+        if (word != name && hint.empty()) hint = fmt::format("; in a list, write '{}' with both kinds of quotes", word);
+    }
+    return text + hint;
+}
+
 std::string count_of(std::size_t count, std::string_view noun) {
     return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }

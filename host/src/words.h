@@ -7,6 +7,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ullage::host {
 
@@ -15,6 +16,12 @@ namespace ullage::host {
 
 /** The text between double quotes, cut behind some 60 characters, with control characters as blanks. */
 [[nodiscard]] std::string quote(std::string_view text);
+
+/** A name as the options that take a list of names take it: between double quotes if a comma stands in it. */
+[[nodiscard]] std::string in_list(std::string_view name);
+
+/** The names with commas between them and, if a comma stands in one, how a list takes that one. */
+[[nodiscard]] std::string list_of(const std::vector<std::string> &names);
 
 /** "1 row", "2 rows". */
 [[nodiscard]] std::string count_of(std::size_t count, std::string_view noun);

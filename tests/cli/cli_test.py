@@ -78,6 +78,15 @@ COMMANDS = [
     ("one ending", "check lead.csv --limits _lo", "", 64, "",
      "ullage: --limits takes two endings such as _lo,_hi, or none\n"),
     ("name with a comma", 'check - --carry "a,b",c', '"a,b",c,d\n1,2,3\n', 0, None, ""),
+    ("advice about a name with a comma", "check -", '"x,y"\n1\nu\n', 65, "",
+     'ullage: standard input: line 3 (row 2), column "x,y", "u": no number; correct it, or give --na if it means '
+     "missing, or --carry '\"x,y\"' if the column is not to be imputed\n"),
+    ("a name with a comma taken apart", "check - --carry x,y", 'a,"x,y"\n1,2\n', 64, "",
+     'ullage: --carry: standard input has no column "x"; its columns are a, "x,y"; in a list, write '
+     "'\"x,y\"' with both kinds of quotes\n"),
+    ("a rule on it", "check - --log x,y", 'a,"x,y"\n1,2\n', 64, "",
+     'ullage: --log: "x" is no column of the model; these are a, "x,y"; in a list, write '
+     "'\"x,y\"' with both kinds of quotes\n"),
     ("nothing to impute to", "impute lead.csv", "", 64, "", None),
     ("a column of the name that the output adds", "impute - -o -", "a,.id\n1,2\n,3\n", 65, "",
      "ullage: standard input: the long format adds a column .id, and there is one already; rename it, or use --format "
