@@ -174,7 +174,7 @@ void FrameWriter::flush() {
 
 std::vector<double> Frame::numbers() const {
     std::vector<double> numbers(bytes.size() / sizeof(double));
-    std::memcpy(numbers.data(), bytes.data(), numbers.size() * sizeof(double));
+    if (!numbers.empty()) std::memcpy(numbers.data(), bytes.data(), numbers.size() * sizeof(double));
     return numbers;
 }
 
