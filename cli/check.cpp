@@ -14,11 +14,12 @@
 
 #include "options.h"
 #include "talk.h"
-#include "ullage/host/bounded_cells.h"
-#include "ullage/host/error.h"
-#include "ullage/host/stat_file.h"
-#include "ullage/host/table.h"
-#include "ullage/host/write_table.h"
+#include "ullage/host/base/error.h"
+#include "ullage/host/base/output_file.h"
+#include "ullage/host/run/bounded_cells.h"
+#include "ullage/host/run/write_table.h"
+#include "ullage/host/table/read_stat_file.h"
+#include "ullage/host/table/table.h"
 
 namespace ullage::cli {
 namespace {

@@ -16,7 +16,7 @@
 #include <limits>
 #include <map>
 
-#include "ullage/host/error.h"
+#include "ullage/host/base/error.h"
 
 namespace ullage::cli {
 namespace {

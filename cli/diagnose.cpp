@@ -12,8 +12,10 @@
 #include "options.h"
 #include "talk.h"
 #include "text_table.h"
-#include "ullage/host/diagnostics.h"
-#include "ullage/host/write_table.h"
+#include "ullage/host/answer/diagnostics.h"
+#include "ullage/host/base/output_file.h"
+#include "ullage/host/model/parameter_names.h"
+#include "ullage/host/run/write_table.h"
 
 namespace ullage::cli {
 namespace {

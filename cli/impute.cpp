@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The command "ullage impute".
 
-#include "ullage/host/impute.h"
+#include "ullage/host/draw/impute.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -19,13 +19,16 @@
 #include "progress_bar.h"
 #include "talk.h"
 #include "text_table.h"
-#include "ullage/host/error.h"
-#include "ullage/host/overimpute.h"
-#include "ullage/host/report.h"
-#include "ullage/host/run_directory.h"
-#include "ullage/host/run_record.h"
-#include "ullage/host/stat_file.h"
-#include "ullage/host/write_table.h"
+#include "ullage/host/base/error.h"
+#include "ullage/host/base/output_file.h"
+#include "ullage/host/draw/overimpute.h"
+#include "ullage/host/model/model_table.h"
+#include "ullage/host/report/report.h"
+#include "ullage/host/run/convergence_warnings.h"
+#include "ullage/host/run/run_directory.h"
+#include "ullage/host/run/run_record.h"
+#include "ullage/host/run/write_stat_file.h"
+#include "ullage/host/run/write_table.h"
 
 namespace ullage::cli {
 namespace {

@@ -5,8 +5,8 @@
 #include "input.h"
 
 #include "talk.h"
-#include "ullage/host/error.h"
-#include "ullage/host/stat_file.h"
+#include "ullage/host/base/error.h"
+#include "ullage/host/table/read_stat_file.h"
 
 namespace ullage::cli {
 

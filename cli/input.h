@@ -6,7 +6,7 @@
 #define ULLAGE_CLI_INPUT_H
 
 #include "options.h"
-#include "ullage/host/table.h"
+#include "ullage/host/table/table.h"
 
 namespace ullage::cli {
 

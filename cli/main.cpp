@@ -10,8 +10,8 @@
 
 #include "command_line.h"
 #include "talk.h"
-#include "ullage/host/error.h"
-#include "ullage/host/interrupt.h"
+#include "ullage/host/base/error.h"
+#include "ullage/host/base/interrupt.h"
 
 namespace {
 

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "ullage/host/pooling.h"
-#include "ullage/host/read_table.h"
-#include "ullage/host/rules.h"
+#include "ullage/host/answer/pooling.h"
+#include "ullage/host/table/read_table.h"
+#include "ullage/host/table/rules.h"
 
 namespace ullage::cli {
 

@@ -12,10 +12,13 @@
 #include "options.h"
 #include "talk.h"
 #include "text_table.h"
-#include "ullage/host/error.h"
-#include "ullage/host/pooling.h"
-#include "ullage/host/read_table.h"
-#include "ullage/host/write_table.h"
+#include "ullage/host/answer/pooling.h"
+#include "ullage/host/base/error.h"
+#include "ullage/host/base/input_file.h"
+#include "ullage/host/base/number_text.h"
+#include "ullage/host/base/output_file.h"
+#include "ullage/host/run/write_table.h"
+#include "ullage/host/table/read_table.h"
 
 namespace ullage::cli {
 namespace {

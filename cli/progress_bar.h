@@ -8,7 +8,7 @@
 #include <chrono>
 
 #include "options.h"
-#include "ullage/host/impute.h"
+#include "ullage/host/draw/impute.h"
 
 namespace ullage::cli {
 

@@ -2,13 +2,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The command "ullage report".
 
-#include "ullage/host/report.h"
+#include "ullage/host/report/report.h"
 
 #include <filesystem>
 
 #include "options.h"
 #include "talk.h"
-#include "ullage/host/write_table.h"
+#include "ullage/host/base/output_file.h"
+#include "ullage/host/run/write_table.h"
 
 namespace ullage::cli {
 

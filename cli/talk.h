@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "options.h"
-#include "ullage/host/notice.h"
+#include "ullage/host/base/notice.h"
 
 namespace ullage::cli {
 

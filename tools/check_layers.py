@@ -14,7 +14,8 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]')
 SYSTEM_TEST = re.compile(r"\b(_WIN32|__linux__|__unix__|__APPLE__|_POSIX_VERSION|__MINGW32__)\b")
 STANDARD_HEADER = re.compile(r"[a-z_0-9]+(\.h)?")
 C_HEADERS = {"assert.h", "stddef.h", "stdint.h", "uchar.h"}
-SEARCHED = ("include", "src", "host/include", "host/src", "cli")
+SEARCHED = ("include", "src", "cli")
+ROOM_PREFIX = "ullage/host/"
 
 
 def read_table(path):
@@ -32,8 +33,10 @@ def layer_of(root, path, table):
 
 
 def target_of(root, includer, name):
-    for folder in (includer.parent, *(root / folder for folder in SEARCHED)):
-        candidate = (folder / name).resolve()
+    places = [includer.parent / name, *(root / folder / name for folder in SEARCHED)]
+    if name.startswith(ROOM_PREFIX):
+        places.append(root / "host" / name.removeprefix(ROOM_PREFIX))
+    for candidate in map(pathlib.Path.resolve, places):
         if candidate.is_file() and candidate.is_relative_to(root):
             return candidate
     return None

@@ -18,10 +18,13 @@
 #include <string>
 #include <vector>
 
-#include "chains/table_of.h"
-#include "engine_text.h"
+#include "host/draw/table_of.h"
 #include "light_source.h"
-#include "ullage/host/write_table.h"
+#include "ullage/host/base/number_text.h"
+#include "ullage/host/draw/engine_text.h"
+#include "ullage/host/model/model_table.h"
+#include "ullage/host/numbers/moments.h"
+#include "ullage/host/run/write_table.h"
 
 namespace {
 

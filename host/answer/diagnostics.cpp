@@ -1,0 +1,242 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Diagnosing every parameter of a run, and what its hidden cells cost.
+
+#include "ullage/host/answer/diagnostics.h"
+
+#include <fmt/format.h>
+
+#include <Eigen/Cholesky>
+#include <Eigen/Eigenvalues>
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "ullage/host/answer/pooling.h"
+#include "ullage/host/model/parameter_names.h"
+#include "ullage/host/model/posterior.h"
+#include "ullage/host/numbers/moments.h"
+#include "ullage/host/run/convergence_warnings.h"
+
+namespace ullage::host {
+namespace {
+
+constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
+
+/** The draws of all chains, one after the other. */
+Moments moments_of(const std::vector<const Chains *> &parameters) {
+    std::vector<double> rows;
+    for (std::size_t chain = 0; chain < parameters[0]->size(); ++chain) {
+        for (std::size_t i = 0; i < (*parameters[0])[chain].size(); ++i) {
+            for (const Chains *parameter : parameters) rows.push_back((*parameter)[chain][i]);
+        }
+    }
+    return moments_of_rows(rows, parameters.size());
+}
+
+Chains correlation_of(const Chains &covariance, const Chains &first, const Chains &second) {
+    Chains correlation = covariance;
+    for (std::size_t chain = 0; chain < correlation.size(); ++chain) {
+        for (std::size_t i = 0; i < correlation[chain].size(); ++i) {
+            correlation[chain][i] /= std::sqrt(first[chain][i] * second[chain][i]);
+        }
+    }
+    return correlation;
+}
+
+/** Fraction of missing information of the mean of a transformed column. */
+double missing_information(const RunColumn &column, const CompletedColumn &values,
+                           const std::vector<std::int32_t> &rows, std::size_t imputations) {
+    const auto n = static_cast<double>(rows.size());
+    if (imputations < 2 || rows.size() < 2) return kUnknown;
+    std::vector<double> estimates;
+    std::vector<double> variances;
+    std::vector<double> transformed;
+    for (std::size_t k = 0; k < imputations; ++k) {
+        const std::vector<double> completed = values.completed(k);
+        transformed.clear();
+        for (const std::int32_t row : rows) {
+            transformed.push_back(column.transform(completed[static_cast<std::size_t>(row)]));
+        }
+        const Moments moments = moments_of_rows(transformed, 1);
+        estimates.push_back(moments.mean[0]);
+        variances.push_back(moments.scatter[0] / (n - 1.0) / n);
+    }
+    return pool_scalar(estimates, variances, n - 1.0).fmi;
+}
+
+class LevelDiagnoser {
+public:
+    LevelDiagnoser(const RunRecord &record, const ParameterDraws &draws, std::size_t level)
+        : record_(record), names_(draws.names), draws_(draws.draws[level]), level_(record.levels[level]) {
+        for (const RunColumn &column : record.columns) columns_.push_back(column.transformed_name());
+    }
+
+    void parameters(const std::vector<double> &fmi, std::vector<ParameterDiagnosis> &out) const {
+        const std::size_t n = columns_.size();
+        for (std::size_t i = 0; i < n; ++i) out.push_back(judge(names_[i], ParameterKind::mean, draws_[i], fmi[i]));
+        for (std::size_t i = 0; i < n; ++i) {
+            const std::size_t place = n + packed_index(i, i);
+            out.push_back(judge(names_[place], ParameterKind::variance, draws_[place], kUnknown));
+        }
+        for (std::size_t i = 1; i < n; ++i) {
+            for (std::size_t j = 0; j < i; ++j) {
+                out.push_back(judge(fmt::format("cor({},{})", columns_[j], columns_[i]), ParameterKind::correlation,
+                                    correlation_of(covariance(i, j), covariance(i, i), covariance(j, j)), kUnknown));
+            }
+        }
+    }
+
+    [[nodiscard]] WorstCombination worst() const {
+        const std::size_t n = columns_.size();
+        const auto size = static_cast<Eigen::Index>(n);
+        WorstCombination worst{level_.name, kUnknown, {}};
+        std::vector<const Chains *> means;
+        std::vector<const Chains *> covariances;
+        for (std::size_t i = 0; i < n; ++i) means.push_back(&draws_[i]);
+        for (std::size_t p = n; p < draws_.size(); ++p) covariances.push_back(&draws_[p]);
+        const Moments of_means = moments_of(means);
+        const Moments of_covariances = moments_of(covariances);
+        if (of_means.count <= static_cast<double>(n) || level_.rows < 1) return worst;
+        // In standard deviations of the columns, so that the weights can be compared.
+        Eigen::VectorXd deviation(size);
+        for (std::size_t i = 0; i < n; ++i) {
+            deviation[static_cast<Eigen::Index>(i)] = std::sqrt(of_covariances.mean[packed_index(i, i)]);
+        }
+        Eigen::MatrixXd total(size, size);
+        Eigen::MatrixXd complete(size, size);
+        for (Eigen::Index i = 0; i < size; ++i) {
+            for (Eigen::Index j = 0; j <= i; ++j) {
+                const std::size_t place = packed_index(static_cast<std::size_t>(i), static_cast<std::size_t>(j));
+                const double unit = deviation[i] * deviation[j];
+                total(i, j) = of_means.scatter[place] / (of_means.count - 1.0) / unit;
+                complete(i, j) = of_covariances.mean[place] / static_cast<double>(level_.rows) / unit;
+            }
+        }
+        if (Eigen::LLT<Eigen::MatrixXd>(total).info() != Eigen::Success) return worst;
+        const Eigen::GeneralizedSelfAdjointEigenSolver<Eigen::MatrixXd> solver(complete, total);
+        if (solver.info() != Eigen::Success) return worst;
+        worst.fmi = std::clamp(1.0 - solver.eigenvalues()[0], 0.0, 1.0);
+        const Eigen::VectorXd vector = solver.eigenvectors().col(0);
+        Eigen::Index largest = 0;
+        vector.cwiseAbs().maxCoeff(&largest);
+        for (Eigen::Index i = 0; i < size; ++i) worst.weights.push_back(vector[i] / vector[largest]);
+        return worst;
+    }
+
+private:
+    [[nodiscard]] const Chains &covariance(std::size_t i, std::size_t j) const {
+        return draws_[columns_.size() + packed_index(i, j)];
+    }
+
+    [[nodiscard]] ParameterDiagnosis judge(std::string name, ParameterKind kind, Chains chains, double fmi) const {
+        const Moments moments = moments_of({&chains});
+        const double least = kLeastEssPerChain * record_.chains;
+        const auto thin = static_cast<std::size_t>(record_.thin);
+        ParameterDiagnosis diagnosis;
+        diagnosis.level = level_.name;
+        diagnosis.name = std::move(name);
+        diagnosis.kind = kind;
+        diagnosis.chains = std::move(chains);
+        diagnosis.fmi = fmi;
+        diagnosis.mean = moments.mean[0];
+        diagnosis.deviation = std::sqrt(moments.scatter[0] / (moments.count - 1.0));
+        diagnosis.convergence = judge_convergence(diagnosis.chains);
+        diagnosis.error = diagnosis.deviation / std::sqrt(mean_effective_size(diagnosis.chains));
+        const std::size_t length = diagnosis.chains[0].size();
+        if (length > 1) diagnosis.autocorrelation = autocorrelation(diagnosis.chains, 1);
+        if (length > thin) diagnosis.autocorrelation_thin = autocorrelation(diagnosis.chains, thin);
+        const Convergence &convergence = diagnosis.convergence;
+        // Written so that NaN, which is no verdict, counts as bad.
+        diagnosis.bad = diagnosis.deviation != 0.0 && !(convergence.rhat <= kWorstRhat &&
+                                                        convergence.ess_bulk >= least && convergence.ess_tail >= least);
+        return diagnosis;
+    }
+
+    const RunRecord &record_;
+    const std::vector<std::string> &names_;
+    const std::vector<Chains> &draws_;
+    const RunLevel &level_;
+    std::vector<std::string> columns_;  // transformed names
+};
+
+/** What is worth a warning besides what every run warns of. */
+void add_warnings(const RunRecord &record, Diagnosis &diagnosis) {
+    std::vector<ParameterConvergence> judged;
+    const ParameterDiagnosis *poorest = nullptr;
+    for (const ParameterDiagnosis &parameter : diagnosis.parameters) {
+        judged.push_back({parameter.level, parameter.name, parameter.convergence});
+        if (!(parameter.convergence.ess_tail < kLeastEssPerChain * record.chains)) continue;
+        if (poorest == nullptr || parameter.convergence.ess_tail < poorest->convergence.ess_tail) poorest = &parameter;
+    }
+    diagnosis.warnings = convergence_warnings(judged, record.chains);
+    if (poorest != nullptr) {
+        diagnosis.warnings.push_back(fmt::format(
+            "the ends of the distributions are poorly known: the effective sample size of the tails is below {:.0f}, "
+            "least {:.0f} for {}; raise --thin",
+            kLeastEssPerChain * record.chains, poorest->convergence.ess_tail,
+            poorest->level.empty() ? poorest->name : fmt::format("{} in level \"{}\"", poorest->name, poorest->level)));
+    }
+    if (diagnosis.imputations < diagnosis.needed) {
+        diagnosis.warnings.push_back(fmt::format(
+            "{} imputations are too few for standard errors that repeat within {:.0f}%: the fraction of missing "
+            "information is up to {:.2f}, which needs {}, and to be on the safe side {}; run again with -m {}",
+            diagnosis.imputations, 100.0 * kErrorVariation, diagnosis.largest_fmi, diagnosis.needed,
+            diagnosis.recommended, diagnosis.recommended));
+    }
+}
+
+}  // namespace
+
+int needed_imputations(double fmi) {
+    const double ratio = fmi / kErrorVariation;
+    // The little that is taken off keeps a whole number from being rounded up.
+    return std::max(2, static_cast<int>(std::ceil(1.0 + ratio * ratio / 2.0 - 1e-9)));
+}
+
+double upper_fmi(double fmi, int imputations) {
+    if (!(fmi > 0.0 && fmi < 1.0)) return fmi;
+    constexpr double two_sided = 1.959963984540054;  // of the standard normal, at 97.5%
+    const double logit = std::log(fmi / (1.0 - fmi)) + two_sided * std::sqrt(2.0 / imputations);
+    return 1.0 / (1.0 + std::exp(-logit));
+}
+
+Diagnosis diagnose(const RunRecord &record, const ParameterDraws &draws, const CompletedTables *tables) {
+    Diagnosis diagnosis;
+    diagnosis.imputations = record.imputations;
+    diagnosis.largest_fmi = kUnknown;
+    diagnosis.upper_fmi = kUnknown;
+    for (std::size_t level = 0; level < record.levels.size(); ++level) {
+        std::vector<double> fmi(record.columns.size(), kUnknown);
+        if (tables != nullptr) {
+            const std::vector<std::int32_t> rows = tables->rows_of_level(level);
+            for (std::size_t i = 0; i < fmi.size(); ++i) {
+                fmi[i] = missing_information(record.columns[i], tables->columns[tables->model[i]], rows,
+                                             tables->imputations);
+                diagnosis.largest_fmi = std::fmax(diagnosis.largest_fmi, fmi[i]);
+            }
+        }
+        const LevelDiagnoser diagnoser(record, draws, level);
+        diagnoser.parameters(fmi, diagnosis.parameters);
+        diagnosis.worst.push_back(diagnoser.worst());
+    }
+    if (std::isfinite(diagnosis.largest_fmi)) {
+        diagnosis.needed = needed_imputations(diagnosis.largest_fmi);
+        diagnosis.upper_fmi = upper_fmi(diagnosis.largest_fmi, record.imputations);
+        diagnosis.recommended = needed_imputations(diagnosis.upper_fmi);
+    }
+    std::stable_sort(diagnosis.parameters.begin(), diagnosis.parameters.end(),
+                     [](const ParameterDiagnosis &a, const ParameterDiagnosis &b) {
+                         if (a.bad != b.bad) return a.bad;
+                         // A verdict that cannot be given is the worst.
+                         const double first = std::isnan(a.convergence.rhat) ? kOpen : a.convergence.rhat;
+                         const double second = std::isnan(b.convergence.rhat) ? kOpen : b.convergence.rhat;
+                         return first > second;
+                     });
+    add_warnings(record, diagnosis);
+    diagnosis.bad = diagnosis.imputations < diagnosis.needed || diagnosis.parameters.front().bad;
+    return diagnosis;
+}
+
+}  // namespace ullage::host

@@ -1,0 +1,113 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Running one chain over a prepared table.
+
+#include "ullage/host/draw/chain.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "ullage/host/base/error.h"
+#include "ullage/host/draw/engine_text.h"
+#include "ullage/host/model/model_table.h"
+#include "ullage/host/numbers/moments.h"
+
+namespace ullage::host {
+Chain::Chain(const ModelTable &model, std::uint64_t seed, std::uint64_t number)
+    : model_(model), seed_(seed), number_(number), random_({seed, StreamPurpose::start, number, 0, 0}) {
+    for (const Block &block : model.blocks) {
+        try {
+            (void)engine_.load_group(engine_text(model, block));
+        } catch (const EngineError &error) {
+            const auto number_in_block = static_cast<std::size_t>(error.case_number());
+            std::string place;
+            if (number_in_block >= 1 && number_in_block <= block.rows.size()) {
+                const auto row = static_cast<std::size_t>(block.rows[number_in_block - 1]);
+                place = model.table->describe_cell(row, static_cast<std::size_t>(model.hidden->of_row(row)[0].column));
+            }
+            throw Error(Fault::internal, fmt::format("{}: {}: {}", place, error.what(), error.engine_text()));
+        }
+    }
+    const std::size_t n = model.names.size();
+    for (std::size_t l = 0; l < model.levels.size(); ++l) {
+        const Level &level = model.levels[l];
+        random_.restart({seed, StreamPurpose::start, number, 0, l});
+        Parameters start{level.mean, std::vector<double>(packed_size(n), 0.0)};
+        for (std::size_t j = 0; j < n; ++j) {
+            // A whole standard deviation of the data off: far wider than the posterior of a mean.
+            start.mean[j] += std::sqrt(level.variance[j]) * random_.normal();
+            start.covariance[packed_index(j, j)] = level.variance[j] * std::exp(random_.normal());
+        }
+        parameters_.push_back(std::move(start));
+    }
+}
+
+void Chain::iterate() {
+    ++iteration_;
+    for (std::size_t block = 0; block < model_.blocks.size(); ++block) draw_cells(block);
+    for (std::size_t level = 0; level < model_.levels.size(); ++level) draw_level(level);
+}
+
+void Chain::draw_cells(std::size_t block) {
+    const Block &rows = model_.blocks[block];
+    const Parameters &parameters = parameters_[rows.level];
+    random_.restart({seed_, StreamPurpose::cells, number_, iteration_, block});
+    try {
+        engine_.impute(static_cast<std::int32_t>(block) + 1, parameters.mean, parameters.covariance, random_);
+    } catch (const EngineError &error) {
+        if (error.case_number() == 0) throw;
+        const auto row = static_cast<std::size_t>(rows.rows[static_cast<std::size_t>(error.case_number()) - 1]);
+        std::string cells;
+        for (const HiddenCell &cell : model_.hidden->of_row(row)) {
+            cells +=
+                (cells.empty() ? "" : "; ") + model_.table->describe_cell(row, static_cast<std::size_t>(cell.column));
+        }
+        throw Error(
+            Fault::data,
+            fmt::format("{}: no draw is possible at iteration {} of chain {}{} (the engine says: {}). Columns of "
+                        "very different spread, or that almost follow from each other, can cause this; a prior "
+                        "that is worth some cases helps (--prior ridge=1)",
+                        cells, iteration_, number_, in_level(model_.levels[rows.level]), error.engine_text()));
+    }
+}
+
+void Chain::draw_level(std::size_t level) {
+    const std::size_t n = model_.names.size();
+    std::vector<Moments> parts{model_.levels[level].complete};
+    for (std::size_t block = 0; block < model_.blocks.size(); ++block) {
+        const Block &rows = model_.blocks[block];
+        if (rows.level != level) continue;
+        Moments part{static_cast<double>(rows.rows.size()), std::vector<double>(n),
+                     std::vector<double>(packed_size(n))};
+        engine_.sample_moments(static_cast<std::int32_t>(block) + 1, part.mean, part.scatter);
+        for (double &element : part.scatter) element *= part.count;
+        parts.push_back(std::move(part));
+    }
+    random_.restart({seed_, StreamPurpose::parameters, number_, iteration_, level});
+    try {
+        parameters_[level] = draw_parameters(combine(std::move(parts)), model_.levels[level].prior, random_);
+    } catch (const UnusableMoments &why) {
+        throw explain_unusable(model_, model_.levels[level], why);
+    }
+}
+
+void Chain::copy_hidden(std::span<double> values) {
+    const std::size_t n = model_.names.size();
+    std::vector<double> matrix;
+    for (std::size_t block = 0; block < model_.blocks.size(); ++block) {
+        const Block &rows = model_.blocks[block];
+        matrix.resize(rows.rows.size() * n);
+        engine_.values(static_cast<std::int32_t>(block) + 1, matrix);
+        for (std::size_t i = 0; i < rows.rows.size(); ++i) {
+            const auto row = static_cast<std::size_t>(rows.rows[i]);
+            const auto cells = model_.hidden->of_row(row);
+            double *out = values.data() + model_.hidden->row_begin[row];
+            for (const HiddenCell &cell : cells) *out++ = matrix[i * n + static_cast<std::size_t>(cell.column)];
+        }
+    }
+}
+
+}  // namespace ullage::host

@@ -1,0 +1,116 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Calls of the engine, and the way to its error log.
+
+#include "ullage/host/draw/engine_session.h"
+
+#include <fmt/format.h>
+#include <stdlib.h>
+#include <ullage/engine.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "ullage/host/draw/engine_source.h"
+
+namespace ullage::host {
+namespace {
+
+bool session_is_open = false;
+
+// The engine keeps the log of its first session open until it is unloaded, so there is one for the process. It is a
+// file without a name: the engine writes it through a name that is taken away at once, and we read it here.
+int log_descriptor = -1;
+
+}  // namespace
+
+EngineSession::EngineSession() {
+    if (session_is_open) {
+        throw Error(Fault::internal, "the engine has a session in this process already, and there can be only one");
+    }
+    if (log_descriptor < 0) {
+        std::string path = (std::filesystem::temp_directory_path() / "ullage-log-XXXXXX").string();
+        log_descriptor = mkstemp(path.data());
+        if (log_descriptor < 0) {
+            throw Error(Fault::cannot_create, fmt::format("cannot create a temporary file {}: {}", path,
+                                                          std::generic_category().message(errno)));
+        }
+        DS_GibbsOpen(u"/dev/null", std::filesystem::path(path).u16string().c_str());
+        unlink(path.c_str());
+    } else {
+        DS_GibbsOpen(u"/dev/null", u"");
+    }
+    session_is_open = true;
+    DS_AllowRankOrder();
+    (void)engine_text();  // what an earlier session left in the log is not ours
+}
+
+EngineSession::~EngineSession() {
+    DS_GibbsClose();
+    session_is_open = false;
+}
+
+std::int32_t EngineSession::load_group(const std::u16string &data_text) {
+    std::int32_t ignored = 0;
+    const std::int32_t group = group_count_ + 1;
+    if (DS_CreateGroup(0, &ignored, 1, 1, 0) != 0) fail("the engine made no group", group, 0);
+    ++group_count_;
+    if (DS_KeyGroupDef(u"block", data_text.c_str()) != 0) {
+        std::int32_t cases = 0;
+        const bool counted = DS_GetSampleSize(group, &cases) == 0;
+        fail("the engine could not read a row", group, counted ? cases + 1 : 0);
+    }
+    (void)engine_text();  // the names of the variables, which every load logs
+    return group;
+}
+
+void EngineSession::impute(std::int32_t group, std::span<const double> means, std::span<const double> covariance,
+                           RandomStream &random) {
+    EngineSource source(random);
+    if (DS_Impute(group, means.data(), covariance.data(), 0, 0, &source) == 0) return;
+    // Only the first failing case stops the engine; it is found by asking for the cases one by one. Those before it are
+    // drawn again, which does no harm: nothing of this group is used any more.
+    const std::string text = engine_text();
+    std::int32_t count = 0;
+    (void)DS_GetSampleSize(group, &count);
+    std::int32_t failed = 0;
+    for (std::int32_t i = 1; i <= count && failed == 0; ++i) {
+        if (DS_Impute(group, means.data(), covariance.data(), i, i, &source) != 0) failed = i;
+    }
+    throw EngineError("the engine could not draw the hidden cells of a row", group, failed, text);
+}
+
+void EngineSession::sample_moments(std::int32_t group, std::span<double> means, std::span<double> covariance) {
+    if (DS_SampleMoments(group, means.data(), covariance.data(), 0) != 0) fail("the engine gave no moments", group, 0);
+}
+
+void EngineSession::values(std::int32_t group, std::span<double> values) {
+    if (DS_DataMatrix(group, values.data()) != 0) fail("the engine gave no values", group, 0);
+}
+
+// The last error, and the lines of the log that are new. The engine flushes its log at unload only, but it is a stream
+// of this process's C library, which can be told to flush all of them.
+std::string EngineSession::engine_text() {
+    std::string text;
+    std::fflush(nullptr);
+    std::array<char, 4096> part{};
+    for (ssize_t got = 0; (got = pread(log_descriptor, part.data(), part.size(), log_seen_)) > 0; log_seen_ += got) {
+        text.append(part.data(), static_cast<std::size_t>(got));
+    }
+    for (char &c : text) {
+        if (c == '\n' || c == '\t') c = ' ';
+    }
+    while (!text.empty() && text.back() == ' ') text.pop_back();
+    return text;
+}
+
+// The engine logs its last error as well, so the log says all.
+void EngineSession::fail(const std::string &what, std::int32_t group, std::int32_t case_number) {
+    throw EngineError(what, group, case_number, engine_text());
+}
+
+}  // namespace ullage::host

@@ -1,0 +1,133 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The work of a chain's process, and the gathering of its results.
+
+#include "ullage/host/draw/impute.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "ullage/host/base/error.h"
+#include "ullage/host/draw/worker.h"
+#include "ullage/host/model/model_table.h"
+#include "ullage/host/model/parameter_names.h"
+#include "ullage/host/numbers/moments.h"
+
+namespace ullage::host {
+namespace {
+
+std::size_t draw_size(std::size_t n) {
+    return n + packed_size(n);
+}
+
+// Append means and covariance in the units of the transformed columns.
+void append_draw(const ModelTable &model, const Parameters &parameters, std::vector<double> &draws) {
+    const std::size_t n = model.names.size();
+    for (std::size_t i = 0; i < n; ++i) {
+        draws.push_back(model.scales[i].centre + model.scales[i].scale * parameters.mean[i]);
+    }
+    std::size_t place = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        for (std::size_t j = 0; j <= i; ++j, ++place) {
+            draws.push_back(parameters.covariance[place] * model.scales[i].scale * model.scales[j].scale);
+        }
+    }
+}
+
+// One chain, in its own process.
+void run_chain(const ModelTable &model, const ImputeSettings &settings, std::size_t index, FrameWriter &writer) {
+    Chain chain(model, settings.seed, index + 1);
+    std::vector<double> numbers;
+    for (int iteration = 1; iteration <= settings.total(); ++iteration) {
+        chain.iterate();
+        const int kept = iteration - settings.burn_in;
+        if (kept > 0) {
+            numbers.clear();
+            for (const Parameters &parameters : chain.parameters()) append_draw(model, parameters, numbers);
+            writer.write(FrameKind::parameters, 0, numbers);
+        }
+        const int imputation = (kept / settings.thin - 1) * settings.chains + static_cast<int>(index);
+        if (kept > 0 && kept % settings.thin == 0 && imputation < settings.imputations) {
+            numbers.resize(model.hidden->cells.size());
+            chain.copy_hidden(numbers);
+            restore(*model.table, *model.hidden, model.scales, numbers);
+            writer.write(FrameKind::imputation, static_cast<std::uint32_t>(imputation), numbers);
+        }
+        writer.write(FrameKind::progress, static_cast<std::uint32_t>(iteration));
+    }
+}
+
+void check_settings(const ImputeSettings &settings) {
+    const auto at_least = [](const char *name, int value, int least) {
+        if (value < least) {
+            throw Error(Fault::usage, fmt::format("{} must be at least {}, and not {}", name, least, value));
+        }
+    };
+    at_least("the number of imputations", settings.imputations, 1);
+    at_least("the burn-in", settings.burn_in, 0);
+    at_least("the thinning", settings.thin, 1);
+    at_least("the number of chains", settings.chains, 1);
+    at_least("the number of jobs", settings.jobs, 1);
+    const std::int64_t total = std::int64_t{settings.per_chain()} * settings.thin + settings.burn_in;
+    if (total > std::numeric_limits<int>::max()) throw Error(Fault::usage, "the chains would be too long");
+}
+
+}  // namespace
+
+std::span<const double> Imputations::draw(const ModelTable &model, std::size_t chain, std::size_t iteration,
+                                          std::size_t level) const {
+    const std::size_t size = draw_size(model.names.size());
+    return std::span(draws[chain]).subspan((iteration * model.levels.size() + level) * size, size);
+}
+
+Imputations impute(const ModelTable &model, const ImputeSettings &settings,
+                   const std::function<void(const ImputeProgress &)> &progress) {
+    check_settings(settings);
+    const auto chains = static_cast<std::size_t>(settings.chains);
+    Imputations result;
+    result.values.resize(static_cast<std::size_t>(settings.imputations));
+    result.draws.resize(chains);
+    std::vector<std::int64_t> done(chains);
+    std::int64_t all_done = 0;
+    run_workers(
+        chains, static_cast<std::size_t>(settings.jobs),
+        [&](std::size_t chain, FrameWriter &writer) { run_chain(model, settings, chain, writer); },
+        [&](std::size_t chain, const Frame &frame) {
+            if (frame.head.kind == FrameKind::imputation) {
+                result.values[frame.head.argument] = frame.numbers();
+            } else if (frame.head.kind == FrameKind::parameters) {
+                const std::vector<double> numbers = frame.numbers();
+                result.draws[chain].insert(result.draws[chain].end(), numbers.begin(), numbers.end());
+            } else {
+                all_done += frame.head.argument - done[chain];
+                done[chain] = frame.head.argument;
+                if (progress) progress({all_done, std::int64_t{settings.total()} * settings.chains});
+            }
+        });
+    return result;
+}
+
+std::vector<ParameterConvergence> judge_parameters(const ModelTable &model, const Imputations &result) {
+    const std::size_t n = model.names.size();
+    const std::vector<std::string> names = parameter_names(model);
+    const std::size_t iterations = result.draws[0].size() / (draw_size(n) * model.levels.size());
+    std::vector<ParameterConvergence> judged;
+    for (std::size_t level = 0; level < model.levels.size(); ++level) {
+        const auto judge = [&](std::size_t place) {
+            Chains chains(result.draws.size());
+            for (std::size_t chain = 0; chain < chains.size(); ++chain) {
+                for (std::size_t i = 0; i < iterations; ++i) {
+                    chains[chain].push_back(result.draw(model, chain, i, level)[place]);
+                }
+            }
+            judged.push_back({model.levels[level].name, names[place], judge_convergence(chains)});
+        };
+        for (std::size_t i = 0; i < n; ++i) judge(i);
+        for (std::size_t i = 0; i < n; ++i) judge(n + packed_index(i, i));
+    }
+    return judged;
+}
+
+}  // namespace ullage::host

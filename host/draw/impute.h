@@ -1,0 +1,78 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Multiple imputation: several chains in worker processes, and what they give.
+
+#ifndef ULLAGE_HOST_DRAW_IMPUTE_H
+#define ULLAGE_HOST_DRAW_IMPUTE_H
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ullage/host/draw/chain.h"
+#include "ullage/host/model/model_table.h"
+#include "ullage/host/numbers/convergence.h"
+
+namespace ullage::host {
+
+/** How long to run and how often to draw. */
+struct ImputeSettings {
+    std::uint64_t seed = 0;
+    int imputations = 20;  ///< at least 1
+    int burn_in = 200;     ///< iterations of each chain before the first counts, at least 0
+    int thin = 50;         ///< iterations from one imputation of a chain to the next, at least 1
+    int chains = 4;        ///< at least 1
+    int jobs = 1;          ///< chains that run at a time, at least 1; no result depends on it
+
+    /** Imputations that each chain is run for: imputation i is the (i / chains)-th of chain i % chains, from 0. */
+    [[nodiscard]] int per_chain() const { return (imputations + chains - 1) / chains; }
+    /** Iterations that count, of each chain. */
+    [[nodiscard]] int kept() const { return per_chain() * thin; }
+    /** All iterations of each chain. */
+    [[nodiscard]] int total() const { return burn_in + kept(); }
+};
+
+/** How far a run has come. */
+struct ImputeProgress {
+    std::int64_t done;  ///< iterations of all chains
+    std::int64_t total;
+};
+
+/** What a run gives. */
+struct Imputations {
+    /** One per imputation: values of the hidden cells in the units of the file, in the order of HiddenCells::cells. */
+    std::vector<std::vector<double>> values;
+    /**
+     * Draws of the parameters, per chain: for each iteration that counts and each level the means and the packed
+     * covariance of the transformed columns, in the units of the file.
+     */
+    std::vector<std::vector<double>> draws;
+
+    /** The draws of one chain, iteration (from 0) and level: n means, then the packed covariance. */
+    [[nodiscard]] std::span<const double> draw(const ModelTable &model, std::size_t chain, std::size_t iteration,
+                                               std::size_t level) const;
+};
+
+/**
+ * Run all chains, each in a process of its own that is forked from this one, and gather what they give. As with every
+ * fork, no other thread of this process should be at work.
+ *
+ * The same model, seed and settings give the same bits for any number of jobs. All workers are gone when the function
+ * returns or throws.
+ *
+ * @param progress  called now and then; may be empty
+ * @throws Error  what a worker threw (Chain, restore); internal if a worker died or could not be started; usage if a
+ *                setting is out of range; interrupted if a signal that watch_interrupts() knows of asked to stop
+ */
+[[nodiscard]] Imputations impute(const ModelTable &model, const ImputeSettings &settings,
+                                 const std::function<void(const ImputeProgress &)> &progress);
+
+/** Judge every mean and every variance of every level. */
+[[nodiscard]] std::vector<ParameterConvergence> judge_parameters(const ModelTable &model, const Imputations &result);
+
+}  // namespace ullage::host
+
+#endif

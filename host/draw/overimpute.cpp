@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Choosing cells, hiding them, and counting what the intervals cover.
+
+#include "ullage/host/draw/overimpute.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "ullage/host/draw/chain.h"
+#include "ullage/host/model/model_table.h"
+#include "ullage/host/numbers/random_stream.h"
+#include "ullage/host/table/rules.h"
+
+namespace ullage::host {
+namespace {
+
+struct Chosen {
+    std::size_t row;
+    std::size_t column;
+};
+
+/** The cells to be hidden in each run. */
+std::vector<std::vector<Chosen>> choose_cells(const Table &table, std::uint64_t seed) {
+    std::vector<std::vector<Chosen>> runs(kOverimputeRuns);
+    std::vector<std::vector<bool>> taken(kOverimputeRuns, std::vector<bool>(table.row_count(), false));
+    for (std::size_t c = 0; c < table.columns.size(); ++c) {
+        std::vector<std::size_t> rows;
+        for (std::size_t row = 0; row < table.row_count(); ++row) {
+            if (!table.is_hidden(row, c)) rows.push_back(row);
+        }
+        const std::size_t per_run = std::min(rows.size() / 10, kMostOverimputed / kOverimputeRuns);
+        RandomStream random({seed, StreamPurpose::overimpute, 1, 0, c});
+        std::vector<std::size_t> counts(kOverimputeRuns, 0);
+        for (std::size_t left = rows.size(); left > 0; --left) {
+            // The next row at random among those that are left.
+            const auto pick = static_cast<std::size_t>(random.uniform() * static_cast<double>(left));
+            std::swap(rows[pick], rows[left - 1]);
+            const std::size_t row = rows[left - 1];
+            for (std::size_t run = 0; run < kOverimputeRuns; ++run) {
+                if (counts[run] == per_run || taken[run][row]) continue;
+                runs[run].push_back({row, c});
+                taken[run][row] = true;
+                ++counts[run];
+                break;
+            }
+        }
+    }
+    return runs;
+}
+
+/** How many draws of a cell lie below a value. */
+int rank_of(double value, const HiddenCells &hidden, const Chosen &cell, const Imputations &result) {
+    std::size_t place = hidden.row_begin[cell.row];
+    while (hidden.cells[place].column != static_cast<std::int32_t>(cell.column)) ++place;
+    return static_cast<int>(std::count_if(result.values.begin(), result.values.end(),
+                                          [&](const std::vector<double> &draw) { return draw[place] < value; }));
+}
+
+}  // namespace
+
+std::vector<OverimputedColumn> overimpute(const Table &table, const PriorChoice &prior, ImputeSettings settings,
+                                          const std::function<void(const ImputeProgress &)> &progress) {
+    settings.imputations = kOverimputations;
+    std::vector<OverimputedColumn> columns(table.columns.size());
+    for (std::size_t c = 0; c < columns.size(); ++c) columns[c].name = table.columns[c].name;
+    const auto runs = choose_cells(table, settings.seed);
+    for (std::size_t run = 0; run < runs.size(); ++run) {
+        if (runs[run].empty()) continue;
+        Table part = table;
+        for (const Chosen &cell : runs[run]) {
+            part.columns[cell.column].values[cell.row] = std::numeric_limits<double>::quiet_NaN();
+            part.columns[cell.column].states[cell.row] = CellState::missing;
+        }
+        const HiddenCells hidden = close_bounds(part);
+        const ModelTable model = prepare_model(part, hidden, prior);
+        const Imputations result = impute(model, settings, [&](const ImputeProgress &of_run) {
+            if (!progress) return;
+            progress({static_cast<std::int64_t>(run) * of_run.total + of_run.done,
+                      static_cast<std::int64_t>(runs.size()) * of_run.total});
+        });
+        for (const Chosen &cell : runs[run]) {
+            const int rank = rank_of(table.columns[cell.column].values[cell.row], hidden, cell, result);
+            OverimputedColumn &column = columns[cell.column];
+            ++column.cells;
+            if (rank >= 10 && rank <= 29) ++column.in_50;
+            if (rank >= 2 && rank <= 37) ++column.in_90;
+        }
+    }
+    std::erase_if(columns, [](const OverimputedColumn &column) { return column.cells == 0; });
+    return columns;
+}
+
+}  // namespace ullage::host

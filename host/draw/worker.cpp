@@ -1,0 +1,207 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Forking, pipes, and the end of workers.
+
+#include "ullage/host/draw/worker.h"
+
+#include <fmt/format.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <new>
+#include <system_error>
+
+#include "ullage/host/base/error.h"
+#include "ullage/host/base/interrupt.h"
+
+namespace ullage::host {
+namespace {
+
+constexpr std::size_t kFlushBytes = 64 << 10;
+constexpr auto kFlushAfter = std::chrono::milliseconds(50);
+constexpr int kPollMilliseconds = 200;
+
+std::string system_message(int error) {
+    return std::generic_category().message(error);
+}
+
+// A worker process as its parent sees it.
+struct Worker {
+    std::size_t piece = 0;
+    pid_t process = -1;
+    int descriptor = -1;
+    std::string received;
+    bool ended = false;
+
+    Worker() = default;
+    Worker(const Worker &) = delete;
+    Worker &operator=(const Worker &) = delete;
+    ~Worker() {
+        if (descriptor >= 0) close(descriptor);
+        if (process > 0) {
+            kill(process, SIGKILL);
+            (void)reap();
+        }
+    }
+    // Wait for the process; its status.
+    int reap() {
+        int status = 0;
+        while (waitpid(process, &status, 0) < 0 && errno == EINTR) continue;
+        process = -1;
+        return status;
+    }
+};
+
+using Workers = std::vector<std::unique_ptr<Worker>>;
+
+// The life of a worker. Signals that stop the run are its parent's business: the terminal sends them to both.
+[[noreturn]] void be_worker(std::size_t piece, int descriptor,
+                            const std::function<void(std::size_t, FrameWriter &)> &work) {
+    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) signal(signal_number, SIG_IGN);
+    FrameWriter writer(descriptor);
+    try {
+        work(piece, writer);
+        writer.write(FrameKind::end, 0);
+    } catch (const Error &error) {
+        writer.write(FrameKind::failure, static_cast<std::uint32_t>(error.fault()), error.what());
+    } catch (const std::bad_alloc &) {
+        writer.write(FrameKind::failure, static_cast<std::uint32_t>(Fault::internal), "out of memory");
+    } catch (const std::exception &error) {
+        writer.write(FrameKind::failure, static_cast<std::uint32_t>(Fault::internal), error.what());
+    }
+    writer.flush();
+    _exit(0);  // the parent's objects are not the worker's to destroy
+}
+
+std::unique_ptr<Worker> start_worker(std::size_t piece, const Workers &others,
+                                     const std::function<void(std::size_t, FrameWriter &)> &work) {
+    auto worker = std::make_unique<Worker>();
+    worker->piece = piece;
+    std::array<int, 2> ends{};
+    if (pipe(ends.data()) != 0) throw Error(Fault::internal, "cannot make a pipe: " + system_message(errno));
+    worker->descriptor = ends[0];
+    std::fflush(nullptr);  // or the worker's copy of what is buffered would be written a second time
+    worker->process = fork();
+    if (worker->process == 0) {
+        close(ends[0]);
+        for (const auto &other : others) close(other->descriptor);
+        be_worker(piece, ends[1], work);
+    }
+    const int error = errno;
+    close(ends[1]);
+    if (worker->process < 0) throw Error(Fault::internal, "cannot start a worker process: " + system_message(error));
+    return worker;
+}
+
+// Hand on all frames that are complete.
+void take_frames(Worker &worker, const std::function<void(std::size_t, const Frame &)> &take) {
+    std::size_t place = 0;
+    FrameHead head{};
+    while (worker.received.size() - place >= sizeof head) {
+        std::memcpy(&head, worker.received.data() + place, sizeof head);
+        if (worker.received.size() - place - sizeof head < head.size) break;
+        const Frame frame{head, std::string_view(worker.received).substr(place + sizeof head, head.size)};
+        place += sizeof head + head.size;
+        switch (head.kind) {
+            case FrameKind::failure:
+                throw Error(static_cast<Fault>(head.argument), std::string(frame.bytes));
+            case FrameKind::end:
+                worker.ended = true;
+                break;
+            default:
+                take(worker.piece, frame);
+        }
+    }
+    worker.received.erase(0, place);
+}
+
+// Read what there is; false at the end.
+bool receive(Worker &worker) {
+    static std::array<char, 1 << 18> part;
+    const ssize_t got = read(worker.descriptor, part.data(), part.size());
+    if (got < 0 && errno != EINTR) throw Error(Fault::internal, "cannot read from a worker: " + system_message(errno));
+    if (got > 0) worker.received.append(part.data(), static_cast<std::size_t>(got));
+    return got != 0;
+}
+
+// The worker has closed its pipe: it is done, or it died.
+void finish(Worker &worker) {
+    const int status = worker.reap();
+    if (worker.ended) return;
+    check_interrupt();
+    const std::string cause =
+        WIFSIGNALED(status) ? fmt::format("was ended by signal {} ({})", WTERMSIG(status), strsignal(WTERMSIG(status)))
+                            : fmt::format("ended with status {}", WEXITSTATUS(status));
+    const bool killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+    throw Error(Fault::internal, fmt::format("the worker of chain {} {}{}; nothing was written", worker.piece + 1,
+                                             cause, killed ? ", perhaps because memory ran out" : ""));
+}
+
+}  // namespace
+
+void FrameWriter::write(FrameKind kind, std::uint32_t argument, std::string_view bytes) {
+    const FrameHead head{kind, argument, bytes.size()};
+    buffer_.append(reinterpret_cast<const char *>(&head), sizeof head);
+    buffer_.append(bytes);
+    if (buffer_.size() >= kFlushBytes || std::chrono::steady_clock::now() - flushed_ > kFlushAfter) flush();
+}
+
+void FrameWriter::write(FrameKind kind, std::uint32_t argument, std::span<const double> numbers) {
+    write(kind, argument, std::string_view(reinterpret_cast<const char *>(numbers.data()), numbers.size_bytes()));
+}
+
+void FrameWriter::flush() {
+    const char *next = buffer_.data();
+    std::size_t left = buffer_.size();
+    while (left > 0) {
+        const ssize_t put = ::write(descriptor_, next, left);
+        if (put < 0 && errno == EINTR) continue;
+        if (put < 0) _exit(1);  // the parent is gone
+        next += put;
+        left -= static_cast<std::size_t>(put);
+    }
+    buffer_.clear();
+    flushed_ = std::chrono::steady_clock::now();
+}
+
+std::vector<double> Frame::numbers() const {
+    std::vector<double> numbers(bytes.size() / sizeof(double));
+    if (!numbers.empty()) std::memcpy(numbers.data(), bytes.data(), numbers.size() * sizeof(double));
+    return numbers;
+}
+
+void run_workers(std::size_t count, std::size_t jobs, const std::function<void(std::size_t, FrameWriter &)> &work,
+                 const std::function<void(std::size_t, const Frame &)> &take) {
+    Workers workers;
+    std::size_t started = 0;
+    while (started < count || !workers.empty()) {
+        check_interrupt();
+        while (started < count && workers.size() < jobs) workers.push_back(start_worker(started++, workers, work));
+        std::vector<pollfd> waiting;
+        for (const auto &worker : workers) waiting.push_back({worker->descriptor, POLLIN, 0});
+        if (poll(waiting.data(), waiting.size(), kPollMilliseconds) < 0) {
+            if (errno == EINTR) continue;
+            throw Error(Fault::internal, "cannot wait for the workers: " + system_message(errno));
+        }
+        for (std::size_t i = waiting.size(); i-- > 0;) {
+            if (waiting[i].revents == 0) continue;
+            Worker &worker = *workers[i];
+            if (receive(worker)) {
+                take_frames(worker, take);
+            } else {
+                finish(worker);
+                workers.erase(workers.begin() + static_cast<std::ptrdiff_t>(i));
+            }
+        }
+    }
+}
+
+}  // namespace ullage::host

@@ -1,0 +1,70 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Local worker processes and the frames that they send: the only place of the host library that forks.
+
+#ifndef ULLAGE_HOST_DRAW_WORKER_H
+#define ULLAGE_HOST_DRAW_WORKER_H
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ullage::host {
+
+/** What a frame holds. */
+enum class FrameKind : std::uint32_t { progress, parameters, imputation, failure, end };
+
+/** The head of a frame; its bytes follow. Both ends run the same program on the same machine. */
+struct FrameHead {
+    FrameKind kind;
+    std::uint32_t argument;  ///< iterations done; index of an imputation; a Fault
+    std::uint64_t size;      ///< bytes that follow
+};
+
+/** The worker's end: gathers small frames, so that a chain of short iterations makes few calls of the system. */
+class FrameWriter {
+public:
+    explicit FrameWriter(int descriptor) : descriptor_(descriptor) {}
+    /** Nothing waits longer than a fraction of a second. A worker whose reader is gone ends itself. */
+    void write(FrameKind kind, std::uint32_t argument, std::string_view bytes = {});
+    void write(FrameKind kind, std::uint32_t argument, std::span<const double> numbers);
+    void flush();
+
+private:
+    int descriptor_;
+    std::string buffer_;
+    std::chrono::steady_clock::time_point flushed_ = std::chrono::steady_clock::now();
+};
+
+/** A frame as it arrived; its bytes are valid during the call only. */
+struct Frame {
+    FrameHead head;
+    std::string_view bytes;
+
+    [[nodiscard]] std::vector<double> numbers() const;
+};
+
+/**
+ * Run work in worker processes, at most some at a time, and take their frames in this process.
+ *
+ * A worker inherits all memory of this process as it is now. It ends with its work; an Error, or any other exception,
+ * of its work becomes the same Error here. When the function leaves, by whatever way, no worker is left.
+ *
+ * @param count  pieces of work, started in order
+ * @param jobs   workers at a time
+ * @param work   called in the worker with the index of its piece
+ * @param take   called here for progress, parameters and imputation frames
+ * @throws Error  of a worker; internal if a worker died without a word; interrupted
+ */
+void run_workers(std::size_t count, std::size_t jobs, const std::function<void(std::size_t, FrameWriter &)> &work,
+                 const std::function<void(std::size_t, const Frame &)> &take);
+
+}  // namespace ullage::host
+
+#endif

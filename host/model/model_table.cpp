@@ -1,0 +1,204 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// From a table to levels, blocks and moments, and what forbids to model it.
+
+#include "ullage/host/model/model_table.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "ullage/host/base/error.h"
+#include "ullage/host/numbers/moments.h"
+
+namespace ullage::host {
+namespace {
+
+std::string list_columns(const ModelTable &model, const std::vector<std::size_t> &columns) {
+    std::string text;
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        if (i > 0) text += i + 1 < columns.size() ? ", " : " and ";
+        text += fmt::format("\"{}\"", model.names[columns[i]]);
+    }
+    return text;
+}
+
+// Mean and variance of the observed cells of each column, and how many there are.
+void summarise_observed(const ModelTable &model, const std::vector<std::int32_t> &rows, Level &level) {
+    const Table &table = *model.table;
+    for (std::size_t j = 0; j < table.columns.size(); ++j) {
+        std::vector<double> observed;
+        for (const std::int32_t row : rows) {
+            if (!table.is_hidden(static_cast<std::size_t>(row), j)) {
+                observed.push_back(to_model(model.scales[j], table.columns[j].values[static_cast<std::size_t>(row)]));
+            }
+        }
+        const Moments moments = moments_of_rows(observed, 1);
+        const double variance = observed.empty() ? 0.0 : moments.scatter[0] / moments.count;
+        level.observed_count.push_back(observed.size());
+        level.mean.push_back(moments.mean[0]);
+        level.variance.push_back(variance > 1e-18 ? variance : 1.0);
+    }
+}
+
+// Moments of the rows without hidden cells, in parts of a block's size.
+Moments complete_moments(const ModelTable &model, const std::vector<std::int32_t> &rows) {
+    const Table &table = *model.table;
+    const std::size_t n = table.columns.size();
+    std::vector<Moments> parts;
+    std::vector<double> values;
+    for (std::size_t first = 0; first < rows.size() || parts.empty(); first += kBlockRows) {
+        values.clear();
+        for (std::size_t i = first; i < std::min(first + kBlockRows, rows.size()); ++i) {
+            for (std::size_t j = 0; j < n; ++j) {
+                values.push_back(to_model(model.scales[j], table.columns[j].values[static_cast<std::size_t>(rows[i])]));
+            }
+        }
+        parts.push_back(moments_of_rows(values, n));
+    }
+    return combine(std::move(parts));
+}
+
+// Find columns that follow from each other in the complete rows and in all rows where they are observed together: the
+// imputed cells would come to follow too.
+void check_joint(const ModelTable &model, const Level &level, const std::vector<std::int32_t> &rows) {
+    if (level.complete.count <= static_cast<double>(model.names.size())) return;
+    try {
+        check_moments(level.complete, level.prior);
+    } catch (const UnusableMoments &why) {
+        if (why.kind() != UnusableMoments::Kind::collinear) return;
+        std::vector<double> values;
+        for (const std::int32_t row : rows) {
+            const auto is_hidden = [&](std::size_t j) {
+                return model.table->is_hidden(static_cast<std::size_t>(row), j);
+            };
+            if (std::ranges::any_of(why.columns(), is_hidden)) continue;
+            for (const std::size_t j : why.columns()) {
+                values.push_back(
+                    to_model(model.scales[j], model.table->columns[j].values[static_cast<std::size_t>(row)]));
+            }
+        }
+        try {
+            check_moments(moments_of_rows(values, why.columns().size()), {});
+        } catch (const UnusableMoments &) {
+            throw why;
+        }
+    }
+}
+
+// Find early what would stop the first iterations.
+void check_level(const ModelTable &model, const Level &level, const std::vector<std::int32_t> &rows) {
+    const Table &table = *model.table;
+    const std::size_t n = model.names.size();
+    if (level.prior.mean_cases == 0.0) {
+        for (std::size_t j = 0; j < n; ++j) {
+            const auto known = [&](std::int32_t row) {
+                return table.columns[j].states[static_cast<std::size_t>(row)] != CellState::missing;
+            };
+            if (std::none_of(rows.begin(), rows.end(), known)) {
+                throw Error(Fault::data,
+                            fmt::format("nothing is known of \"{}\"{}: all its cells are missing. Leave it "
+                                        "out of the model (--columns), or give a prior from a file",
+                                        model.names[j], in_level(level)));
+            }
+        }
+    }
+    try {
+        // Enough rows, and columns that vary, by stand-in moments of uncorrelated columns.
+        Moments stand_in{static_cast<double>(rows.size()), level.mean, std::vector<double>(packed_size(n), 0.0)};
+        for (std::size_t j = 0; j < n; ++j) {
+            double spread = static_cast<double>(rows.size());
+            if (level.observed_count[j] == rows.size()) {
+                const double first = table.columns[j].values[static_cast<std::size_t>(rows[0])];
+                if (std::all_of(rows.begin(), rows.end(), [&](std::int32_t row) {
+                        return table.columns[j].values[static_cast<std::size_t>(row)] == first;
+                    })) {
+                    spread = 0.0;
+                }
+            }
+            stand_in.scatter[packed_index(j, j)] = spread;
+        }
+        check_moments(stand_in, level.prior);
+        check_joint(model, level, rows);
+    } catch (const UnusableMoments &why) {
+        throw explain_unusable(model, level, why);
+    }
+}
+
+}  // namespace
+
+std::string in_level(const Level &level) {
+    return level.name.empty() ? std::string() : fmt::format(" in level \"{}\"", level.name);
+}
+
+Error explain_unusable(const ModelTable &model, const Level &level, const UnusableMoments &why) {
+    const std::size_t n = model.names.size();
+    const std::string where = in_level(level);
+    std::string text;
+    if (why.kind() == UnusableMoments::Kind::too_few) {
+        const std::size_t least = level.row_count > n ? 1 : n - level.row_count + 1;
+        text = fmt::format(
+            "too few rows{}: {} for {} columns, which need at least {}. Use fewer columns (--columns), or a prior that "
+            "is "
+            "worth some cases (--prior ridge={})",
+            where, level.row_count, n, n + 1, least);
+    } else if (why.kind() == UnusableMoments::Kind::constant) {
+        text = fmt::format(
+            "{} {} constant{}: all values are the same. Leave {} out of the model (--columns), or use a prior that is "
+            "worth some cases (--prior ridge=1)",
+            list_columns(model, why.columns()), why.columns().size() == 1 ? "is" : "are", where,
+            why.columns().size() == 1 ? "it" : "them");
+    } else {
+        text = fmt::format("{} are collinear{}: the covariance is singular, as each of them follows from the others.",
+                           list_columns(model, why.columns()), where);
+        for (const std::size_t column : why.columns()) {
+            if (level.observed_count[column] > n) continue;
+            text += fmt::format(" \"{}\" has only {} observed values for {} columns, too few to tell its relations.",
+                                model.names[column], level.observed_count[column], n);
+        }
+        text +=
+            " Leave one of them out of the model (--columns), or use a prior that is worth some cases (--prior "
+            "ridge=1)";
+    }
+    return {Fault::data, text};
+}
+
+ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const PriorChoice &prior) {
+    ModelTable model{&table, &hidden, {}, choose_scales(table, hidden), {}, {}};
+    if (table.columns.empty()) throw Error(Fault::data, "there is no column of numbers to model");
+    for (const Column &column : table.columns) model.names.push_back(column.name);
+    std::vector<std::vector<std::int32_t>> rows_of_level(table.levels.size());
+    for (std::size_t row = 0; row < table.row_count(); ++row) {
+        rows_of_level[static_cast<std::size_t>(table.level_of_row[row])].push_back(static_cast<std::int32_t>(row));
+    }
+    for (std::size_t l = 0; l < table.levels.size(); ++l) {
+        Level level;
+        level.name = table.levels[l];
+        level.row_count = rows_of_level[l].size();
+        summarise_observed(model, rows_of_level[l], level);
+        level.prior = make_prior(prior, model.names, model.scales, level.variance);
+        // The engine prepares a pattern of hidden cells once per group: rows of one pattern stay together.
+        std::vector<std::int32_t> &rows = rows_of_level[l];
+        const auto precedes = [&](std::int32_t a, std::int32_t b) {
+            return std::ranges::lexicographical_compare(hidden.of_row(static_cast<std::size_t>(a)),
+                                                        hidden.of_row(static_cast<std::size_t>(b)), {},
+                                                        &HiddenCell::column, &HiddenCell::column);
+        };
+        std::ranges::stable_sort(rows, precedes);
+        const auto first_hidden = std::ranges::partition_point(
+            rows, [&](std::int32_t row) { return hidden.of_row(static_cast<std::size_t>(row)).empty(); });
+        level.first_block = model.blocks.size();
+        for (auto begin = first_hidden; begin != rows.end(); ++level.block_count) {
+            const auto end = begin + std::min<std::ptrdiff_t>(kBlockRows, rows.end() - begin);
+            model.blocks.push_back({l, {begin, end}});
+            begin = end;
+        }
+        level.complete = complete_moments(model, {rows.begin(), first_hidden});
+        check_level(model, level, rows);
+        model.levels.push_back(std::move(level));
+    }
+    return model;
+}
+
+}  // namespace ullage::host

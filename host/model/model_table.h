@@ -1,0 +1,70 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// A table made ready for data augmentation.
+
+#ifndef ULLAGE_HOST_MODEL_MODEL_TABLE_H
+#define ULLAGE_HOST_MODEL_MODEL_TABLE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ullage/host/base/error.h"
+#include "ullage/host/model/posterior.h"
+#include "ullage/host/model/prior.h"
+#include "ullage/host/model/scale.h"
+#include "ullage/host/numbers/moments.h"
+#include "ullage/host/table/table.h"
+
+namespace ullage::host {
+
+/** Rows that the engine holds as one group and that draw from one stream; part of what a seed means. */
+inline constexpr std::size_t kBlockRows = 4096;
+
+/** Rows of one level that have hidden cells. */
+struct Block {
+    std::size_t level;
+    std::vector<std::int32_t> rows;  ///< at most kBlockRows; rows with the same hidden columns stand together
+};
+
+/** What the model knows of one level before the first draw, in the model's units. */
+struct Level {
+    std::string name;  ///< "" if there is no "by" column
+    Moments complete;  ///< of the rows without hidden cells, which never enter the engine
+    std::size_t row_count = 0;
+    std::size_t first_block = 0;  ///< its blocks in ModelTable::blocks
+    std::size_t block_count = 0;
+    std::vector<std::size_t> observed_count;  ///< per column
+    std::vector<double> mean;                 ///< of the observed cells, 0 where there are none
+    std::vector<double> variance;             ///< of the observed cells, 1 where they do not vary
+    Prior prior;
+};
+
+/** A table made ready for data augmentation. It refers to the table and its hidden cells, which must outlive it. */
+struct ModelTable {
+    const Table *table;
+    const HiddenCells *hidden;
+    std::vector<std::string> names;  ///< of the columns
+    std::vector<Scale> scales;
+    std::vector<Level> levels;
+    std::vector<Block> blocks;  ///< level by level
+};
+
+/**
+ * Make a table ready.
+ *
+ * @throws Error  data, in words and with a way out, if the data cannot determine the parameters: a constant column,
+ *                a column that nothing is known of, too few rows, columns that are combinations of each other
+ */
+[[nodiscard]] ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const PriorChoice &prior);
+
+/** Where a level is, as a part of a sentence: ` in level "a"`, or nothing if there is no "by" column. */
+[[nodiscard]] std::string in_level(const Level &level);
+
+/** Why the parameters of a level cannot be drawn, and what to do. */
+[[nodiscard]] Error explain_unusable(const ModelTable &model, const Level &level, const UnusableMoments &why);
+
+}  // namespace ullage::host
+
+#endif

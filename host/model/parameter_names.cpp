@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The names of parameters.
+
+#include "ullage/host/model/parameter_names.h"
+
+#include <fmt/format.h>
+
+#include <array>
+
+#include "ullage/host/model/model_table.h"
+
+namespace ullage::host {
+
+std::string transformed_name(Transformation transformation, std::string_view column) {
+    constexpr std::array<const char *, 4> kFormats = {"{}", "log({})", "sqrt({})", "logit({})"};
+    return fmt::format(fmt::runtime(kFormats[static_cast<std::size_t>(transformation)]), column);
+}
+
+std::vector<std::string> parameter_names(const ModelTable &model) {
+    std::vector<std::string> columns;
+    for (std::size_t i = 0; i < model.names.size(); ++i) {
+        columns.push_back(transformed_name(model.scales[i].transformation, model.names[i]));
+    }
+    return parameter_names(columns);
+}
+
+std::vector<std::string> parameter_names(std::span<const std::string> columns) {
+    std::vector<std::string> names;
+    for (const std::string &column : columns) names.push_back(fmt::format("mean({})", column));
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        for (std::size_t j = 0; j < i; ++j) names.push_back(fmt::format("cov({},{})", columns[i], columns[j]));
+        names.push_back(fmt::format("var({})", columns[i]));
+    }
+    return names;
+}
+
+}  // namespace ullage::host

@@ -1,0 +1,27 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The names of parameters, and of columns on the scale of the model.
+
+#ifndef ULLAGE_HOST_MODEL_PARAMETER_NAMES_H
+#define ULLAGE_HOST_MODEL_PARAMETER_NAMES_H
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ullage/host/model/model_table.h"
+
+namespace ullage::host {
+
+/** Names of the parameters of one level: mean(a), mean(log(b)), ..., var(a), cov(log(b),a), var(log(b)), ... */
+[[nodiscard]] std::vector<std::string> parameter_names(const ModelTable &model);
+/** The same of columns given by their transformed names. */
+[[nodiscard]] std::vector<std::string> parameter_names(std::span<const std::string> columns);
+
+/** The name of a column on the scale of the model: "lead", "log(lead)". */
+[[nodiscard]] std::string transformed_name(Transformation transformation, std::string_view column);
+
+}  // namespace ullage::host
+
+#endif

@@ -1,0 +1,76 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The multivariate normal model of one level: the prior, and draws of the parameters.
+
+#ifndef ULLAGE_HOST_MODEL_POSTERIOR_H
+#define ULLAGE_HOST_MODEL_POSTERIOR_H
+
+#include <cstddef>
+#include <span>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "ullage/host/numbers/moments.h"
+#include "ullage/host/numbers/random_stream.h"
+
+namespace ullage::host {
+
+/** Means and packed covariance. */
+struct Parameters {
+    std::vector<double> mean;
+    std::vector<double> covariance;
+};
+
+/**
+ * What is known of the parameters before the data: the normal / inverse Wishart family,
+ *
+ *     covariance ~ inverse Wishart(covariance_cases, scatter),  mean | covariance ~ normal(mean,
+ * covariance/mean_cases).
+ *
+ * All zero is Jeffreys' prior, with density |covariance|^(-(n + 1) / 2).
+ */
+struct Prior {
+    double mean_cases = 0.0;        ///< how many cases the prior mean is worth; 0 for a flat one
+    double covariance_cases = 0.0;  ///< degrees of freedom of the covariance
+    std::vector<double> mean;       ///< n; not read if mean_cases is 0
+    std::vector<double> scatter;    ///< packed; covariance_cases times the prior guess; not read if that is 0
+};
+
+/** Why no parameters can be drawn. */
+class UnusableMoments : public std::runtime_error {
+public:
+    enum class Kind { too_few, constant, collinear };
+    UnusableMoments(Kind kind, std::vector<std::size_t> columns)
+        : std::runtime_error("unusable moments"), kind_(kind), columns_(std::move(columns)) {}
+    [[nodiscard]] Kind kind() const { return kind_; }
+    /** The columns involved, ascending; all for too_few. */
+    [[nodiscard]] const std::vector<std::size_t> &columns() const { return columns_; }
+
+private:
+    Kind kind_;
+    std::vector<std::size_t> columns_;
+};
+
+/** A column whose variance given the others is below this part of its own counts as a combination of them. */
+inline constexpr double kLeastUnexplained = 1e-11;
+
+/**
+ * Draw means and covariance from their posterior distribution given complete data (Schafer 1997, section 5.2; the
+ * covariance by Bartlett's decomposition).
+ *
+ * @param random  its next numbers decide
+ * @throws UnusableMoments  if the posterior is improper or, within rounding, singular
+ */
+[[nodiscard]] Parameters draw_parameters(const Moments &moments, const Prior &prior, RandomStream &random);
+
+/**
+ * Look whether moments allow a draw of parameters, without drawing.
+ *
+ * @throws UnusableMoments  as draw_parameters
+ */
+void check_moments(const Moments &moments, const Prior &prior);
+
+}  // namespace ullage::host
+
+#endif

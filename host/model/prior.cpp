@@ -1,0 +1,121 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Reading a prior and bringing it into the model's units.
+
+#include "ullage/host/model/prior.h"
+
+#include <fmt/format.h>
+
+#include <Eigen/Dense>
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <string_view>
+
+#include "ullage/host/base/error.h"
+#include "ullage/host/base/input_file.h"
+#include "ullage/host/numbers/moments.h"
+#include "ullage/host/table/read_table.h"
+
+namespace ullage::host {
+namespace {
+
+[[noreturn]] void refuse(const std::string &message) {
+    throw Error(Fault::usage, message);
+}
+
+double parse_cases(std::string_view text) {
+    double cases = 0.0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), cases);
+    if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(cases) || !(cases > 0.0)) {
+        refuse(fmt::format("the ridge prior needs a number of cases above 0, as in ridge=2, not \"{}\"", text));
+    }
+    return cases;
+}
+
+void check_file(const PriorChoice &choice, const std::string &path) {
+    const std::size_t n = choice.columns.size();
+    if (choice.mean.size() != n || choice.covariance.size() != n ||
+        std::any_of(choice.covariance.begin(), choice.covariance.end(),
+                    [&](const auto &row) { return row.size() != n; })) {
+        refuse(
+            fmt::format("{}: with {} columns, mean needs {} numbers and covariance {} rows of {}", path, n, n, n, n));
+    }
+    if (!(choice.mean_cases >= 0.0) || !(choice.covariance_cases > 0.0)) {
+        refuse(fmt::format("{}: mean_cases must be 0 or more, covariance_cases above 0", path));
+    }
+    const auto size = static_cast<Eigen::Index>(n);
+    Eigen::MatrixXd covariance(size, size);
+    for (Eigen::Index i = 0; i < size; ++i) {
+        for (Eigen::Index j = 0; j < size; ++j) covariance(i, j) = choice.covariance[i][j];
+    }
+    const bool symmetric =
+        (covariance - covariance.transpose()).cwiseAbs().maxCoeff() <= 1e-9 * covariance.cwiseAbs().maxCoeff();
+    if (!symmetric || covariance.llt().info() != Eigen::Success) {
+        refuse(fmt::format("{}: covariance must be symmetric and positive definite", path));
+    }
+}
+
+}  // namespace
+
+PriorChoice parse_prior(const std::string &text) {
+    PriorChoice choice;
+    if (text == "jeffreys") return choice;
+    constexpr std::string_view kRidge = "ridge=";
+    if (text.starts_with(kRidge)) {
+        choice.kind = PriorChoice::Kind::ridge;
+        choice.ridge_cases = parse_cases(std::string_view(text).substr(kRidge.size()));
+        return choice;
+    }
+    if (text == "ridge") refuse("the ridge prior needs a number of cases, as in ridge=2");
+    choice.kind = PriorChoice::Kind::file;
+    const std::string bytes = read_file(text);
+    try {
+        const auto json = nlohmann::json::parse(bytes);
+        json.at("columns").get_to(choice.columns);
+        json.at("mean").get_to(choice.mean);
+        json.at("mean_cases").get_to(choice.mean_cases);
+        json.at("covariance").get_to(choice.covariance);
+        json.at("covariance_cases").get_to(choice.covariance_cases);
+    } catch (const nlohmann::json::exception &error) {
+        refuse(fmt::format("{}: not a prior: {}", text, error.what()));
+    }
+    check_file(choice, text);
+    return choice;
+}
+
+Prior make_prior(const PriorChoice &choice, std::span<const std::string> names, std::span<const Scale> scales,
+                 std::span<const double> variances) {
+    const std::size_t n = names.size();
+    Prior prior;
+    if (choice.kind == PriorChoice::Kind::jeffreys) return prior;
+    prior.scatter.assign(packed_size(n), 0.0);
+    if (choice.kind == PriorChoice::Kind::ridge) {
+        prior.covariance_cases = choice.ridge_cases;
+        for (std::size_t i = 0; i < n; ++i) prior.scatter[packed_index(i, i)] = choice.ridge_cases * variances[i];
+        return prior;
+    }
+    // The file may hold the columns in any order.
+    std::vector<std::size_t> place(n);
+    for (std::size_t i = 0; i < n; ++i) {
+        const auto found = std::find(choice.columns.begin(), choice.columns.end(), names[i]);
+        if (found == choice.columns.end()) refuse(fmt::format("the prior's file lacks the column \"{}\"", names[i]));
+        place[i] = static_cast<std::size_t>(found - choice.columns.begin());
+    }
+    if (choice.columns.size() != n) {
+        refuse(fmt::format("the prior's file has {} columns, the model {}", choice.columns.size(), n));
+    }
+    prior.mean_cases = choice.mean_cases;
+    prior.covariance_cases = choice.covariance_cases;
+    for (std::size_t i = 0; i < n; ++i) {
+        prior.mean.push_back((choice.mean[place[i]] - scales[i].centre) / scales[i].scale);
+        for (std::size_t j = 0; j <= i; ++j) {
+            prior.scatter[packed_index(i, j)] =
+                choice.covariance_cases * choice.covariance[place[i]][place[j]] / (scales[i].scale * scales[j].scale);
+        }
+    }
+    return prior;
+}
+
+}  // namespace ullage::host

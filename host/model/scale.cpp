@@ -1,0 +1,184 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The model's units and the way back.
+
+#include "ullage/host/model/scale.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "ullage/host/base/error.h"
+#include "ullage/host/table/rules.h"
+
+namespace ullage::host {
+namespace {
+
+double transform(Transformation transformation, double value) {
+    switch (transformation) {
+        case Transformation::log:
+            return std::log(value);
+        case Transformation::sqrt:
+            return std::sqrt(value);
+        case Transformation::logit:
+            return std::log(value / (1.0 - value));
+        case Transformation::none:
+            break;
+    }
+    return value;
+}
+
+double transform_back(Transformation transformation, double value) {
+    switch (transformation) {
+        case Transformation::log:
+            return std::exp(value);
+        case Transformation::sqrt:
+            return value * value;
+        case Transformation::logit:
+            return 1.0 / (1.0 + std::exp(-value));
+        case Transformation::none:
+            break;
+    }
+    return value;
+}
+
+/** Mean and standard deviation; the sums run over values divided by the largest, so they cannot overflow. */
+Scale centre_and_scale(Transformation transformation, const std::vector<double> &values) {
+    double largest = 0.0;
+    for (const double value : values) largest = std::max(largest, std::fabs(value));
+    if (largest == 0.0) return {transformation, 0.0, 1.0};
+    const auto count = static_cast<double>(values.size());
+    double sum = 0.0;
+    for (const double value : values) sum += value / largest;
+    const double mean = sum / count;
+    double squares = 0.0;
+    for (const double value : values) squares += (value / largest - mean) * (value / largest - mean);
+    const double deviation = std::sqrt(squares / count) * largest;
+    return {transformation, mean * largest, deviation > 0.0 ? deviation : 1.0};
+}
+
+bool are_equal(const std::vector<double> &values) {
+    return std::all_of(values.begin(), values.end(), [&](double value) { return value == values.front(); });
+}
+
+/**
+ * Whether a draw that came out on the wrong side of a limit is there by rounding alone: the two differ, in the model's
+ * units, by less than 1e-9 of the numbers that the way back adds up.
+ */
+bool is_rounding(const Scale &scale, double value, double limit) {
+    const double at_limit = to_model(scale, limit);
+    if (!std::isfinite(at_limit)) return true;
+    const double magnitude = 1.0 + std::fabs(at_limit) + std::fabs(scale.centre) / scale.scale;
+    return std::fabs(to_model(scale, value) - at_limit) <= 1e-9 * magnitude;
+}
+
+}  // namespace
+
+std::vector<Scale> choose_scales(const Table &table, const HiddenCells &hidden) {
+    const std::vector<std::size_t> tie = tied_columns(table);
+    std::vector<Scale> scales(table.columns.size());
+    std::vector<double> values;
+    for (std::size_t first = 0; first < table.columns.size(); ++first) {
+        if (tie[first] != first) continue;
+        const Transformation transformation = table.columns[first].transformation;
+        const auto add = [&](double value) {
+            const double transformed = transform(transformation, value);
+            if (std::isfinite(transformed)) values.push_back(transformed);
+        };
+        values.clear();
+        for (std::size_t c = first; c < table.columns.size(); ++c) {
+            if (tie[c] != first) continue;
+            for (std::size_t row = 0; row < table.row_count(); ++row) {
+                if (!table.is_hidden(row, c)) add(table.columns[c].values[row]);
+            }
+        }
+        if (values.empty() || are_equal(values)) {
+            for (const HiddenCell &cell : hidden.cells) {
+                if (tie[static_cast<std::size_t>(cell.column)] != first) continue;
+                add(cell.lower);
+                add(cell.upper);
+            }
+        }
+        const Scale scale = centre_and_scale(transformation, values);
+        for (std::size_t c = first; c < table.columns.size(); ++c) {
+            if (tie[c] == first) scales[c] = scale;
+        }
+    }
+    return scales;
+}
+
+double to_model(const Scale &scale, double value) {
+    return (transform(scale.transformation, value) - scale.centre) / scale.scale;
+}
+
+double from_model(const Scale &scale, double value) {
+    return transform_back(scale.transformation, value * scale.scale + scale.centre);
+}
+
+void restore(const Table &table, const HiddenCells &hidden, std::span<const Scale> scales, std::span<double> values) {
+    if (values.size() != hidden.cells.size()) throw Error(Fault::internal, "an imputation of the wrong length");
+    std::vector<std::size_t> rising;                       // the cells of a row, each behind those that it lies above
+    std::vector<std::size_t> place(table.columns.size());  // of each hidden column of the row in values
+
+    const auto keep = [&](std::size_t i, double limit, bool is_upper) {
+        double &value = values[i];
+        if (is_upper ? value < limit : value > limit) return;
+        const HiddenCell &cell = hidden.cells[i];
+        if (!is_rounding(scales[static_cast<std::size_t>(cell.column)], value, limit)) {
+            throw Error(Fault::internal, fmt::format("{}: the draw {} is not {} {}",
+                                                     table.describe_cell(static_cast<std::size_t>(cell.row),
+                                                                         static_cast<std::size_t>(cell.column)),
+                                                     value, is_upper ? "below" : "above", limit));
+        }
+        value = std::nextafter(limit, is_upper ? -kOpen : kOpen);
+    };
+    const auto keep_all = [&](std::size_t i, bool is_upper) {
+        const HiddenCell &cell = hidden.cells[i];
+        keep(i, is_upper ? cell.upper : cell.lower, is_upper);
+        for (const Reference &reference : hidden.references_of(cell)) {
+            if (reference.is_upper == is_upper) {
+                keep(i, values[place[static_cast<std::size_t>(reference.column)]], is_upper);
+            }
+        }
+    };
+
+    for (std::size_t row = 0; row < table.row_count(); ++row) {
+        const std::size_t begin = hidden.row_begin[row];
+        const std::size_t end = hidden.row_begin[row + 1];
+        bool has_references = false;
+        for (std::size_t i = begin; i < end; ++i) {
+            const HiddenCell &cell = hidden.cells[i];
+            const auto column = static_cast<std::size_t>(cell.column);
+            place[column] = i;
+            values[i] = from_model(scales[column], values[i]);
+            if (!std::isfinite(values[i])) {
+                throw Error(Fault::data,
+                            fmt::format("{}: an imputed value is too large for a number; check the column's "
+                                        "transformation, or give it an --upper limit",
+                                        table.describe_cell(row, column)));
+            }
+            has_references = has_references || cell.reference_count > 0;
+        }
+        if (!has_references) {
+            for (std::size_t i = begin; i < end; ++i) {
+                keep_all(i, false);
+                keep_all(i, true);
+            }
+            continue;
+        }
+        // The references are closed: a cell lies above more cells than any cell below it does.
+        rising.clear();
+        for (std::size_t i = begin; i < end; ++i) rising.push_back(i);
+        const auto count_below = [&](std::size_t i) {
+            const auto references = hidden.references_of(hidden.cells[i]);
+            return std::count_if(references.begin(), references.end(), [](const Reference &r) { return !r.is_upper; });
+        };
+        std::stable_sort(rising.begin(), rising.end(),
+                         [&](std::size_t a, std::size_t b) { return count_below(a) < count_below(b); });
+        for (const std::size_t i : rising) keep_all(i, false);
+        std::for_each(rising.rbegin(), rising.rend(), [&](std::size_t i) { keep_all(i, true); });
+    }
+}
+
+}  // namespace ullage::host

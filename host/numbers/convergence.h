@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Whether chains have met and how much they are worth: R-hat and effective sample sizes.
+
+#ifndef ULLAGE_HOST_NUMBERS_CONVERGENCE_H
+#define ULLAGE_HOST_NUMBERS_CONVERGENCE_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace ullage::host {
+
+/** One quantity's draws: one sequence per chain, all of one length. */
+using Chains = std::vector<std::vector<double>>;
+
+/** What the draws of one quantity say about its chains; NaN where they cannot say. */
+struct Convergence {
+    double rhat;      ///< rank-normalised split R-hat, the larger of the bulk and the folded one
+    double ess_bulk;  ///< effective number of draws for the centre of the distribution
+    double ess_tail;  ///< the smaller of those for its 5% and its 95% quantile
+};
+
+/**
+ * Judge one quantity after Vehtari, Gelman, Simpson, Carpenter, Buerkner (2021), Rank-normalization, folding, and
+ * localization, Bayesian Analysis 16(2). Each chain is split in halves (an odd one drops its middle draw).
+ *
+ * @param chains  at least one chain; fewer than 4 draws per chain, a draw that is not finite, or draws that are all the
+ *                same give NaN throughout; fewer than 12 give no sizes
+ */
+[[nodiscard]] Convergence judge_convergence(const Chains &chains);
+
+/** A parameter of one level, and what its chains say. */
+struct ParameterConvergence {
+    std::string level;  ///< "" if there is no "by" column
+    std::string name;   ///< as in parameter_names
+    Convergence convergence;
+};
+
+/** Effective number of draws for the mean, of the draws themselves, each chain split in halves (Vehtari et al. 2021,
+ * section 2.2): the Monte Carlo error of the mean is the standard deviation of the draws over its square root. NaN as
+ * in Convergence. */
+[[nodiscard]] double mean_effective_size(const Chains &chains);
+
+/** Autocorrelation at a lag below the length of the chains, each about the mean of its own chain, averaged over the
+ * chains that vary; NaN if none does. */
+[[nodiscard]] double autocorrelation(const Chains &chains, std::size_t lag);
+
+/** From these on, chains are worth a warning: R-hat above the first, or a size below the second times the chains. */
+inline constexpr double kWorstRhat = 1.05;
+inline constexpr double kLeastEssPerChain = 100.0;
+
+}  // namespace ullage::host
+
+#endif

@@ -1,0 +1,66 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The moments of rows, and of parts put together.
+
+#include "ullage/host/numbers/moments.h"
+
+#include <utility>
+
+namespace ullage::host {
+namespace {
+
+// Add moments of other rows.
+void merge(Moments &into, const Moments &other) {
+    if (other.count == 0.0) return;
+    if (into.count == 0.0) {
+        into = other;
+        return;
+    }
+    const double count = into.count + other.count;
+    const double weight = into.count * other.count / count;
+    const double share = other.count / count;
+    const std::size_t n = into.mean.size();
+    std::vector<double> difference(n);
+    for (std::size_t i = 0; i < n; ++i) difference[i] = other.mean[i] - into.mean[i];
+    std::size_t place = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        for (std::size_t j = 0; j <= i; ++j, ++place) {
+            into.scatter[place] += other.scatter[place] + weight * difference[i] * difference[j];
+        }
+        into.mean[i] += share * difference[i];
+    }
+    into.count = count;
+}
+
+}  // namespace
+
+Moments moments_of_rows(std::span<const double> values, std::size_t n) {
+    Moments moments;
+    const std::size_t rows = n == 0 ? 0 : values.size() / n;
+    moments.count = static_cast<double>(rows);
+    moments.mean.assign(n, 0.0);
+    moments.scatter.assign(packed_size(n), 0.0);
+    if (rows == 0) return moments;
+    for (std::size_t r = 0; r < rows; ++r) {
+        for (std::size_t i = 0; i < n; ++i) moments.mean[i] += values[r * n + i];
+    }
+    for (double &mean : moments.mean) mean /= moments.count;
+    std::vector<double> deviation(n);
+    for (std::size_t r = 0; r < rows; ++r) {
+        for (std::size_t i = 0; i < n; ++i) deviation[i] = values[r * n + i] - moments.mean[i];
+        double *row = moments.scatter.data();
+        for (std::size_t i = 0; i < n; row += ++i) {
+            for (std::size_t j = 0; j <= i; ++j) row[j] += deviation[i] * deviation[j];
+        }
+    }
+    return moments;
+}
+
+Moments combine(std::vector<Moments> parts) {
+    for (std::size_t step = 1; step < parts.size(); step *= 2) {
+        for (std::size_t i = 0; i + step < parts.size(); i += 2 * step) merge(parts[i], parts[i + step]);
+    }
+    return std::move(parts.front());
+}
+
+}  // namespace ullage::host

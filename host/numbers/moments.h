@@ -1,0 +1,43 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Packed matrices, and the moments of rows.
+
+#ifndef ULLAGE_HOST_NUMBERS_MOMENTS_H
+#define ULLAGE_HOST_NUMBERS_MOMENTS_H
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+namespace ullage::host {
+
+/** Elements of the lower triangle of a symmetric matrix of order n, by rows: the engine's packed form. */
+[[nodiscard]] constexpr std::size_t packed_size(std::size_t n) {
+    return n * (n + 1) / 2;
+}
+/** The place of element (i, j), j <= i. */
+[[nodiscard]] constexpr std::size_t packed_index(std::size_t i, std::size_t j) {
+    return i * (i + 1) / 2 + j;
+}
+
+/** Count, means, and packed sums of squares and products about the means, of some rows. */
+struct Moments {
+    double count = 0.0;
+    std::vector<double> mean;
+    std::vector<double> scatter;
+};
+
+/** Moments of rows, given one after the other with n values each. */
+[[nodiscard]] Moments moments_of_rows(std::span<const double> values, std::size_t n);
+
+/**
+ * Put the moments of parts together, pairwise (Chan, Golub, LeVeque 1979), in a tree that depends on the number of
+ * parts alone: the same parts in the same order give the same bits wherever each was computed.
+ *
+ * @param parts  at least one, all of one order; empty parts (count 0) are allowed
+ */
+[[nodiscard]] Moments combine(std::vector<Moments> parts);
+
+}  // namespace ullage::host
+
+#endif

@@ -1,0 +1,94 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Plots as inline SVG: axes with round ticks, bars and lines whose looks are left to the style sheet of the page.
+
+#ifndef ULLAGE_HOST_REPORT_SVG_PLOT_H
+#define ULLAGE_HOST_REPORT_SVG_PLOT_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ullage::host {
+
+/**
+ * Text that stands for itself in HTML and SVG, as content and between the quotes of an attribute.
+ *
+ * Control characters become spaces, and bytes that are no UTF-8 become U+FFFD, so that any name of a file or a column
+ * can be shown.
+ */
+[[nodiscard]] std::string html_escape(std::string_view text);
+
+/** The text cut to a number of characters, an ellipsis being the last; not escaped. */
+[[nodiscard]] std::string shorten(std::string_view text, std::size_t characters);
+
+/** A place on an axis and what is written there. */
+struct Tick {
+    double value;
+    std::string label;
+};
+
+/**
+ * Places at 1, 2 or 5 times a power of ten within [low, high]: steps that people count in.
+ *
+ * @param low, high  finite; equal ends give one tick
+ * @param most       the greatest number of ticks, at least 2
+ * @param is_log     the axis shows logarithms, low above 0: then powers of ten, with 2 and 5 between them where there
+ *                   is room; less than a decade is ticked like a plain axis
+ */
+[[nodiscard]] std::vector<Tick> round_ticks(double low, double high, std::size_t most, bool is_log = false);
+
+/** One axis, from low to high. */
+struct Axis {
+    std::string label = {};  ///< shown with the axis; may be empty
+    double low = 0.0;
+    double high = 1.0;                         ///< above low, both finite
+    bool is_log = false;                       ///< distances are of logarithms; low is above 0
+    bool has_ticks = true;                     ///< without, the axis is a bare line
+    std::vector<std::string> categories = {};  ///< if there are any, number i stands at i + 0.5, and low and high are
+                                               ///< 0 and their number
+};
+
+/** A rectangle in the units of the axes. */
+struct Bar {
+    double left;
+    double right;
+    double bottom;
+    double top;
+    std::string style;      ///< class of the style sheet
+    std::string text = {};  ///< written in its middle
+};
+
+/** A line through points in the units of the axes. */
+struct Line {
+    std::vector<double> x;
+    std::vector<double> y;
+    std::string style;  ///< class of the style sheet
+};
+
+/**
+ * A plot. Categories of x are written above it, at a slant; those of y run from top to bottom. Bars lie below lines;
+ * of each, the first is at the bottom. What lies outside the axes is cut off.
+ */
+struct Plot {
+    std::string description;  ///< what the picture shows, in a sentence, for those who do not see it
+    Axis x;
+    Axis y;
+    std::vector<Bar> bars = {};
+    std::vector<Line> lines = {};
+    double width = 340.0;   ///< of the area within the axes and what stands around it, in CSS pixels
+    double height = 200.0;  ///< likewise
+};
+
+/**
+ * Draw a plot as one <svg> element that scales with the page.
+ *
+ * Every text is escaped; labels that have no room are shortened and say all of it when pointed at. The same plot gives
+ * the same bytes. Looks: the classes axis, grid and those of bars and lines.
+ */
+[[nodiscard]] std::string draw_plot(const Plot &plot);
+
+}  // namespace ullage::host
+
+#endif

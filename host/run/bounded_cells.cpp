@@ -1,0 +1,127 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Finding, writing and reading what is known of the cells.
+
+#include "ullage/host/run/bounded_cells.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <unordered_map>
+
+#include "ullage/host/base/csv_quoting.h"
+#include "ullage/host/base/error.h"
+#include "ullage/host/base/input_file.h"
+#include "ullage/host/base/number_text.h"
+#include "ullage/host/base/output_file.h"
+#include "ullage/host/base/words.h"
+#include "ullage/host/table/csv_text.h"
+#include "ullage/host/table/read_cell.h"
+#include "ullage/host/table/read_table.h"
+
+namespace ullage::host {
+namespace {
+
+constexpr std::array<const char *, 5> kHeader = {"row", "column", "knowledge", "lower", "upper"};
+
+std::string end_text(double end) {
+    return std::isfinite(end) ? format_number(end) : end < 0.0 ? "-Inf" : "Inf";
+}
+
+}  // namespace
+
+std::vector<Knowledge> find_knowledge(const Table &table) {
+    const std::size_t n = table.columns.size();
+    std::vector<bool> has_rule(n, false);
+    for (const OrderRule &rule : table.order) {
+        has_rule[static_cast<std::size_t>(rule.first)] = true;
+        has_rule[static_cast<std::size_t>(rule.second)] = true;
+    }
+    std::vector<Knowledge> all(table.row_count() * n);
+    for (std::size_t row = 0; row < table.row_count(); ++row) {
+        Knowledge *cells = all.data() + row * n;
+        for (std::size_t c = 0; c < n; ++c) {
+            cells[c] = !table.is_hidden(row, c) ? Knowledge::observed
+                       : has_rule[c]            ? Knowledge::ordered
+                                                : Knowledge::missing;
+        }
+        for (std::size_t b = table.bound_begin[row]; b < table.bound_begin[row + 1]; ++b) {
+            const Bound &bound = table.bounds[b];
+            Knowledge &cell = cells[bound.column];
+            const bool is_first = b == table.bound_begin[row] || table.bounds[b - 1].column != bound.column;
+            if (bound.other >= 0 || (cell == Knowledge::ordered && !is_first)) {
+                cell = Knowledge::ordered;
+            } else if (is_first) {
+                cell = bound.is_upper ? Knowledge::below : Knowledge::above;
+            } else if (cell == (bound.is_upper ? Knowledge::above : Knowledge::below)) {
+                cell = Knowledge::interval;
+            }
+        }
+    }
+    return all;
+}
+
+std::vector<BoundedCell> find_bounded_cells(const Table &table, const HiddenCells &hidden) {
+    const std::vector<Knowledge> knowledge = find_knowledge(table);
+    std::vector<BoundedCell> cells;
+    for (const HiddenCell &cell : hidden.cells) {
+        const Knowledge known = knowledge[static_cast<std::size_t>(cell.row) * table.columns.size() +
+                                          static_cast<std::size_t>(cell.column)];
+        if (known != Knowledge::missing) cells.push_back({cell.row, cell.column, known, cell.lower, cell.upper});
+    }
+    return cells;
+}
+
+void write_bounded_cells(OutputFile &file, const Table &table, const std::vector<BoundedCell> &cells) {
+    file.write(fmt::format("{}\n", fmt::join(kHeader, ",")));
+    std::vector<std::string> names;
+    for (const Column &column : table.columns) names.push_back(quote_cell(column.name, ','));
+    for (const BoundedCell &cell : cells) {
+        file.write(fmt::format("{},{},{},{},{}\n", cell.row + 1, names[static_cast<std::size_t>(cell.column)],
+                               kKnowledgeNames[static_cast<std::size_t>(cell.knowledge)], end_text(cell.lower),
+                               end_text(cell.upper)));
+    }
+}
+
+std::vector<BoundedCell> read_bounded_cells(const std::string &directory, const RunRecord &record) {
+    const std::string path = (std::filesystem::path(directory) / "bounds.csv").string();
+    std::string bytes = read_file(path);
+    // A file with its header alone is a table without bounded cells, and to the reader of tables an error.
+    if (bytes == fmt::format("{}\n", fmt::join(kHeader, ","))) return {};
+    const FileText file = find_cells(path, std::move(bytes), ',');
+    if (!std::equal(kHeader.begin(), kHeader.end(), file.names.begin(), file.names.end())) {
+        throw Error(Fault::data, fmt::format("{}: its columns are not {}", path, fmt::join(kHeader, ", ")));
+    }
+    std::unordered_map<std::string, std::int32_t> columns;
+    for (std::size_t c = 0; c < record.columns.size(); ++c) {
+        columns[std::string(trim(record.columns[c].name))] = static_cast<std::int32_t>(c);
+    }
+    std::vector<BoundedCell> cells;
+    for (std::size_t i = 0; i < file.row_count(); ++i) {
+        const auto broken = [&](std::size_t column) {
+            return Error(Fault::data, fmt::format("{}: line {}: {} {} is not of the run of run.json", path,
+                                                  file.line[i], kHeader[column], quote(file.text(i, column))));
+        };
+        const auto end = [&](std::size_t column) {
+            const std::string text = file.text(i, column);
+            const auto number = parse_number(text);
+            const auto infinity = parse_infinity(text);
+            if (!number && !infinity) throw broken(column);
+            return number ? *number : *infinity;
+        };
+        const double row = parse_number(file.text(i, 0)).value_or(0.0);
+        if (row < 1.0 || row > static_cast<double>(record.rows) || row != std::floor(row)) throw broken(0);
+        const auto column = columns.find(std::string(trim(file.text(i, 1))));
+        if (column == columns.end()) throw broken(1);
+        const auto name = std::find(kKnowledgeNames.begin() + 2, kKnowledgeNames.end(), file.text(i, 2));
+        if (name == kKnowledgeNames.end()) throw broken(2);
+        cells.push_back({static_cast<std::int32_t>(row) - 1, column->second,
+                         static_cast<Knowledge>(name - kKnowledgeNames.begin()), end(3), end(4)});
+    }
+    return cells;
+}
+
+}  // namespace ullage::host

@@ -1,0 +1,64 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// What is known of each cell, and the file of a run that keeps it: bounds.csv.
+
+#ifndef ULLAGE_HOST_RUN_BOUNDED_CELLS_H
+#define ULLAGE_HOST_RUN_BOUNDED_CELLS_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ullage/host/base/output_file.h"
+#include "ullage/host/run/run_directory.h"
+#include "ullage/host/run/write_table.h"
+#include "ullage/host/table/table.h"
+
+namespace ullage::host {
+
+/** What a table says of a cell; rules of columns do not count. */
+enum class Knowledge : std::uint8_t {
+    observed,
+    missing,
+    below,     ///< a number
+    above,     ///< a number
+    interval,  ///< between two numbers
+    ordered,   ///< refers to another cell, or says nothing and its column is in an order rule
+};
+inline constexpr std::size_t kKnowledgeCount = 6;
+inline constexpr std::array<const char *, kKnowledgeCount> kKnowledgeNames = {"observed", "missing",  "below",
+                                                                              "above",    "interval", "ordered"};
+/** One character for each, in pictures of patterns. */
+inline constexpr std::string_view kKnowledgeSigns = "#.<>=~";
+
+/** What the table says of every cell: row after row, one element per column. */
+[[nodiscard]] std::vector<Knowledge> find_knowledge(const Table &table);
+
+/** A hidden cell of which the table says something. */
+struct BoundedCell {
+    std::int32_t row;     ///< from 0
+    std::int32_t column;  ///< of the model, from 0
+    Knowledge knowledge;  ///< below, above, interval or ordered
+    double lower;         ///< all numbers known: the cell's own, its column's and those that follow from its row
+    double upper;
+};
+
+/** The bounded cells of a table, row by row and within a row by column. */
+[[nodiscard]] std::vector<BoundedCell> find_bounded_cells(const Table &table, const HiddenCells &hidden);
+
+/** Write bounds.csv: row (from 1), column, knowledge, lower and upper (-Inf and Inf where open) of each cell. */
+void write_bounded_cells(OutputFile &file, const Table &table, const std::vector<BoundedCell> &cells);
+
+/**
+ * Read DIR/bounds.csv.
+ *
+ * @throws Error  no_input if there is no such file, data if it is broken or not of the run that the record describes
+ */
+[[nodiscard]] std::vector<BoundedCell> read_bounded_cells(const std::string &directory, const RunRecord &record);
+
+}  // namespace ullage::host
+
+#endif

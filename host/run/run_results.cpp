@@ -1,0 +1,65 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The results of a run, from its directory or from memory.
+
+#include "ullage/host/run/run_results.h"
+
+#include <cstddef>
+#include <span>
+#include <utility>
+
+#include "ullage/host/model/parameter_names.h"
+
+namespace ullage::host {
+
+RunResults read_results(const std::string &directory) {
+    RunResults results;
+    results.record = read_run_record(directory);
+    results.draws = read_parameters(directory, results.record);
+    results.tables = read_completed_tables(directory, results.record);
+    results.bounds = read_bounded_cells(directory, results.record);
+    return results;
+}
+
+RunResults gather_results(RunRecord record, const ModelTable &model, const Imputations &imputations) {
+    RunResults results;
+    const Table &table = *model.table;
+    results.draws.names = parameter_names(model);
+    const std::size_t parameters = results.draws.names.size();
+    const std::size_t levels = model.levels.size();
+    const std::size_t chains = imputations.draws.size();
+    results.draws.draws.assign(levels, std::vector<Chains>(parameters, Chains(chains)));
+    for (std::size_t chain = 0; chain < chains; ++chain) {
+        const std::size_t iterations = imputations.draws[chain].size() / (parameters * levels);
+        for (std::size_t iteration = 0; iteration < iterations; ++iteration) {
+            for (std::size_t level = 0; level < levels; ++level) {
+                const std::span<const double> draw = imputations.draw(model, chain, iteration, level);
+                for (std::size_t p = 0; p < parameters; ++p) {
+                    results.draws.draws[level][p][chain].push_back(draw[p]);
+                }
+            }
+        }
+    }
+    CompletedTables &tables = results.tables;
+    tables.source = table.file.source;
+    tables.rows = table.row_count();
+    tables.imputations = imputations.values.size();
+    tables.levels = table.levels;
+    tables.level_of_row = table.level_of_row;
+    for (const Column &column : table.columns) {
+        tables.model.push_back(tables.columns.size());
+        tables.columns.push_back(
+            {column.name, column.values, {}, std::vector<std::vector<double>>(tables.imputations)});
+    }
+    for (std::size_t h = 0; h < model.hidden->cells.size(); ++h) {
+        const HiddenCell &cell = model.hidden->cells[h];
+        CompletedColumn &column = tables.columns[static_cast<std::size_t>(cell.column)];
+        column.hidden.push_back(cell.row);
+        for (std::size_t i = 0; i < tables.imputations; ++i) column.imputed[i].push_back(imputations.values[i][h]);
+    }
+    results.bounds = find_bounded_cells(table, *model.hidden);
+    results.record = std::move(record);
+    return results;
+}
+
+}  // namespace ullage::host

@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The results of a run, all together.
+
+#ifndef ULLAGE_HOST_RUN_RUN_RESULTS_H
+#define ULLAGE_HOST_RUN_RUN_RESULTS_H
+
+#include <string>
+#include <vector>
+
+#include "ullage/host/draw/impute.h"
+#include "ullage/host/model/model_table.h"
+#include "ullage/host/run/bounded_cells.h"
+#include "ullage/host/run/run_directory.h"
+
+namespace ullage::host {
+
+/** All that a run leaves, as it is read or as long as it is in memory. */
+struct RunResults {
+    RunRecord record;
+    ParameterDraws draws;
+    CompletedTables tables;
+    std::vector<BoundedCell> bounds;
+};
+
+/**
+ * Read the results of a run.
+ *
+ * @throws Error  as the readers of run.json, parameters.csv, the completed tables and bounds.csv
+ */
+[[nodiscard]] RunResults read_results(const std::string &directory);
+
+/** The same results as long as they are in memory. Only the columns of the model are among the tables' columns. */
+[[nodiscard]] RunResults gather_results(RunRecord record, const ModelTable &model, const Imputations &imputations);
+
+}  // namespace ullage::host
+
+#endif

@@ -1,0 +1,242 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Completed tables as a file of a statistics package, by ReadStat.
+
+#include "ullage/host/run/write_stat_file.h"
+
+#include <fmt/format.h>
+#include <readstat.h>
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+#include <limits>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "ullage/host/base/error.h"
+#include "ullage/host/base/number_text.h"
+#include "ullage/host/base/output_file.h"
+#include "ullage/host/base/words.h"
+
+namespace ullage::host {
+namespace {
+
+/** Do the work of a callback. */
+template <typename Work>
+int guarded(std::exception_ptr &failure, const Work &work) {
+    try {
+        work();
+        return READSTAT_HANDLER_OK;
+    } catch (...) {
+        failure = std::current_exception();
+        return READSTAT_HANDLER_ABORT;
+    }
+}
+
+/** What is written, and the exception that a callback must not let into the C library. */
+struct Writing {
+    OutputFile &file;
+    std::exception_ptr failure;
+};
+
+ssize_t on_bytes(const void *bytes, std::size_t size, void *context) {
+    Writing &writing = *static_cast<Writing *>(context);
+    const int result =
+        guarded(writing.failure, [&] { writing.file.write(std::string_view(static_cast<const char *>(bytes), size)); });
+    return result == READSTAT_HANDLER_OK ? static_cast<ssize_t>(size) : -1;
+}
+
+/** Makes names that the package allows, each of them once, whatever its case. */
+class Names {
+public:
+    explicit Names(StatFormat format) : format_(format), limit_(format == StatFormat::dta ? 32 : 64) {}
+
+    std::string allowed(const std::string &name) {
+        std::string base;
+        for (const char c : name) base += is_letter(c) || is_digit(c) ? c : '_';
+        if (base.empty() || !is_letter(base[0])) base.insert(0, "v");
+        if (is_reserved(lower(base))) base += '_';
+        base.resize(std::min(base.size(), limit_));
+        std::string result = base;
+        for (int number = 2; !taken_.insert(lower(result)).second; ++number) {
+            const std::string ending = fmt::format("_{}", number);
+            result = base.substr(0, limit_ - ending.size()) + ending;
+        }
+        return result;
+    }
+
+private:
+    static bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+    static bool is_digit(char c) { return c >= '0' && c <= '9'; }
+    static std::string lower(std::string text) {
+        for (char &c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+        return text;
+    }
+    [[nodiscard]] bool is_reserved(const std::string &name) const {
+        static const std::set<std::string> stata = {"byte", "double", "float", "if",    "in",  "int",
+                                                    "long", "using",  "with",  "alias", "strl"};
+        static const std::set<std::string> spss = {"all", "and", "by",  "eq", "ge", "gt",  "le",
+                                                   "lt",  "ne",  "not", "or", "to", "with"};
+        if (format_ == StatFormat::sav) return spss.contains(name);
+        // str1, str2, ... are types of Stata.
+        const bool is_type =
+            name.size() > 3 && name.starts_with("str") && std::all_of(name.begin() + 3, name.end(), is_digit);
+        return is_type || stata.contains(name);
+    }
+
+    StatFormat format_;
+    std::size_t limit_;
+    std::set<std::string> taken_;
+};
+
+/** A column of the file that is written. */
+struct StatColumn {
+    std::string name;
+    std::ptrdiff_t file_column = -1;  // its cells stand there, or
+    std::ptrdiff_t column = -1;       // it is a column of numbers of the table
+    std::size_t width = 0;            // of its texts; 0 if it holds numbers
+    readstat_variable_t *variable = nullptr;
+};
+
+class StatWriter {
+public:
+    StatWriter(OutputFile &file, StatFormat format, const Table &table)
+        : writing_{file, nullptr},
+          format_(format),
+          table_(table),
+          writer_(readstat_writer_init(), readstat_writer_free) {
+        if (!writer_) throw std::bad_alloc();
+    }
+
+    void write(const HiddenCells &hidden, std::span<const std::vector<double>> values) {
+        for (const OutputColumn &column : table_.output) {
+            if (column.column >= 0) {
+                columns_.push_back({table_.columns[static_cast<std::size_t>(column.column)].name, -1, column.column});
+            } else {
+                columns_.push_back(carried(static_cast<std::size_t>(column.file_column)));
+            }
+        }
+        StatColumn id;
+        if (table_.id_file_column) id = carried(*table_.id_file_column);
+        Names names(format_);
+        // The two columns of the imputation have the first choice of their names.
+        const std::string imputation_name = names.allowed(format_ == StatFormat::dta ? "imp_" : "Imputation_");
+        id.name = names.allowed("id_");
+
+        check(readstat_set_data_writer(writer_.get(), on_bytes));
+        // No clock: the same tables give the same bytes.
+        check(readstat_writer_set_file_timestamp(writer_.get(), 0));
+        if (format_ == StatFormat::sav) {
+            check(readstat_writer_set_compression(writer_.get(), READSTAT_COMPRESS_ROWS));
+        }
+        for (StatColumn &column : columns_) {
+            const std::string name = names.allowed(column.name);
+            column.variable = add(name, column.width);
+            if (name != column.name) readstat_variable_set_label(column.variable, column.name.c_str());
+        }
+        readstat_variable_t *imputation = add(imputation_name, 0);
+        id.variable = add(id.name, id.width);
+
+        const std::size_t rows = table_.row_count() * (values.size() + 1);
+        if (rows > std::numeric_limits<int>::max()) {
+            throw Error(Fault::data, fmt::format("{} rows are too many for this format; use --format long", rows));
+        }
+        const auto begin = format_ == StatFormat::dta ? readstat_begin_writing_dta : readstat_begin_writing_sav;
+        check(begin(writer_.get(), &writing_, static_cast<long>(rows)));
+        for (std::size_t k = 0; k <= values.size(); ++k) {
+            for (std::size_t row = 0; row < table_.row_count(); ++row) {
+                check(readstat_begin_row(writer_.get()));
+                std::size_t next_hidden = hidden.row_begin[row];
+                for (const StatColumn &column : columns_) {
+                    if (column.column >= 0 && table_.is_hidden(row, static_cast<std::size_t>(column.column))) {
+                        insert(column, k == 0 ? kNaN : values[k - 1][next_hidden]);
+                        ++next_hidden;
+                    } else {
+                        insert_cell(column, row);
+                    }
+                }
+                check(readstat_insert_double_value(writer_.get(), imputation, static_cast<double>(k)));
+                if (table_.id_file_column) {
+                    insert_cell(id, row);
+                } else {
+                    insert(id, static_cast<double>(row + 1));
+                }
+                check(readstat_end_row(writer_.get()));
+            }
+        }
+        check(readstat_end_writing(writer_.get()));
+    }
+
+private:
+    static constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+    /** A column that is carried along: numbers if it holds nothing else. */
+    [[nodiscard]] StatColumn carried(std::size_t file_column) const {
+        StatColumn column{table_.file.names[file_column], static_cast<std::ptrdiff_t>(file_column)};
+        std::size_t width = 1;
+        bool has_word = false;
+        bool has_number = false;
+        for (std::size_t row = 0; row < table_.row_count(); ++row) {
+            const std::string text = table_.file.text(row, file_column);
+            width = std::max(width, text.size());
+            if (trim(text).empty() || trim(text) == "NA") continue;
+            (parse_number(text) ? has_number : has_word) = true;
+        }
+        column.width = has_number && !has_word ? 0 : width;
+        return column;
+    }
+
+    readstat_variable_t *add(const std::string &name, std::size_t width) {
+        readstat_variable_t *variable = readstat_add_variable(
+            writer_.get(), name.c_str(), width > 0 ? READSTAT_TYPE_STRING : READSTAT_TYPE_DOUBLE, width);
+        if (variable == nullptr) throw std::bad_alloc();
+        if (width == 0) readstat_variable_set_format(variable, format_ == StatFormat::dta ? "%10.0g" : "F16.6");
+        return variable;
+    }
+
+    void insert_cell(const StatColumn &column, std::size_t row) {
+        if (column.column >= 0) {
+            insert(column, table_.columns[static_cast<std::size_t>(column.column)].values[row]);
+            return;
+        }
+        const std::string text = table_.file.text(row, static_cast<std::size_t>(column.file_column));
+        if (column.width > 0) {
+            check(readstat_insert_string_value(writer_.get(), column.variable, text.c_str()));
+        } else {
+            insert(column, parse_number(text).value_or(kNaN));
+        }
+    }
+
+    void insert(const StatColumn &column, double value) {
+        check(std::isnan(value) ? readstat_insert_missing_value(writer_.get(), column.variable)
+                                : readstat_insert_double_value(writer_.get(), column.variable, value));
+    }
+
+    void check(readstat_error_t error) const {
+        if (error == READSTAT_OK) return;
+        if (writing_.failure) std::rethrow_exception(writing_.failure);
+        if (error == READSTAT_ERROR_MALLOC) throw std::bad_alloc();
+        throw Error(Fault::data,
+                    fmt::format("a file of {} cannot hold this table: {}; use --format long",
+                                format_ == StatFormat::dta ? "Stata" : "SPSS", readstat_error_message(error)));
+    }
+
+    Writing writing_;
+    StatFormat format_;
+    const Table &table_;
+    std::unique_ptr<readstat_writer_t, void (*)(readstat_writer_t *)> writer_;
+    std::vector<StatColumn> columns_;
+};
+
+}  // namespace
+
+void write_stat_file(OutputFile &file, StatFormat format, const Table &table, const HiddenCells &hidden,
+                     std::span<const std::vector<double>> values) {
+    StatWriter(file, format, table).write(hidden, values);
+}
+
+}  // namespace ullage::host

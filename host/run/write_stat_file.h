@@ -1,0 +1,35 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Completed tables as a file of a statistics package.
+
+#ifndef ULLAGE_HOST_RUN_WRITE_STAT_FILE_H
+#define ULLAGE_HOST_RUN_WRITE_STAT_FILE_H
+
+#include <span>
+#include <vector>
+
+#include "ullage/host/base/output_file.h"
+#include "ullage/host/run/write_table.h"
+#include "ullage/host/table/table.h"
+
+namespace ullage::host {
+
+enum class StatFormat { dta, sav };
+
+/**
+ * Write the original table and all completed ones, one below the other, as a file of Stata (dta) or SPSS (sav).
+ *
+ * Columns of numbers, also those carried along, are doubles with system-missing values; all others are texts. The last
+ * two columns are the number of the imputation, 0 for the original, and the row's id: imp_ and id_ for Stata,
+ * Imputation_ and id_ for SPSS, which pools split files by that name. A name that the package does not allow is
+ * changed, and the original is the variable's label. The same tables give the same bytes.
+ *
+ * @param values  one vector per imputation, of the hidden cells in the units of the file
+ * @throws Error  as OutputFile::write; data if the package cannot hold the table, such as a text that is too long
+ */
+void write_stat_file(OutputFile &file, StatFormat format, const Table &table, const HiddenCells &hidden,
+                     std::span<const std::vector<double>> values);
+
+}  // namespace ullage::host
+
+#endif

@@ -1,0 +1,85 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The rows of completed tables.
+
+#include "ullage/host/run/write_table.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "ullage/host/base/csv_quoting.h"
+#include "ullage/host/base/error.h"
+#include "ullage/host/base/interrupt.h"
+#include "ullage/host/base/output_file.h"
+#include "ullage/host/table/csv_text.h"
+
+namespace ullage::host {
+void write_header(OutputFile &file, const Table &table, bool is_long) {
+    std::string line;
+    for (const OutputColumn &column : table.output) {
+        if (&column != table.output.data()) line += table.file.separator;
+        if (column.file_column >= 0) {
+            line += table.file.raw_names[static_cast<std::size_t>(column.file_column)];
+            continue;
+        }
+        const Column &numbers = table.columns[static_cast<std::size_t>(column.column)];
+        if (numbers.upper_file_column < 0) {
+            line += table.file.raw_names[static_cast<std::size_t>(numbers.file_column)];
+        } else {
+            line += quote_cell(numbers.name, table.file.separator);
+        }
+    }
+    if (is_long) line += fmt::format("{0}.imp{0}.id", table.file.separator);
+    line += '\n';
+    file.write(line);
+}
+
+void write_rows(OutputFile &file, const Table &table, const HiddenCells &hidden, std::span<const double> values,
+                int imputation, bool is_long) {
+    const FileText &text = table.file;
+    std::string line;
+    char digits[32];
+    for (std::size_t row = 0; row < table.row_count(); ++row) {
+        line.clear();
+        std::size_t next_hidden = hidden.row_begin[row];
+        for (const OutputColumn &column : table.output) {
+            if (&column != table.output.data()) line += text.separator;
+            if (column.file_column >= 0) {
+                line += text.raw(row, static_cast<std::size_t>(column.file_column));
+                continue;
+            }
+            const auto c = static_cast<std::size_t>(column.column);
+            if (!table.is_hidden(row, c)) {
+                line += text.raw(row, static_cast<std::size_t>(table.columns[c].file_column));
+            } else if (values.empty()) {
+                line += "NA";
+            } else {
+                const auto [end, error] = std::to_chars(digits, digits + sizeof digits, values[next_hidden++]);
+                line.append(digits, end);
+            }
+        }
+        if (is_long) {
+            line += text.separator;
+            line.append(digits, std::to_chars(digits, digits + sizeof digits, imputation).ptr);
+            line += text.separator;
+            if (table.id_file_column) {
+                line += text.raw(row, *table.id_file_column);
+            } else {
+                line.append(digits, std::to_chars(digits, digits + sizeof digits, row + 1).ptr);
+            }
+        }
+        line += '\n';
+        file.write(line);
+    }
+}
+
+}  // namespace ullage::host

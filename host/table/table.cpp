@@ -1,0 +1,45 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The table's own text, and its cells in words.
+
+#include "ullage/host/table/table.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "ullage/host/base/words.h"
+
+namespace ullage::host {
+
+std::string FileText::text(std::size_t row, std::size_t file_column) const {
+    const std::string_view cell = raw(row, file_column);
+    if (!cell.starts_with('"')) return std::string(cell);
+    std::string result;
+    result.reserve(cell.size());
+    for (std::size_t i = 1; i + 1 < cell.size(); ++i) {
+        result += cell[i];
+        if (cell[i] == '"') ++i;
+    }
+    return result;
+}
+
+std::string Table::cell_text(std::size_t row, std::size_t column) const {
+    const Column &c = columns[column];
+    std::string text = file.text(row, static_cast<std::size_t>(c.file_column));
+    if (c.upper_file_column >= 0) text += " .. " + file.text(row, static_cast<std::size_t>(c.upper_file_column));
+    return text;
+}
+
+std::string Table::describe_cell(std::size_t row, std::size_t column) const {
+    return fmt::format("line {} (row {}), column {}, {}", file.line[row], row + 1, quote(columns[column].name),
+                       quote(cell_text(row, column)));
+}
+
+std::optional<std::size_t> Table::find_column(std::string_view name) const {
+    const auto found = std::find_if(columns.begin(), columns.end(), [&](const Column &c) { return c.name == name; });
+    if (found == columns.end()) return std::nullopt;
+    return static_cast<std::size_t>(found - columns.begin());
+}
+
+}  // namespace ullage::host

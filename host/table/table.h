@@ -1,0 +1,159 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The table of the host library: columns of numbers with observed, missing and bounded cells, and the file's own text.
+
+#ifndef ULLAGE_HOST_TABLE_TABLE_H
+#define ULLAGE_HOST_TABLE_TABLE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ullage::host {
+
+/**
+ * WHAT HOLDS FOR ALL OF THIS
+ *
+ * Rows and columns are counted from 0 here and from 1 in messages. A "column" without more words is a column of
+ * numbers, an index into Table::columns; a "file column" is an index into FileText::names.
+ *
+ * Everything is in the units of the file. The model's units (transformed, centred, scaled) appear in scale.h only.
+ */
+
+/** What the data say of a cell. Missing and bounded cells are the hidden ones: they are imputed. */
+enum class CellState : std::uint8_t { observed, missing, bounded };
+
+/** What is done to the values of a column before the normal model sees them; logit is log(x / (1 - x)). */
+enum class Transformation : std::uint8_t { none, log, sqrt, logit };
+
+/** An open end of an interval. */
+inline constexpr double kOpen = std::numeric_limits<double>::infinity();
+
+/**
+ * The file as it came: its bytes, and where each cell begins.
+ *
+ * Cell (row, file column) lies from begin[row * (n + 1) + c] up to, and not including, begin[row * (n + 1) + c + 1] -
+ * 1, with n the number of file columns: one byte, a separator or a line end, stands between two cells.
+ */
+struct FileText {
+    std::string source;                  ///< name of the file, for messages
+    std::string bytes;                   ///< the file
+    char separator = ',';                ///< between cells
+    std::vector<std::string> names;      ///< the header, quotes taken off; a column without a name has an empty one
+    std::vector<std::string> raw_names;  ///< the header, byte for byte
+    std::vector<std::size_t> begin;      ///< row_count * (names.size() + 1) places in bytes
+    std::vector<std::uint32_t> line;     ///< line of the file on which each row begins, from 1
+
+    [[nodiscard]] std::size_t row_count() const { return line.size(); }
+    /** The cell byte for byte, with the quotes that it has in the file. */
+    [[nodiscard]] std::string_view raw(std::size_t row, std::size_t file_column) const {
+        const std::size_t *place = begin.data() + row * (names.size() + 1) + file_column;
+        return std::string_view(bytes).substr(place[0], place[1] - 1 - place[0]);
+    }
+    /** The cell with its quotes taken off. */
+    [[nodiscard]] std::string text(std::size_t row, std::size_t file_column) const;
+};
+
+/** A column of numbers. */
+struct Column {
+    std::string name;
+    std::ptrdiff_t file_column = -1;  ///< where its cells stand; for a pair of limits the column of the lower ones
+    std::ptrdiff_t upper_file_column = -1;  ///< for a pair of limits the column of the upper ones, otherwise -1
+    Transformation transformation = Transformation::none;
+    double lower = -kOpen;          ///< every hidden cell of the column lies above it
+    double upper = kOpen;           ///< every hidden cell of the column lies below it
+    std::vector<double> values;     ///< one per row; NaN where the cell is hidden
+    std::vector<CellState> states;  ///< one per row
+};
+
+/** One bound that a cell states in the file: the cell is below (is_upper) or above a number or another cell of its row.
+ */
+struct Bound {
+    std::int32_t column;  ///< the cell's column
+    std::int32_t other;   ///< the other cell's column, or -1 for a number
+    double limit;         ///< the number, if it is one
+    bool is_upper;
+};
+
+/** The rule first < second for the cells of every row; with or_equal two observed cells may also be equal. */
+struct OrderRule {
+    std::int32_t first;
+    std::int32_t second;
+    bool or_equal = false;
+};
+
+/** One column of the output. */
+struct OutputColumn {
+    std::ptrdiff_t file_column;  ///< carried along byte for byte, or -1
+    std::ptrdiff_t column;       ///< a column of numbers, or -1
+};
+
+/** A table, with the rules for its columns and rows. */
+struct Table {
+    FileText file;
+    std::vector<Column> columns;       ///< the columns of numbers, in the order of the file
+    std::vector<OutputColumn> output;  ///< all columns, in the order of the file; a pair of limits comes last itself
+    std::vector<Bound> bounds;         ///< the bounds that cells state, row by row
+    std::vector<std::size_t> bound_begin;       ///< row_count + 1 places in bounds
+    std::vector<OrderRule> order;               ///< rules for every row
+    std::optional<std::size_t> id_file_column;  ///< the column whose text names the rows; without it their numbers do
+    std::vector<std::string> levels;  ///< levels of the "by" column, in order of appearance; one level "" without
+    std::vector<std::int32_t> level_of_row;  ///< one per row, an index into levels
+
+    [[nodiscard]] std::size_t row_count() const { return file.row_count(); }
+    [[nodiscard]] bool is_hidden(std::size_t row, std::size_t column) const {
+        return columns[column].states[row] != CellState::observed;
+    }
+    /** The cell of a column as it is written; for a pair of limits both, as "lower .. upper". */
+    [[nodiscard]] std::string cell_text(std::size_t row, std::size_t column) const;
+    /** The cell in words for a message: line 13 (row 12), column "lead", "<0.5". */
+    [[nodiscard]] std::string describe_cell(std::size_t row, std::size_t column) const;
+    /** The column of that name, or nothing. */
+    [[nodiscard]] std::optional<std::size_t> find_column(std::string_view name) const;
+};
+
+/** A hidden cell with the closed bounds: every number that follows from its row's data and rules. */
+struct HiddenCell {
+    std::int32_t row;
+    std::int32_t column;
+    double lower;                   ///< it lies above this; -kOpen if nothing is known
+    double upper;                   ///< it lies below this; kOpen if nothing is known
+    std::uint32_t reference_begin;  ///< its references in HiddenCells::references
+    std::uint32_t reference_count;
+};
+
+/** A hidden cell lies below (is_upper) or above another hidden cell of its row. */
+struct Reference {
+    std::int32_t column;  ///< the other cell's column
+    bool is_upper;
+};
+
+/**
+ * All hidden cells, row by row and within a row by column.
+ *
+ * The bounds are closed: a reference stands for every pair of hidden cells of a row that is ordered directly or through
+ * others, at both of its cells; and lower < upper holds for every cell, also behind the numbers of the cells that it is
+ * ordered with. So however the hidden cells of a row are filled in one after the other, each strictly between its
+ * bounds and the cells filled before it, the next one always has room.
+ */
+struct HiddenCells {
+    std::vector<HiddenCell> cells;
+    std::vector<Reference> references;
+    std::vector<std::size_t> row_begin;  ///< row_count + 1 places in cells
+
+    [[nodiscard]] std::span<const HiddenCell> of_row(std::size_t row) const {
+        return std::span(cells).subspan(row_begin[row], row_begin[row + 1] - row_begin[row]);
+    }
+    [[nodiscard]] std::span<const Reference> references_of(const HiddenCell &cell) const {
+        return std::span(references).subspan(cell.reference_begin, cell.reference_count);
+    }
+};
+
+}  // namespace ullage::host
+
+#endif

@@ -1,0 +1,131 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Diagnoses of draws whose verdict is known, and the number of imputations.
+
+#include "ullage/host/answer/diagnostics.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include "ullage/host/numbers/random_stream.h"
+
+namespace ullage::host {
+namespace {
+
+TEST(NeededImputations, QuadraticRule) {
+    const struct {
+        double fmi;
+        int needed;
+    } rows[] = {{0.0, 2}, {0.05, 2}, {0.1, 3}, {0.3, 19}, {0.301, 20}, {0.5, 51}, {1.0, 201}};
+    for (const auto &row : rows) EXPECT_EQ(needed_imputations(row.fmi), row.needed) << row.fmi;
+}
+
+TEST(NeededImputations, UpperEndOfTheFraction) {
+    // logit(0.5) = 0, so the end is the logistic function of 1.96 sqrt(2 / 20).
+    EXPECT_NEAR(upper_fmi(0.5, 20), 1.0 / (1.0 + std::exp(-1.959963984540054 * std::sqrt(0.1))), 1e-15);
+    EXPECT_EQ(upper_fmi(0.0, 20), 0.0);
+    EXPECT_EQ(upper_fmi(1.0, 20), 1.0);
+    EXPECT_GT(upper_fmi(0.3, 5), upper_fmi(0.3, 50));
+}
+
+constexpr std::size_t kDraws = 1000;
+
+/** Two columns of 100 rows; the parameters are drawn independently, the mean of b with the part missing hidden. */
+struct DrawnRun {
+    RunRecord record;
+    ParameterDraws draws;
+};
+
+DrawnRun independent_run(double missing) {
+    DrawnRun run;
+    run.record.imputations = 1000;
+    run.record.chains = 4;
+    run.record.thin = 4;
+    run.record.columns = {{.name = "a"}, {.name = "b", .transformation = Transformation::log}};
+    run.record.levels = {{"", 100, 50}};
+    run.draws.names = {"mean(a)", "mean(log(b))", "var(a)", "cov(log(b),a)", "var(log(b))"};
+    run.draws.draws.assign(1, std::vector<Chains>(5, Chains(4)));
+    RandomStream random({11, StreamPurpose::start, 1, 0, 0});
+    for (std::size_t chain = 0; chain < 4; ++chain) {
+        for (std::size_t i = 0; i < kDraws; ++i) {
+            const double variance_a = 4.0 * std::exp(0.01 * random.normal());
+            const double variance_b = std::exp(0.01 * random.normal());
+            const double numbers[] = {0.2 * random.normal(), 0.1 * random.normal() / std::sqrt(1.0 - missing),
+                                      variance_a, 0.5 * std::sqrt(variance_a * variance_b), variance_b};
+            for (std::size_t p = 0; p < 5; ++p) run.draws.draws[0][p][chain].push_back(numbers[p]);
+        }
+    }
+    return run;
+}
+
+const ParameterDiagnosis &find(const Diagnosis &diagnosis, const std::string &name) {
+    const auto found = std::find_if(diagnosis.parameters.begin(), diagnosis.parameters.end(),
+                                    [&](const ParameterDiagnosis &parameter) { return parameter.name == name; });
+    EXPECT_NE(found, diagnosis.parameters.end()) << name;
+    return found != diagnosis.parameters.end() ? *found : diagnosis.parameters.front();
+}
+
+TEST(Diagnose, IndependentDrawsAreGood) {
+    const DrawnRun run = independent_run(0.0);
+    const Diagnosis diagnosis = diagnose(run.record, run.draws, nullptr);
+    EXPECT_EQ(diagnosis.parameters.size(), 5u);
+    const ParameterDiagnosis &mean = find(diagnosis, "mean(a)");
+    EXPECT_FALSE(mean.bad);
+    // The bounds are some four standard errors of 4000 independent draws.
+    EXPECT_NEAR(mean.mean, 0.0, 4.0 * 0.2 / std::sqrt(4000.0));
+    EXPECT_NEAR(mean.deviation, 0.2, 4.0 * 0.2 / std::sqrt(8000.0));
+    EXPECT_NEAR(mean.error, 0.2 / std::sqrt(4000.0), 0.15 * 0.2 / std::sqrt(4000.0));
+    EXPECT_NEAR(mean.autocorrelation, 0.0, 4.0 / std::sqrt(4000.0));
+    EXPECT_TRUE(std::isnan(mean.fmi)) << "no tables were given";
+    EXPECT_EQ(diagnosis.needed, 0);
+    // The correlation is always 0.5: nothing to judge, nothing bad, but rounding may make it vary.
+    EXPECT_NEAR(find(diagnosis, "cor(a,log(b))").mean, 0.5, 1e-12);
+}
+
+TEST(Diagnose, WorstCombinationFindsTheHiddenColumn) {
+    // The drawn means are independent, but their complete-data covariance has the correlation 0.5 over 100 rows:
+    // 1 - w'Uw / w'Tw is largest for w = (1, -1) in standard deviations, where it is 1 - 0.5 = 0.5.
+    const DrawnRun even = independent_run(0.0);
+    const WorstCombination worst = diagnose(even.record, even.draws, nullptr).worst.at(0);
+    EXPECT_NEAR(worst.fmi, 0.5, 0.05);
+    EXPECT_NEAR(std::min(worst.weights.at(0), worst.weights.at(1)), -1.0, 0.1);
+    // With 90% of b missing the worst is near b itself, and above 0.9.
+    const DrawnRun hidden = independent_run(0.9);
+    const WorstCombination of_b = diagnose(hidden.record, hidden.draws, nullptr).worst.at(0);
+    EXPECT_GT(of_b.fmi, 0.9);
+    EXPECT_EQ(diagnose(even.record, even.draws, nullptr).worst.size(), 1u);
+}
+
+TEST(Diagnose, ChainsApartComeFirst) {
+    DrawnRun run = independent_run(0.0);
+    for (double &draw : run.draws.draws[0][0][2]) draw += 0.5;
+    const Diagnosis diagnosis = diagnose(run.record, run.draws, nullptr);
+    EXPECT_EQ(diagnosis.parameters.front().name, "mean(a)");
+    EXPECT_TRUE(diagnosis.parameters.front().bad);
+    EXPECT_TRUE(diagnosis.bad);
+    ASSERT_FALSE(diagnosis.warnings.empty());
+    EXPECT_NE(diagnosis.warnings[0].find("for mean(a)"), std::string::npos) << diagnosis.warnings[0];
+}
+
+TEST(Diagnose, ShortChainsCannotBeJudged) {
+    DrawnRun run = independent_run(0.0);
+    for (Chains &parameter : run.draws.draws[0]) {
+        for (auto &chain : parameter) chain.resize(3);
+    }
+    const Diagnosis diagnosis = diagnose(run.record, run.draws, nullptr);
+    EXPECT_TRUE(diagnosis.bad);
+    EXPECT_TRUE(std::isnan(diagnosis.parameters.front().convergence.rhat));
+    EXPECT_TRUE(std::isnan(find(diagnosis, "mean(a)").autocorrelation_thin)) << "the lag is beyond the chain";
+}
+
+TEST(Autocorrelation, OfAKnownSeries) {
+    // 1, 2, 3, 4 about 2.5: lag 1 has (-1.5 * -0.5 + -0.5 * 0.5 + 0.5 * 1.5) / 5 = 0.25; a constant chain is left out.
+    EXPECT_NEAR(autocorrelation({{1, 2, 3, 4}, {7, 7, 7, 7}}, 1), 0.25, 1e-15);
+    EXPECT_TRUE(std::isnan(autocorrelation({{7, 7, 7, 7}}, 1)));
+}
+
+}  // namespace
+}  // namespace ullage::host

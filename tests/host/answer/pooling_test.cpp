@@ -1,0 +1,261 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Rubin's rules against worked examples, their limits, and tables whose answer is known.
+
+#include "ullage/host/answer/pooling.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "ullage/host/base/error.h"
+
+namespace ullage::host {
+namespace {
+
+// A few units in the last place of a double, for sums and quotients of a handful of terms.
+constexpr double kRounding = 1e-13;
+
+void expect_close(double got, double expected, const char *what, double relative = kRounding) {
+    EXPECT_NEAR(got, expected, relative * std::max(1.0, std::fabs(expected))) << what;
+}
+
+TEST(PoolScalar, WorkedExample) {
+    const std::vector<double> estimates = {10, 11, 9, 10.5, 9.5};
+    const std::vector<double> variances(5, 1.0);
+    const Pooled pooled = pool_scalar(estimates, variances, 30.0);
+    EXPECT_EQ(pooled.estimate, 10.0);
+    EXPECT_EQ(pooled.within, 1.0);
+    EXPECT_EQ(pooled.between, 0.625);
+    EXPECT_EQ(pooled.total, 1.75);
+    EXPECT_EQ(pooled.riv, 0.75);
+    // lambda = 3/7, v_m = 4 (7/3)^2 = 196/9, v_obs = 31/33 * 30 * 4/7 = 1240/77.
+    expect_close(pooled.lambda, 3.0 / 7.0, "lambda");
+    const double df = (196.0 / 9.0) * (1240.0 / 77.0) / (196.0 / 9.0 + 1240.0 / 77.0);
+    expect_close(pooled.df, df, "df");
+    expect_close(pooled.fmi, (0.75 + 2.0 / (df + 3.0)) / 1.75, "fmi");
+    expect_close(pooled.relative_efficiency, 1.0 / (1.0 + pooled.fmi / 5.0), "efficiency");
+    expect_close(pooled.statistic, 10.0 / std::sqrt(1.75), "statistic");
+    EXPECT_EQ(pool_scalar(estimates, variances).df, 4.0 / (pooled.lambda * pooled.lambda)) << "infinite complete df";
+}
+
+TEST(PoolScalar, IntervalIsOfStudentsT) {
+    // df = 1 where m = 2 and all of the variance is between: t has the closed form of the Cauchy distribution.
+    const Pooled pooled = pool_scalar(std::vector<double>{-1.0, 3.0}, std::vector<double>{0.0, 0.0}, kInfiniteDf, 0.9);
+    EXPECT_EQ(pooled.df, 1.0);
+    EXPECT_EQ(pooled.fmi, 1.0);
+    const double reach = std::tan(0.45 * M_PI) * std::sqrt(12.0);
+    expect_close(pooled.upper, 1.0 + reach, "upper", 1e-11);
+    expect_close(pooled.lower, 1.0 - reach, "lower", 1e-11);
+    expect_close(pooled.p, 1.0 - 2.0 / M_PI * std::atan(1.0 / std::sqrt(12.0)), "p", 1e-11);
+}
+
+TEST(PoolScalar, EqualEstimatesLeaveTheCompleteData) {
+    const std::vector<double> estimates(3, 0.1);
+    const std::vector<double> variances(3, 4.0);
+    const Pooled finite = pool_scalar(estimates, variances, 30.0);
+    EXPECT_EQ(finite.between, 0.0);
+    EXPECT_EQ(finite.fmi, 0.0);
+    EXPECT_EQ(finite.relative_efficiency, 1.0);
+    expect_close(finite.df, 31.0 / 33.0 * 30.0, "df");
+    const Pooled infinite = pool_scalar(estimates, variances);
+    EXPECT_TRUE(std::isinf(infinite.df));
+    expect_close(infinite.upper, 0.1 + 2.0 * 1.959963984540054, "normal quantile");
+    // Without any variance the quantity is what it is.
+    const Pooled certain = pool_scalar(estimates, std::vector<double>(3, 0.0));
+    EXPECT_EQ(certain.lower, certain.upper);
+    EXPECT_TRUE(std::isnan(certain.p));
+}
+
+TEST(PoolScalar, RefusesWhatCannotBePooled) {
+    const std::vector<double> two = {1.0, 2.0};
+    const std::vector<double> one = {1.0};
+    const double nan = std::nan("");
+    EXPECT_THROW((void)pool_scalar(one, one), Error);
+    EXPECT_THROW((void)pool_scalar(two, one), Error);
+    EXPECT_THROW((void)pool_scalar(two, std::vector<double>{1.0, -1.0}), Error);
+    EXPECT_THROW((void)pool_scalar(std::vector<double>{1.0, nan}, two), Error);
+    for (const double df : {0.0, -1.0, nan}) EXPECT_THROW((void)pool_scalar(two, two, df), Error) << df;
+    for (const double level : {0.0, 1.0, nan}) EXPECT_THROW((void)pool_scalar(two, two, 9.0, level), Error) << level;
+}
+
+/** Two levels of four rows, two columns; the last row's b is imputed. */
+CompletedTables small_tables() {
+    CompletedTables tables;
+    tables.source = "small.csv";
+    tables.rows = 8;
+    tables.imputations = 2;
+    tables.levels = {"low", "high"};
+    tables.level_of_row = {0, 1, 0, 1, 0, 1, 0, 1};
+    tables.columns.push_back({"a", {1, 10, 2, 20, 3, 30, 4, 40}, {}, {{}, {}}});
+    tables.columns.push_back({"b", {1, 1, 3, 2, 2, 4, 4, NAN}, {7}, {{3}, {5}}});
+    tables.columns.push_back({"weight", {0, 1, 2, NAN, 5, 5, 6, 7}, {}, {}});
+    tables.other_columns = {"site"};
+    tables.model = {0, 1};
+    return tables;
+}
+
+const PooledRow &row_of(const std::vector<PooledRow> &rows, const std::string &level, const std::string &name) {
+    for (const PooledRow &row : rows) {
+        if (row.level == level && row.name == name) return row;
+    }
+    ADD_FAILURE() << "no " << name << " in level " << level;
+    return rows.front();
+}
+
+TEST(PoolMoments, OfEachLevel) {
+    const std::vector<PooledRow> rows = pool_moments(small_tables(), {true, true, true, true, {0.5}});
+    EXPECT_EQ(rows.size(), 2u * (2 + 2 + 1 + 1 + 2));
+    // b in "high": 1, 2, 4, 3 and 1, 2, 4, 5, with means 2.5 and 3 and variances 5/3 and 10/3.
+    const Pooled &mean = row_of(rows, "high", "mean(b)").pooled;
+    expect_close(mean.estimate, 2.75, "mean");
+    expect_close(mean.within, 2.5 / 4.0, "U of the mean");
+    expect_close(mean.between, 0.125, "B of the mean");
+    const Pooled &variance = row_of(rows, "high", "var(b)").pooled;
+    expect_close(variance.estimate, 2.5, "variance");
+    expect_close(variance.within, (2.0 / 3.0) * 0.5 * (25.0 / 9.0 + 100.0 / 9.0), "U of the variance");
+    // a and b in "low" have the same values in both imputations: s_aa = s_bb = 5/3, s_ab = 4/3.
+    const Pooled &covariance = row_of(rows, "low", "cov(a,b)").pooled;
+    expect_close(covariance.estimate, 4.0 / 3.0, "covariance");
+    expect_close(covariance.within, (25.0 / 9.0 + 16.0 / 9.0) / 3.0, "U of the covariance");
+    EXPECT_EQ(covariance.between, 0.0);
+    const Pooled &correlation = row_of(rows, "low", "cor(a,b)").pooled;
+    expect_close(correlation.estimate, 0.8, "correlation");
+    expect_close(correlation.upper, std::tanh(std::atanh(0.8) + 1.959963984540054), "upper end of the correlation");
+    expect_close(correlation.standard_error, 0.36, "standard error of the correlation");
+    EXPECT_EQ(row_of(rows, "low", "q50(b)").pooled.estimate, 2.5);
+}
+
+TEST(PoolMoments, MedianErrorAgainstTheNormalLaw) {
+    // The median of n standard normals has the standard error sqrt(pi / 2 / n), nearly.
+    CompletedTables tables;
+    tables.rows = 999;
+    tables.imputations = 2;
+    tables.levels = {""};
+    tables.level_of_row.assign(tables.rows, 0);
+    CompletedColumn column{"x", {}, {}, {{}, {}}};
+    double uniform = 0.5;
+    for (std::size_t i = 0; i < tables.rows; ++i) {
+        uniform = std::fmod(uniform + 0.6180339887498949, 1.0);
+        // The logistic distribution scaled to the normal density at 0, 1 / sqrt(2 pi).
+        column.original.push_back(std::sqrt(2.0 * M_PI) / 4.0 * std::log(uniform / (1.0 - uniform)));
+    }
+    tables.columns.push_back(column);
+    tables.model = {0};
+    const Pooled median = pool_moments(tables, {false, false, false, false, {0.5}})[0].pooled;
+    // Evenly spread points know their median better than a sample's order statistics tell; 3% covers the difference.
+    EXPECT_NEAR(median.standard_error, std::sqrt(M_PI / 2.0 / 999.0), 0.03 * std::sqrt(M_PI / 2.0 / 999.0));
+}
+
+TEST(PoolMoments, ErrorsSayWhere) {
+    const auto message_of = [](const CompletedTables &tables, const PoolRequest &request) -> std::string {
+        try {
+            (void)pool_moments(tables, request);
+        } catch (const Error &error) {
+            return error.what();
+        }
+        return "";
+    };
+    CompletedTables tables = small_tables();
+    EXPECT_NE(message_of(tables, {false, false, false, false, {1.5}}).find("1.5"), std::string::npos);
+    tables.level_of_row = {0, 0, 0, 0, 0, 0, 1, 0};
+    EXPECT_NE(message_of(tables, {true, false, false, false, {}}).find("\"high\""), std::string::npos);
+    tables = small_tables();
+    tables.columns[0].original.assign(8, 1.0);
+    EXPECT_NE(message_of(tables, {false, false, false, true, {}}).find("constant"), std::string::npos);
+    tables.model = {1};
+    EXPECT_NE(message_of(tables, {false, false, true, false, {}}).find("only one"), std::string::npos);
+    tables.imputations = 1;
+    EXPECT_NE(message_of(tables, {true, false, false, false, {}}).find("at least 2"), std::string::npos);
+}
+
+TEST(PoolRegression, FitsEachLevelAndNamesWhatIsWrong) {
+    const CompletedTables tables = small_tables();
+    const auto regressions = pool_regression(tables, parse_formula("b ~ a"));
+    ASSERT_EQ(regressions.size(), 2u);
+    // In "high": slopes of (1, 2, 4, 3) and (1, 2, 4, 5) on (10, 20, 30, 40) are 0.08 and 0.14.
+    const PooledRow &slope = regressions[1].coefficients[1];
+    EXPECT_EQ(slope.name, "a");
+    expect_close(slope.pooled.estimate, 0.11, "slope");
+    expect_close(slope.pooled.between, 0.0018, "B of the slope");
+    // One coefficient: F is the square of t but for the variance, where B counts by its mean ratio to U.
+    const WaldTest &test = regressions[1].tests.at(0);
+    expect_close(test.statistic, slope.pooled.statistic * slope.pooled.statistic, "F", 1e-12);
+    EXPECT_EQ(test.names, std::vector<std::string>{"a"});
+
+    const struct {
+        const char *formula;
+        std::vector<std::string> tested;
+        const char *expected;
+    } wrong[] = {{"b ~ nowhere", {}, "no column \"nowhere\""},
+                 {"b ~ site", {}, "does not hold numbers"},
+                 {"b ~ a + weight", {}, "row 4"},
+                 {"log(weight) ~ a", {}, "row 1, imputation 1"},
+                 {"b ~ a", {"c"}, "no coefficient \"c\""},
+                 {"b ~ a", {"a", "a"}, "twice"},
+                 {"b ~ a + log(a) + sqrt(a)", {}, "too few rows"}};
+    for (const auto &row : wrong) {
+        try {
+            (void)pool_regression(tables, parse_formula(row.formula), row.tested);
+            ADD_FAILURE() << row.formula << " was accepted";
+        } catch (const Error &error) {
+            EXPECT_NE(std::string(error.what()).find(row.expected), std::string::npos) << error.what();
+        }
+    }
+}
+
+TEST(WaldTest, LimitsOfItsDegreesOfFreedom) {
+    const auto fit = [](double a, double b) { return LinearFit{{a, b}, {1.0, 0.5, 2.0}, 1.0, 50.0}; };
+    const std::vector<std::size_t> both = {0, 1};
+    // Equal fits: r = 0, F = q' U^-1 q / 2 with U^-1 = ((2, -0.5), (-0.5, 1)) / 1.75, and the complete data's df.
+    const std::vector<LinearFit> equal(3, fit(1.0, 2.0));
+    const WaldTest certain = wald_test(equal, both, 50.0);
+    EXPECT_EQ(certain.riv, 0.0);
+    EXPECT_EQ(certain.df2, 50.0);
+    expect_close(certain.statistic, (2.0 - 2.0 + 4.0) / 1.75 / 2.0, "F");
+    // k (m - 1) = 4 takes the other formula of Li, Raghunathan and Rubin; just above it takes theirs or Reiter's.
+    const std::vector<LinearFit> few = {fit(1, 2), fit(2, 1), fit(0, 3)};
+    const WaldTest small = wald_test(few, both, kInfiniteDf);
+    const double r = small.riv;
+    expect_close(r, 4.0 / 3.0 * (2.0 + 0.5 + 0.5 + 1.0) / 1.75 / 2.0, "r");
+    expect_close(small.df2, 4.0 * 1.5 * (1.0 + 1.0 / r) * (1.0 + 1.0 / r) / 2.0, "df2 at k (m - 1) = 4");
+    std::vector<LinearFit> more = few;
+    more.push_back(fit(1.5, 1.5));
+    const WaldTest large = wald_test(more, both, kInfiniteDf);
+    const double step = 1.0 + (1.0 - 2.0 / 6.0) / large.riv;
+    expect_close(large.df2, 4.0 + 2.0 * step * step, "df2 at k (m - 1) = 6");
+    EXPECT_LT(wald_test(more, both, 500.0).df2, large.df2);
+    expect_close(wald_test(more, both, 1e9).df2, large.df2, "Reiter's df for very many rows", 1e-6);
+    const std::vector<LinearFit> singular(2, LinearFit{{1.0, 1.0}, {1.0, 1.0, 1.0}, 1.0, 50.0});
+    EXPECT_THROW((void)wald_test(singular, both, 50.0), Error);
+}
+
+TEST(PoolEstimates, ReadsTablesMadeElsewhere) {
+    const auto rows = pool_estimates("e.csv",
+                                     "imputation;term;estimate;std.error;df\n"
+                                     "1;a;10;1;30\n1;\"b;c\";1;0.5;inf\n2;a;11;1;30\n2;\"b;c\";1;0.5;Inf\n");
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0].pooled.between, 0.5);
+    EXPECT_EQ(rows[1].name, "b;c");
+    EXPECT_TRUE(std::isinf(rows[1].pooled.df));
+    const char *const wrong[] = {"estimate,se\n1,1\n",
+                                 "estimate\n1\n2\n",
+                                 "estimate,se\n1,-1\n2,1\n",
+                                 "estimate,se\n1,1\nx,1\n",
+                                 "term,estimate,se\na,1,1\na,2,1\nb,1,1\n",
+                                 "estimate,se,df\n1,1,0\n2,1,0\n",
+                                 "estimate,se,df\n1,1,5\n2,1,6\n"};
+    for (const char *text : wrong) {
+        try {
+            (void)pool_estimates("e.csv", text);
+            ADD_FAILURE() << "accepted: " << text;
+        } catch (const Error &error) {
+            EXPECT_EQ(std::string(error.what()).rfind("e.csv: ", 0), 0u) << error.what();
+        }
+    }
+}
+
+}  // namespace
+}  // namespace ullage::host

@@ -1,0 +1,94 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Do 95% intervals of pooled means cover the truth when a quarter of the cells is censored and a tenth missing?
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <boost/math/distributions/students_t.hpp>
+#include <cmath>
+#include <string>
+
+#include "table_of.h"
+#include "ullage/host/base/number_text.h"
+#include "ullage/host/draw/impute.h"
+#include "ullage/host/numbers/moments.h"
+#include "ullage/host/run/write_table.h"
+
+using namespace ullage::host;
+
+namespace {
+
+constexpr std::size_t kColumns = 3;
+constexpr int kRows = 100;
+constexpr int kTables = 400;
+
+// Correlated normals with means 0, those below the lower quartile censored there, one in ten missing.
+std::string simulate(std::uint64_t table) {
+    RandomStream random({table, StreamPurpose::cells, 1, 1, 0});
+    std::string csv = "a,b,c\n";
+    for (int row = 0; row < kRows; ++row) {
+        const double shared = random.normal();
+        for (std::size_t j = 0; j < kColumns; ++j) {
+            const double value = std::sqrt(0.5) * (shared + random.normal());
+            constexpr double kQuartile = -0.6744897501960817;
+            if (random.uniform() < 0.1) {
+                csv += "NA";
+            } else {
+                if (value < kQuartile) csv += '<';
+                csv += format_number(std::max(value, kQuartile));
+            }
+            csv += j + 1 < kColumns ? ',' : '\n';
+        }
+    }
+    return csv;
+}
+
+// Whether the pooled interval of each mean covers 0: Rubin's (1987) rules with Barnard and Rubin's (1999) degrees.
+std::array<bool, kColumns> covers(std::uint64_t table) {
+    const auto ready = table_of(simulate(table));
+    const ImputeSettings settings{.seed = table, .imputations = 20, .burn_in = 100, .thin = 50, .chains = 2, .jobs = 2};
+    const Imputations result = impute(ready->model, settings, {});
+    std::array<bool, kColumns> covered{};
+    const double m = settings.imputations;
+    for (std::size_t j = 0; j < kColumns; ++j) {
+        std::vector<double> means;
+        double within = 0.0;
+        for (const auto &values : result.values) {
+            std::vector<double> column = ready->table.columns[j].values;
+            for (std::size_t i = 0; i < values.size(); ++i) {
+                const HiddenCell &cell = ready->hidden.cells[i];
+                if (cell.column == static_cast<std::int32_t>(j)) column[static_cast<std::size_t>(cell.row)] = values[i];
+            }
+            const Moments moments = moments_of_rows(column, 1);
+            means.push_back(moments.mean[0]);
+            within += moments.scatter[0] / (kRows - 1.0) / kRows / m;
+        }
+        const Moments between = moments_of_rows(means, 1);
+        const double b = between.scatter[0] / (m - 1.0);
+        const double total = within + (1.0 + 1.0 / m) * b;
+        const double lambda = (1.0 + 1.0 / m) * b / total;
+        const double complete = kRows - 1.0;
+        const double old = (m - 1.0) / (lambda * lambda);
+        const double observed = (complete + 1.0) / (complete + 3.0) * complete * (1.0 - lambda);
+        const boost::math::students_t t(old * observed / (old + observed));
+        covered[j] = std::fabs(between.mean[0]) < boost::math::quantile(t, 0.975) * std::sqrt(total);
+    }
+    return covered;
+}
+
+TEST(Coverage, IntervalsOfPooledMeans) {
+    std::array<int, kColumns> count{};
+    for (std::uint64_t table = 1; table <= kTables; ++table) {
+        const auto covered = covers(table);
+        for (std::size_t j = 0; j < kColumns; ++j) count[j] += covered[j] ? 1 : 0;
+    }
+    for (std::size_t j = 0; j < kColumns; ++j) {
+        // Two and a half standard errors of a proportion of 0.95 in 400 tables.
+        EXPECT_GE(count[j], 0.92 * kTables) << j;
+        EXPECT_LE(count[j], 0.98 * kTables) << j;
+    }
+}
+
+}  // namespace
