@@ -7,12 +7,12 @@ import subprocess
 import sys
 
 FUSED = re.compile(r"\bvf(n?m(add|sub)|maddsub|msubadd)\w+")
-WIDE = re.compile(r"\bv(mul|add)[sp]d\b")
+ARITHMETIC = re.compile(r"\bv(mul|add)[sp]d\b")
 
 
 def main():
     objects = sys.argv[1:]
-    faults, wide = [], 0
+    faults, counts = [], {"AVX": 0, "AVX-512": 0}
     for path in objects:
         run = subprocess.run(["objdump", "--disassemble", "--demangle", "--no-show-raw-insn", path],
                              capture_output=True, text=True)
@@ -24,15 +24,17 @@ def main():
                 function = line.split("<", 1)[1][:-2]
             elif FUSED.search(line):
                 faults.append(f"{path}: {function}: {line.split(chr(9), 1)[-1].strip()}")
-            elif WIDE.search(line):
-                wide += 1
-    if wide == 0:
-        faults.append("the objects were not built for such a processor: they hold no AVX arithmetic at all")
+            elif ARITHMETIC.search(line):
+                counts["AVX-512" if "%zmm" in line else "AVX"] += 1
+    for name, count in counts.items():
+        if count == 0:
+            faults.append(f"the objects were not built for such a processor: they hold no {name} arithmetic at all")
     if faults:
         print("\n".join(faults[:20]))
         print(f"{len(faults)} faults. Repeat with: python3 tools/check_fused.py {' '.join(objects)}")
         return 1
-    print(f"{wide} AVX instructions in {len(objects)} objects, none of them fused")
+    print(f"{sum(counts.values())} AVX instructions, {counts['AVX-512']} of them AVX-512, in {len(objects)} objects; "
+          "none is fused")
     return 0
 
 

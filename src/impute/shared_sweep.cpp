@@ -6,7 +6,7 @@
 // The covariance is swept on the observed variables of a pattern in ascending order. Sorted patterns are a tree: those
 // that agree on the first variables share the sweep on them. The tree is walked depth first. Where patterns part, those
 // in which the variable is observed go on with a swept copy, and those in which it is not with the matrix as it is. A
-// pattern that is left alone finishes its sweep several pivots at a time. Every element gets the same updates in the
+// pattern that is left alone finishes its sweep several rows at a time. Every element gets the same updates in the
 // same order as in a sweep of its pattern alone, as far as it is ever read.
 
 #include "impute/shared_sweep.h"
@@ -26,6 +26,18 @@ namespace {
 // What the copies of the matrix may take in all. Two are always made; more save work where patterns part.
 constexpr std::size_t kCopiesBytes = std::size_t{16} << 20;
 
+// Rows that are swept together by all pivots before them.
+constexpr std::int32_t kRowsAtATime = 4;
+
+// Numbers in a cache line.
+constexpr std::size_t kLine = 64 / sizeof(double);
+
+// The first beginning of a cache line from place on, less than kLine numbers away.
+double *at_cache_line(double *place) {
+    const auto address = reinterpret_cast<std::uintptr_t>(place);
+    return place + padded_length(address / sizeof(double), kLine) - address / sizeof(double);
+}
+
 struct SharedSweep {
     const Group *group;
     std::int32_t variable_count;
@@ -43,9 +55,9 @@ double *matrix_of_level(const SharedSweep &sweep, std::size_t level) {
 // Whether a variable can be swept on; if so, gives the pivot.
 bool take_pivot(const SharedSweep &sweep, const double *matrix, std::int32_t variable, SweepPivot &pivot) {
     const auto k = static_cast<std::size_t>(variable);
-    const double element = matrix[k * sweep.stride + k];
-    if (std::fabs(element) < kPivotTolerance) return false;  // a NaN is swept
-    pivot = {k, 1.0 / element};
+    const double *row = matrix + k * sweep.stride;
+    if (std::fabs(row[k]) < kPivotTolerance) return false;  // a NaN is swept
+    pivot = {row, k, 1.0 / row[k]};
     return true;
 }
 
@@ -53,25 +65,20 @@ bool take_pivot(const SharedSweep &sweep, const double *matrix, std::int32_t var
 // present position of order are read again.
 void finish_sweep(const SharedSweep &sweep, double *matrix, const std::int32_t *order, std::int32_t observed_count,
                   std::int32_t done) {
+    const auto nv = static_cast<std::size_t>(sweep.variable_count);
+    SweepPivot *pivots = sweep.room.pivots;
+    std::size_t taken = 0;
     while (done < observed_count) {
-        SweepPivot pivots[kPivotBlock];
-        std::size_t taken = 0;
-        for (; done < observed_count && taken < kPivotBlock; ++done) {
-            // The other rows wait for the whole block, but the row of the next pivot is needed now.
-            for (std::size_t p = 0; p < taken; ++p) {
-                sweep_rows_kernel(sweep.stride, matrix, matrix, 1, order + done, pivots[p]);
-            }
+        // Rows wait until their turn comes, some at a time.
+        const std::int32_t end = std::min(done + kRowsAtATime, observed_count);
+        sweep_rows_kernel(nv, matrix, matrix, static_cast<std::size_t>(end - done), order + done, taken, pivots);
+        for (const std::size_t before = taken; done < end; ++done) {
+            sweep_rows_kernel(nv, matrix, matrix, 1, order + done, taken - before, pivots + before);
             if (take_pivot(sweep, matrix, order[done], pivots[taken])) ++taken;
         }
-        const auto row_count = static_cast<std::size_t>(sweep.variable_count - done);
-        if (taken == kPivotBlock) {
-            sweep_rows_by_block_kernel(sweep.stride, matrix, row_count, order + done, pivots);
-        } else {
-            for (std::size_t p = 0; p < taken; ++p) {
-                sweep_rows_kernel(sweep.stride, matrix, matrix, row_count, order + done, pivots[p]);
-            }
-        }
     }
+    sweep_rows_kernel(nv, matrix, matrix, static_cast<std::size_t>(sweep.variable_count - done), order + done, taken,
+                      pivots);
 }
 
 // The model of one pattern, from a matrix that is swept on its observed variables below depth.
@@ -96,8 +103,9 @@ void sweep_shared_rows(const SharedSweep &sweep, const double *from, double *to,
     const auto later_count = static_cast<std::size_t>(sweep.variable_count - variable - 1);
     SweepPivot pivot;
     if (take_pivot(sweep, from, variable, pivot)) {
-        sweep_rows_kernel(sweep.stride, from, to, missing_count, sweep.room.missing, pivot);
-        sweep_rows_kernel(sweep.stride, from, to, later_count, later, pivot);
+        const auto nv = static_cast<std::size_t>(sweep.variable_count);
+        sweep_rows_kernel(nv, from, to, missing_count, sweep.room.missing, 1, &pivot);
+        sweep_rows_kernel(nv, from, to, later_count, later, 1, &pivot);
     } else if (from != to) {
         std::copy_n(from, static_cast<std::size_t>(sweep.variable_count) * sweep.stride, to);
     }
@@ -141,12 +149,13 @@ void descend(SharedSweep &sweep, std::size_t first, std::size_t last, std::int32
 ModelRoom take_model_room(std::int32_t variable_count, std::size_t model_size, std::size_t pattern_count) {
     RegionPool &pool = state.WorkPool;
     const auto nv = static_cast<std::size_t>(variable_count);
-    const std::size_t matrix_size = checked_product(nv, padded_length(nv));
+    const std::size_t matrix_size = checked_product(nv, row_stride(nv));
     ModelRoom room;
     // A level for each variable at which patterns can part, one for the beginning, and one for copies.
     room.level_count =
         std::clamp(kCopiesBytes / sizeof(double) / std::max(matrix_size, std::size_t{1}), std::size_t{2}, nv + 2);
-    room.matrices = pool_array<double>(pool, checked_product(room.level_count, matrix_size));
+    room.matrices = at_cache_line(pool_array<double>(pool, checked_product(room.level_count, matrix_size) + kLine));
+    room.pivots = pool_array<SweepPivot>(pool, nv);
     room.all_variables = pool_array<std::int32_t>(pool, nv);
     std::iota(room.all_variables, room.all_variables + nv, 0);
     room.missing = pool_array<std::int32_t>(pool, nv);
@@ -160,7 +169,7 @@ void build_models(const Group &group, const double *covariance, const ModelRoom 
                   const PatternNeeds *patterns, ConditionalModel *models) {
     if (pattern_count == 0) return;
     const auto nv = static_cast<std::size_t>(group.variable_count);
-    SharedSweep sweep{&group, group.variable_count, padded_length(nv), patterns, models, room, room.storage};
+    SharedSweep sweep{&group, group.variable_count, row_stride(nv), patterns, models, room, room.storage};
     for (std::size_t i = 0; i < nv; ++i) {
         double *row = room.matrices + i * sweep.stride;
         std::copy_n(covariance + i * nv, nv, row);

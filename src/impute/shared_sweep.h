@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "impute/conditional_model.h"
+#include "matrix/row_sweep_kernel.h"
 
 // What the making of the models of a chunk works in, and where the models lie. It is taken once for a pass, in sizes
 // that do not depend on the chunk, so that WorkPool does not grow from chunk to chunk.
@@ -18,6 +19,7 @@ struct ModelRoom {
     std::size_t level_count;
     std::int32_t *all_variables;  // 0, 1, 2, ...
     std::int32_t *missing;        // the unobserved variables on the way from the root of the tree
+    SweepPivot *pivots;           // of the pattern at hand
     double *scratch;              // for build_conditional_model
     double *storage;              // of the models
     std::int32_t *orders;         // of the models, one after the other

@@ -12,8 +12,8 @@ namespace {
 
 ULLAGE_KERNEL_BODY void add_rows_body(std::size_t row_count, std::size_t stride, const double *rows, double *sums) {
     for (std::size_t j = 0; j < stride; j += kVectorLength) {
-        Vector4 sum = load_vector(sums + j);
-        for (std::size_t r = 0; r < row_count; ++r) sum = sum + load_vector(rows + r * stride + j);
+        Vector4 sum = load_vector<Vector4>(sums + j);
+        for (std::size_t r = 0; r < row_count; ++r) sum = sum + load_vector<Vector4>(rows + r * stride + j);
         store_vector(sums + j, sum);
     }
 }
@@ -25,14 +25,14 @@ ULLAGE_KERNEL_BODY void add_tile(std::size_t row_count, std::size_t stride, cons
     Vector4 tile[kVectorLength][column_vectors];
     for (std::size_t r = 0; r < kVectorLength; ++r) {
         for (std::size_t v = 0; v < column_vectors; ++v) {
-            tile[r][v] = load_vector(sums + (i + r) * stride + j + v * kVectorLength);
+            tile[r][v] = load_vector<Vector4>(sums + (i + r) * stride + j + v * kVectorLength);
         }
     }
     for (std::size_t c = 0; c < row_count; ++c) {
         const double *row = rows + c * stride;
         for (std::size_t r = 0; r < kVectorLength; ++r) {
             for (std::size_t v = 0; v < column_vectors; ++v) {
-                tile[r][v] = tile[r][v] + load_vector(row + j + v * kVectorLength) * row[i + r];
+                tile[r][v] = tile[r][v] + load_vector<Vector4>(row + j + v * kVectorLength) * row[i + r];
             }
         }
     }
@@ -63,17 +63,10 @@ ULLAGE_AVX2 void add_cross_products_avx2(std::size_t row_count, std::size_t stri
 }  // namespace
 
 void add_rows_kernel(std::size_t row_count, std::size_t stride, const double *rows, double *sums) {
-    if (use_wide_kernels()) {
-        add_rows_avx2(row_count, stride, rows, sums);
-    } else {
-        add_rows_body(row_count, stride, rows, sums);
-    }
+    body_for_level(add_rows_body, add_rows_avx2, add_rows_avx2)(row_count, stride, rows, sums);
 }
 
 void add_cross_products_kernel(std::size_t row_count, std::size_t stride, const double *rows, double *sums) {
-    if (use_wide_kernels()) {
-        add_cross_products_avx2(row_count, stride, rows, sums);
-    } else {
-        add_cross_products_body(row_count, stride, rows, sums);
-    }
+    body_for_level(add_cross_products_body, add_cross_products_avx2, add_cross_products_avx2)(row_count, stride, rows,
+                                                                                              sums);
 }

@@ -14,7 +14,7 @@ ULLAGE_KERNEL_BODY void prediction_body(std::size_t m, std::size_t n, const doub
     for (std::size_t t = 0; t < n; t += kVectorLength) {
         Vector4 sum = {0.0, 0.0, 0.0, 0.0};
         for (std::size_t k = 0; k < m; ++k) {
-            sum = sum + load_vector(coefficients) * factors[k];
+            sum = sum + load_vector<Vector4>(coefficients) * factors[k];
             coefficients += kVectorLength;
         }
         store_vector(sums + t, sum);
@@ -29,9 +29,5 @@ ULLAGE_AVX2 void prediction_avx2(std::size_t m, std::size_t n, const double *coe
 }  // namespace
 
 void prediction_kernel(std::size_t m, std::size_t n, const double *coefficients, const double *factors, double *sums) {
-    if (use_wide_kernels()) {
-        prediction_avx2(m, n, coefficients, factors, sums);
-    } else {
-        prediction_body(m, n, coefficients, factors, sums);
-    }
+    body_for_level(prediction_body, prediction_avx2, prediction_avx2)(m, n, coefficients, factors, sums);
 }

@@ -19,14 +19,14 @@ ULLAGE_KERNEL_BODY void quadratic_forms_body(std::size_t n, const double *a, con
         for (std::size_t j = 0; j < i; ++j) {
             const double *x_j = x + j * kFormsSideBySide;
             for (std::size_t v = 0; v < kVectors; ++v) {
-                const Vector4 scaled = load_vector(x_i + v * kVectorLength) * *a;
-                sum[v] = sum[v] + (scaled * load_vector(x_j + v * kVectorLength)) * 2.0;
+                const Vector4 scaled = load_vector<Vector4>(x_i + v * kVectorLength) * *a;
+                sum[v] = sum[v] + (scaled * load_vector<Vector4>(x_j + v * kVectorLength)) * 2.0;
             }
             ++a;
         }
         for (std::size_t v = 0; v < kVectors; ++v) {
-            const Vector4 scaled = load_vector(x_i + v * kVectorLength) * *a;
-            sum[v] = sum[v] + scaled * load_vector(x_i + v * kVectorLength);
+            const Vector4 scaled = load_vector<Vector4>(x_i + v * kVectorLength) * *a;
+            sum[v] = sum[v] + scaled * load_vector<Vector4>(x_i + v * kVectorLength);
         }
         ++a;
     }
@@ -40,9 +40,5 @@ ULLAGE_AVX2 void quadratic_forms_avx2(std::size_t n, const double *a, const doub
 }  // namespace
 
 void quadratic_forms_kernel(std::size_t n, const double *a, const double *x, double *forms) {
-    if (use_wide_kernels()) {
-        quadratic_forms_avx2(n, a, x, forms);
-    } else {
-        quadratic_forms_body(n, a, x, forms);
-    }
+    body_for_level(quadratic_forms_body, quadratic_forms_avx2, quadratic_forms_avx2)(n, a, x, forms);
 }

@@ -12,23 +12,25 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "matrix/vector_kernel.h"
+
 // A pivot of a sweep.
 struct SweepPivot {
+    const double *row;  // as it was when the turn of the pivot came
     std::size_t index;
     double reciprocal;  // 1 / the pivot element
 };
 
-inline constexpr std::size_t kPivotBlock = 4;
+// Numbers from the beginning of one row to that of the next. Rows that begin at cache lines are the fastest.
+[[nodiscard]] constexpr std::size_t row_stride(std::size_t n) {
+    return padded_length(n, kLengthOf<Vector8>);
+}
 
-// Sweep rows on one pivot, whose own row must not be among them.
+// Sweep rows on pivots in ascending order of index, whose own rows must not be among them.
 //
-// from, to: matrices with rows of stride doubles, stride a multiple of 4; the same, or different ones.
-void sweep_rows_kernel(std::size_t stride, const double *from, double *to, std::size_t row_count,
-                       const std::int32_t *rows, SweepPivot pivot);
-
-// Sweep rows of one matrix on kPivotBlock pivots in their order, in one pass. The rows of the pivots must not be among
-// them, and must stand as each was when its turn came.
-void sweep_rows_by_block_kernel(std::size_t stride, double *matrix, std::size_t row_count, const std::int32_t *rows,
-                                const SweepPivot *pivots);
+// from, to: matrices of order n with rows row_stride(n) apart, whose ends hold numbers of no meaning; the same, or
+// different ones.
+void sweep_rows_kernel(std::size_t n, const double *from, double *to, std::size_t row_count, const std::int32_t *rows,
+                       std::size_t pivot_count, const SweepPivot *pivots);
 
 #endif

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <limits>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "matrix/cross_product_kernel.h"
@@ -58,16 +59,21 @@ bool same_bits(double left, double right) {
            (std::isnan(left) && std::isnan(right));
 }
 
-// Every kind of numbers in every size, with and without wide registers.
-class KernelBits : public testing::TestWithParam<bool> {
+// Every kind of numbers in every size, with every instruction set that the processor has.
+class KernelBits : public testing::TestWithParam<KernelLevel> {
 protected:
-    KernelBits() { wide_kernels_allowed = GetParam(); }
-    ~KernelBits() override { wide_kernels_allowed = true; }
+    void SetUp() override {
+        if (GetParam() > level_of_processor) GTEST_SKIP() << "the processor lacks these instructions";
+        kernel_level = GetParam();
+    }
+    void TearDown() override { kernel_level = level_of_processor; }
+
+    const KernelLevel level_of_processor = kernel_level;
 
     template <typename Check>
     static void for_each_input(Check check) {
         for (Kind kind : {Kind::ordinary, Kind::spread, Kind::whole, Kind::not_finite}) {
-            for (std::size_t n : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 20, 33}) {
+            for (std::size_t n : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 20, 33, 90}) {
                 SCOPED_TRACE(testing::Message() << "kind " << static_cast<int>(kind) << ", size " << n);
                 std::mt19937_64 engine(n);
                 check(engine, kind, n);
@@ -77,8 +83,7 @@ protected:
 };
 
 // Rows of n numbers, filled up with zeros to whole vectors.
-std::vector<double> padded(const std::vector<double> &rows, std::size_t n) {
-    const std::size_t stride = padded_length(n);
+std::vector<double> padded(const std::vector<double> &rows, std::size_t n, std::size_t stride) {
     std::vector<double> result(rows.size() / n * stride, 0.0);
     for (std::size_t i = 0; i < rows.size(); ++i) result[i / n * stride + i % n] = rows[i];
     return result;
@@ -87,57 +92,39 @@ std::vector<double> padded(const std::vector<double> &rows, std::size_t n) {
 TEST_P(KernelBits, SweptRowsAreThoseOfTheFullSweep) {
     for_each_input([](std::mt19937_64 &engine, Kind kind, std::size_t n) {
         std::vector<double> full = numbers(engine, kind, n * n);
-        const std::size_t stride = padded_length(n);
-        const std::vector<double> from = padded(full, n);
-        const std::size_t k = engine() % n;
-        const double pivot = from[k * stride + k];
-        if (std::fabs(pivot) < 1e-15) return;
-
+        const std::size_t stride = row_stride(n);
+        const std::vector<double> from = padded(full, n, stride);
+        std::vector<std::vector<double>> pivot_rows;
+        std::vector<SweepPivot> pivots;
         std::vector<std::int32_t> rows;
-        for (std::size_t i = 0; i < n; ++i) {
-            if (i != k && engine() % 4 != 0) rows.push_back(static_cast<std::int32_t>(i));
+        std::vector<double> row_copy(n);
+        for (std::size_t k = 0; k < n; ++k) {
+            const auto index = static_cast<std::int32_t>(k);
+            const double pivot = full[k * n + k];
+            if (engine() % 2 == 0 || std::fabs(pivot) < 1e-15) {
+                if (engine() % 4 != 0) rows.push_back(index);
+                continue;
+            }
+            const auto row = full.begin() + static_cast<std::ptrdiff_t>(k * n);
+            pivot_rows.push_back(padded({row, row + static_cast<std::ptrdiff_t>(n)}, n, stride));
+            pivots.push_back({pivot_rows.back().data(), k, 1.0 / pivot});
+            sweep_kernel(static_cast<std::int32_t>(n), full.data(), 1, &index, row_copy.data(), 1e-15);
         }
+        if (pivots.empty()) full = {};  // then nothing is written
+
         std::vector<double> elsewhere(from.size(), 7.0);
         std::vector<double> in_place = from;
-        const SweepPivot step{k, 1.0 / pivot};
-        sweep_rows_kernel(stride, from.data(), elsewhere.data(), rows.size(), rows.data(), step);
-        sweep_rows_kernel(stride, in_place.data(), in_place.data(), rows.size(), rows.data(), step);
-
-        const auto index = static_cast<std::int32_t>(k);
-        std::vector<double> row_copy(n);
-        sweep_kernel(static_cast<std::int32_t>(n), full.data(), 1, &index, row_copy.data(), 1e-15);
-        for (std::size_t i = 0; i < n; ++i) {
-            const bool is_swept = std::find(rows.begin(), rows.end(), static_cast<std::int32_t>(i)) != rows.end();
-            for (std::size_t j = 0; j < n; ++j) {
-                EXPECT_TRUE(same_bits(elsewhere[i * stride + j], is_swept ? full[i * n + j] : 7.0));
-                EXPECT_TRUE(same_bits(in_place[i * stride + j], is_swept ? full[i * n + j] : from[i * stride + j]));
+        for (std::vector<double> *to : {&elsewhere, &in_place}) {
+            const double *source = to == &in_place ? to->data() : from.data();
+            const std::vector<double> before = *to;
+            sweep_rows_kernel(n, source, to->data(), rows.size(), rows.data(), pivots.size(), pivots.data());
+            for (std::size_t i = 0; i < n; ++i) {
+                const bool is_swept = !full.empty() && std::find(rows.begin(), rows.end(), i) != rows.end();
+                for (std::size_t j = 0; j < n; ++j) {
+                    const std::size_t place = i * stride + j;
+                    EXPECT_TRUE(same_bits((*to)[place], is_swept ? full[i * n + j] : before[place])) << i << ", " << j;
+                }
             }
-        }
-    });
-}
-
-TEST_P(KernelBits, ABlockOfPivotsIsItsPivotsOneByOne) {
-    for_each_input([](std::mt19937_64 &engine, Kind kind, std::size_t n) {
-        if (n <= kPivotBlock) return;
-        const std::size_t stride = padded_length(n);
-        std::vector<double> one_by_one = padded(numbers(engine, kind, n * n), n);
-        std::vector<std::int32_t> order(n);
-        for (std::size_t i = 0; i < n; ++i) order[i] = static_cast<std::int32_t>(i);
-        std::shuffle(order.begin(), order.end(), engine);
-
-        // The rows of the block's pivots as each stood at its turn; the others wait in blocked.
-        std::vector<double> blocked = one_by_one;
-        SweepPivot pivots[kPivotBlock];
-        for (std::size_t p = 0; p < kPivotBlock; ++p) {
-            const auto k = static_cast<std::size_t>(order[p]);
-            pivots[p] = {k, 1.0 / one_by_one[k * stride + k]};
-            std::copy_n(one_by_one.begin() + static_cast<std::ptrdiff_t>(k * stride), stride,
-                        blocked.begin() + static_cast<std::ptrdiff_t>(k * stride));
-            sweep_rows_kernel(stride, one_by_one.data(), one_by_one.data(), n - p - 1, order.data() + p + 1, pivots[p]);
-        }
-        sweep_rows_by_block_kernel(stride, blocked.data(), n - kPivotBlock, order.data() + kPivotBlock, pivots);
-        for (std::size_t i = 0; i < blocked.size(); ++i) {
-            EXPECT_TRUE(i % stride >= n || same_bits(blocked[i], one_by_one[i])) << "element " << i;
         }
     });
 }
@@ -149,7 +136,7 @@ TEST_P(KernelBits, SumsAndCrossProductsRunInTheOrderOfTheRows) {
         std::vector<double> plain_sums(n, 0.0), plain_products(n * n, 0.0);
         for (std::size_t row_count : {64, 1, 13}) {
             const std::vector<double> rows = numbers(engine, kind, row_count * n);
-            const std::vector<double> block = padded(rows, n);
+            const std::vector<double> block = padded(rows, n, stride);
             add_rows_kernel(row_count, stride, block.data(), sums.data());
             add_cross_products_kernel(row_count, stride, block.data(), products.data());
             for (std::size_t c = 0; c < row_count; ++c) {
@@ -205,9 +192,12 @@ TEST_P(KernelBits, PredictionsAreRunningSums) {
     });
 }
 
-INSTANTIATE_TEST_SUITE_P(InstructionSets, KernelBits, testing::Values(false, true),
-                         [](const testing::TestParamInfo<bool> &parameter) {
-                             return parameter.param ? "wide" : "baseline";
-                         });
+std::string level_name(const testing::TestParamInfo<KernelLevel> &parameter) {
+    constexpr const char *kNames[] = {"baseline", "avx2", "avx512"};
+    return kNames[static_cast<int>(parameter.param)];
+}
+
+INSTANTIATE_TEST_SUITE_P(InstructionSets, KernelBits,
+                         testing::Values(KernelLevel::baseline, KernelLevel::avx2, KernelLevel::avx512), level_name);
 
 }  // namespace
