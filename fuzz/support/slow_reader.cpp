@@ -118,7 +118,7 @@ private:
         std::vector<Text> names;
         for (Item item{{}, u'\t'}; item.end != u'\n';) {
             item = next_item();
-            if (item.end == 0 || item.text.empty()) return false;
+            if (item.end == 0 || item.text.empty() || item.text.find(u'\uffff') != Text::npos) return false;
             names.push_back(item.text == u"*" ? Text() : item.text);
         }
         if (options_.mixture) names.erase(names.begin());

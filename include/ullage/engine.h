@@ -275,10 +275,11 @@ DS_API int32_t DS_KeyWeight(const char16_t *name);
  * @param group_name  name of the group, for messages
  * @param data_text   the text, only read
  * @return 0; 1 on a broken header (no number, a number outside 32 bits, a negative number of variables, an empty name,
- *         fewer names than variables), a weight variable that is not among the names, a record that is too short, too
- *         long, or holds an item, a group id or a weight that cannot be read, more than 2^31 - 1 cases, full names
- *         (20,000 units), or a second call for one group, which changes nothing. After any other 1 the group keeps the
- *         variables and the number of cases read so far, but is not loaded and cannot be loaded again.
+ *         a name with the unit 65535, fewer names than variables), a weight variable that is not among the names, a
+ *         record that is too short, too long, or holds an item, a group id or a weight that cannot be read, more than
+ *         2^31 - 1 cases, full names (20,000 units), or a second call for one group, which changes nothing. After any
+ *         other 1 the group keeps the variables and the number of cases read so far, but is not loaded and cannot be
+ *         loaded again.
  */
 DS_API int32_t DS_KeyGroupDef(const char16_t *group_name, const char16_t *data_text);
 

@@ -14,6 +14,8 @@ static_assert(kHeaderItemLimit <= kNumberTextLimit && kRecordItemLimit <= kNumbe
 
 namespace {
 
+constexpr char16_t kEndMark = 0xFFFF;  // ends the names line as the end of the text does
+
 // A header item that is a number of 32 bits.
 bool read_header_number(DataTextReader &reader, std::int32_t &number) {
     double value;
@@ -25,8 +27,8 @@ int measure_names(DataTextReader &reader) {
     for (;;) {
         const std::size_t start = reader.position;
         char16_t delimiter;
-        (void)read_item(reader, delimiter);
-        if (delimiter == 0) {
+        const std::u16string_view name = read_item(reader, delimiter);
+        if (delimiter == 0 || name.find(kEndMark) != std::u16string_view::npos) {
             report_reader_error(u"No data in data file.");
             return 1;
         }

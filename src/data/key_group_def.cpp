@@ -47,7 +47,7 @@ int32_t DS_KeyGroupDef(const char16_t *group_name, const char16_t *data_text) {
     group->definition_tried = true;
     if (!string_pool_has_room(group->strings, name.size() + label.size() + 2, 2)) return 1;
     group->group_name = string_pool_add(group->strings, name);
-    group->data_label = string_pool_add(group->strings, label);
+    (void)string_pool_add(group->strings, label);  // takes its room among the names, and is read by nobody
 
     const bool mixture_mode = state.mixture_mode != 0;
     DataTextReader reader;

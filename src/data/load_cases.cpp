@@ -63,7 +63,6 @@ CaseRecord *case_record_init(CaseRun &run, std::size_t variable_count, CaseRecor
     std::fill_n(record->values, variable_count, kUndefined);
     std::fill_n(record->states, variable_count, CellState{nullptr});
     run.values += variable_count;
-    run.states += variable_count;
     --run.room;
     if (previous != nullptr) previous->next = record;
     return record;
@@ -86,14 +85,13 @@ bool read_case_weight(std::u16string_view text, std::int32_t &weight) {
 }
 
 void tally_cell_states(CaseRecord &record, std::int32_t variable_count, PatternCollector &patterns) {
-    patterns.begin();
+    std::int32_t unobserved_count = 0;
     for (std::int32_t i = 0; i < variable_count; ++i) {
-        const CellState cell = record.states[i];
-        if (cell == nullptr) continue;
-        patterns.mark_unobserved(i);
-        ++(cell == &MissingMarker ? record.missing_count : record.bounded_count);
+        unobserved_count += record.states[i] != nullptr ? 1 : 0;
+        record.missing_count += record.states[i] == &MissingMarker ? 1 : 0;
     }
-    record.pattern_index = patterns.find_or_add();
+    record.bounded_count = unobserved_count - record.missing_count;
+    patterns.add(record);
 }
 
 // Read one line into the current case. Nothing is undone on 1.
@@ -111,9 +109,12 @@ int read_one_record(const Group &group, DataTextReader &reader, bool mixture_mod
         record.current_group_id = record.fixed_group_id;
     }
     for (std::int32_t column = 0; column < item_count; ++column) {
+        const bool is_weight = column == group.weight_index;
+        const std::int32_t cell = has_weight && column > group.weight_index ? column - 1 : column;
         std::u16string_view item;
-        (void)read_data_item(reader, kRecordItemLimit, item);  // the record goes by the delimiter alone
+        const ItemStatus status = read_data_item(reader, kRecordItemLimit, item);
         if (item.size() > kRecordItemLimit) return 1;
+        // The record goes by the delimiter alone, not by the number of items that the reader has counted.
         const bool is_last = column == item_count - 1;
         if (is_last && !reader_at_line_end(reader)) {
             log_printf(state.ErrorLog, u"Data record number %d is too long in the file %s.\n",
@@ -124,9 +125,12 @@ int read_one_record(const Group &group, DataTextReader &reader, bool mixture_mod
             log_printf(state.ErrorLog, u"A data record in group %s is too short.\n", {group.group_name});
             return 1;
         }
-        const bool is_weight = column == group.weight_index;
-        const std::int32_t cell = has_weight && column > group.weight_index ? column - 1 : column;
-        // Most items are numbers. Blanks in front do not matter to the conversion, and blanks inside make it fail.
+        // Most items are stars or numbers. Blanks in front of a number do not matter to the conversion, and blanks
+        // inside make it fail.
+        if (!is_weight && status == ItemStatus::star) {
+            record.states[cell] = &MissingMarker;
+            continue;
+        }
         if (!is_weight && parse_strict_number(item, record.values[cell])) {
             record.states[cell] = nullptr;  // also where an earlier cell has bounded this one
             continue;
@@ -184,6 +188,7 @@ int load_group_cases(Group &group, DataTextReader &reader, bool mixture_mode) {
         if (line == 0) group.first_case = state.current_record;
         std::int32_t weight;
         if (read_one_record(group, reader, mixture_mode, patterns, weight) != 0) return 1;
+        if (state.current_record->states == run.states) run.states += variable_count;
         if (weight > std::numeric_limits<std::int32_t>::max() - group.case_count) return 1;
         if (weight > 1) repeat_case(static_cast<std::size_t>(weight) - 1, variable_count);
         group.case_count += weight;

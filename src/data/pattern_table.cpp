@@ -6,21 +6,32 @@
 #include "data/pattern_table.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <memory>
 #include <numeric>
 
 namespace {
 
-constexpr std::int32_t kEmpty = -1;
+constexpr int kRecentBits = 11;
 
-std::uint64_t hash_words(const std::uint64_t *words, std::size_t count) {
-    std::uint64_t hash = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        hash = (hash ^ words[i]) * 0x9E3779B97F4A7C15;  // multiplication moves every bit upward,
-        hash ^= hash >> 32;                             // and the shift brings it back to the low bits that are used
+// A pattern in a sort: one of its words and where it was collected.
+struct SortEntry {
+    std::uint64_t word;
+    std::int32_t index;
+};
+
+// Sort by those bytes of the words in which any two differ, from the last byte to the first. Equal words keep their
+// order.
+void sort_by_word(std::vector<SortEntry> &entries, std::vector<SortEntry> &spare, std::uint64_t differing_bits) {
+    for (int shift = 0; shift < 64; shift += 8) {
+        if ((differing_bits >> shift & 0xFF) == 0) continue;
+        std::array<std::size_t, 256> positions{};
+        for (const SortEntry &entry : entries) ++positions[entry.word >> shift & 0xFF];
+        std::exclusive_scan(positions.begin(), positions.end(), positions.begin(), std::size_t{0});
+        for (const SortEntry &entry : entries) spare[positions[entry.word >> shift & 0xFF]++] = entry;
+        entries.swap(spare);
     }
-    return hash;
 }
 
 }  // namespace
@@ -42,68 +53,77 @@ std::int32_t list_variables(const std::uint64_t *pattern, std::int32_t variable_
 }
 
 PatternCollector::PatternCollector(std::int32_t variable_count)
-    : word_count_(words_per_pattern(variable_count)), words_(word_count_), slots_(64, kEmpty) {}
-
-void PatternCollector::begin() {
-    std::fill(words_.end() - static_cast<std::ptrdiff_t>(word_count_), words_.end(), 0);
-}
-
-void PatternCollector::mark_unobserved(std::int32_t variable) {
-    words_[words_.size() - word_count_ + static_cast<std::size_t>(variable) / 64] |= std::uint64_t{1}
-                                                                                     << (63 - variable % 64);
-}
+    : variable_count_(variable_count),
+      word_count_(words_per_pattern(variable_count)),
+      recent_(std::size_t{1} << kRecentBits) {}
 
 const std::uint64_t *PatternCollector::words_of(std::int32_t index) const {
     return words_.data() + static_cast<std::size_t>(index) * word_count_;
 }
 
-bool PatternCollector::is_present(std::int32_t index) const {
-    return std::equal(words_of(index), words_of(index) + word_count_, words_of(pattern_count_));
+bool PatternCollector::are_equal(std::int32_t left, std::int32_t right) const {
+    const std::uint64_t *left_words = words_of(left);
+    const std::uint64_t *right_words = words_of(right);
+    std::size_t i = 0;
+    while (i < word_count_ && left_words[i] == right_words[i]) ++i;
+    return i == word_count_;
 }
 
-std::int32_t PatternCollector::find_or_add() {
-    if (last_ >= 0 && is_present(last_)) return last_;
-    const std::size_t mask = slots_.size() - 1;
-    std::size_t slot = hash_words(words_of(pattern_count_), word_count_) & mask;
-    while (slots_[slot] != kEmpty && !is_present(slots_[slot])) slot = (slot + 1) & mask;
-    if (slots_[slot] == kEmpty) {
-        words_.resize(words_.size() + word_count_);  // the pattern at hand stays, behind it is room for the next
-        slots_[slot] = pattern_count_++;
-        last_ = slots_[slot];
-        if (static_cast<std::size_t>(pattern_count_) * 2 > slots_.size()) grow_slots();
-        return last_;
+void PatternCollector::add(CaseRecord &record) {
+    const auto index = static_cast<std::int32_t>(words_.size() / word_count_);
+    words_.resize(words_.size() + word_count_);
+    std::uint64_t *words = words_.data() + words_.size() - word_count_;
+    std::uint64_t hash = 0;
+    for (std::int32_t begin = 0; begin < variable_count_; begin += 64) {
+        const std::int32_t end = std::min(variable_count_, begin + 64);
+        std::uint64_t word = 0;
+        for (std::int32_t i = begin; i < end; ++i) word = word << 1 | (record.states[i] != nullptr ? 1U : 0U);
+        word <<= 64 - (end - begin);
+        words[begin / 64] = word;
+        // The product's high bits, which choose the slot, depend on all bits of the word and of the words before.
+        hash = (hash >> 32 ^ hash ^ word) * 0x9E3779B97F4A7C15;
     }
-    last_ = slots_[slot];
-    return last_;
-}
-
-void PatternCollector::grow_slots() {
-    std::vector<std::int32_t> slots(slots_.size() * 2, kEmpty);
-    const std::size_t mask = slots.size() - 1;
-    for (std::int32_t index = 0; index < pattern_count_; ++index) {
-        std::size_t slot = hash_words(words_of(index), word_count_) & mask;
-        while (slots[slot] != kEmpty) slot = (slot + 1) & mask;
-        slots[slot] = index;
+    Recent &recent = recent_[hash >> (64 - kRecentBits)];
+    if (recent.index < 0 || !are_equal(recent.index, index)) {
+        recent = {index, nullptr};
+    } else {
+        words_.resize(words_.size() - word_count_);
     }
-    slots_.swap(slots);
+    record.pattern_index = recent.index;
+    if (record.bounded_count > 0) return;
+    if (recent.states == nullptr) recent.states = record.states;
+    record.states = recent.states;
 }
 
+// A table can have as many patterns as cases, so they are sorted in a time in proportion to their words, whatever the
+// patterns are.
 std::vector<std::int32_t> PatternCollector::sort_into(Group &group) const {
-    const auto count = static_cast<std::size_t>(pattern_count_);
-    std::vector<std::int32_t> order(count);
-    std::iota(order.begin(), order.end(), 0);
-    std::sort(order.begin(), order.end(), [this](std::int32_t left, std::int32_t right) {
-        return std::lexicographical_compare(words_of(left), words_of(left) + word_count_, words_of(right),
-                                            words_of(right) + word_count_);
-    });
+    std::vector<SortEntry> entries(words_.size() / word_count_);
+    for (std::size_t i = 0; i < entries.size(); ++i) entries[i].index = static_cast<std::int32_t>(i);
+    std::vector<SortEntry> spare(entries.size());
+    for (std::size_t word = word_count_; word-- > 0;) {
+        std::uint64_t differing_bits = 0;
+        for (SortEntry &entry : entries) {
+            entry.word = words_of(entry.index)[word];
+            differing_bits |= entry.word ^ entries.front().word;
+        }
+        sort_by_word(entries, spare, differing_bits);
+    }
+
+    std::vector<std::int32_t> new_index(entries.size());
+    std::vector<std::int32_t> first_of_each;
+    for (const SortEntry &entry : entries) {
+        if (first_of_each.empty() || !are_equal(first_of_each.back(), entry.index))
+            first_of_each.push_back(entry.index);
+        new_index[static_cast<std::size_t>(entry.index)] = static_cast<std::int32_t>(first_of_each.size()) - 1;
+    }
+    const std::size_t count = first_of_each.size();
     auto sorted = std::make_unique_for_overwrite<std::uint64_t[]>(count * word_count_);
-    std::vector<std::int32_t> new_index(count);
     for (std::size_t i = 0; i < count; ++i) {
-        std::copy_n(words_of(order[i]), word_count_, sorted.get() + i * word_count_);
-        new_index[static_cast<std::size_t>(order[i])] = static_cast<std::int32_t>(i);
+        std::copy_n(words_of(first_of_each[i]), word_count_, sorted.get() + i * word_count_);
     }
     group.pattern_places = std::make_unique<std::uint32_t[]>(count);
     group.pattern_words = std::move(sorted);
-    group.pattern_count = pattern_count_;
+    group.pattern_count = static_cast<std::int32_t>(count);
     return new_index;
 }

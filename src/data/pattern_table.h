@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "data/case_record.h"
 #include "frame/group.h"
 
 [[nodiscard]] constexpr std::size_t words_per_pattern(std::int32_t variable_count) {
@@ -34,30 +35,32 @@
 std::int32_t list_variables(const std::uint64_t *pattern, std::int32_t variable_count, bool unobserved,
                             std::int32_t *variables);
 
-// Collects the patterns of a load: begin, mark_unobserved for each unobserved cell, find_or_add, for case after case.
+// Collects the patterns of a load, case after case.
 class PatternCollector {
 public:
     explicit PatternCollector(std::int32_t variable_count);
 
-    void begin();
-    void mark_unobserved(std::int32_t variable);
+    // Set the record's pattern_index to where its pattern was collected. A case without bounds takes the states of an
+    // earlier one of its pattern if one is at hand: they are the same, and its own are free again.
+    void add(CaseRecord &record);
 
-    // Index of the pattern in the order of first appearance.
-    [[nodiscard]] std::int32_t find_or_add();
-
-    // Hand the patterns to the group in ascending order; gives the new index of each.
+    // Hand the distinct patterns to the group in ascending order; gives the new index of each that was collected.
     [[nodiscard]] std::vector<std::int32_t> sort_into(Group &group) const;
 
 private:
-    [[nodiscard]] const std::uint64_t *words_of(std::int32_t index) const;
-    [[nodiscard]] bool is_present(std::int32_t index) const;
-    void grow_slots();
+    // A pattern that was collected, and the states of a case of that pattern without bounds, if there was one.
+    struct Recent {
+        std::int32_t index = -1;
+        CellState *states = nullptr;
+    };
 
+    [[nodiscard]] const std::uint64_t *words_of(std::int32_t index) const;
+    [[nodiscard]] bool are_equal(std::int32_t left, std::int32_t right) const;
+
+    std::int32_t variable_count_;
     std::size_t word_count_;            // words of one pattern
-    std::vector<std::uint64_t> words_;  // the patterns, then the one at hand
-    std::int32_t pattern_count_ = 0;
-    std::int32_t last_ = -1;           // the last answer, right again for most cases
-    std::vector<std::int32_t> slots_;  // open addressing by hash, -1 where empty
+    std::vector<std::uint64_t> words_;  // the patterns in the order of their cases, some of them more than once
+    std::vector<Recent> recent_;        // by hash; a pattern that another one has replaced is collected again
 };
 
 #endif

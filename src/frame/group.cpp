@@ -32,8 +32,6 @@ Group *group_construct(Group *previous, std::int32_t key_count, std::int32_t dic
     group->strings.text[0] = 0;
     group->strings.index = std::make_unique_for_overwrite<char16_t *[]>(StringPool::kIndexCapacity);
     group->group_name = u"";
-    group->data_label = u"";
-    group->dictionary_capacity = dictionary_capacity;
     group->key_count = key_count;
     group->weight_index = -1;
     group->key_flags = std::make_unique<std::int32_t[]>(static_cast<std::size_t>(key_count));

@@ -53,12 +53,10 @@ struct Group {
     Group *next;
     StringPool strings;
     std::int32_t key_count;
-    std::int32_t dictionary_capacity;
     std::unique_ptr<std::int32_t[]> key_flags;
     std::unique_ptr<VariableEntry[]> variables;
     const char16_t *group_name;
-    const char16_t *data_label;  // takes its room among the names, and is read by nobody
-    std::int32_t weight_index;   // column of the weight variable, -1 if there is none
+    std::int32_t weight_index;  // column of the weight variable, -1 if there is none
 
     bool definition_tried;  // DS_KeyGroupDef takes a group once, however that ends
     Group *created_before;  // the chain of all groups that exist, listed or not

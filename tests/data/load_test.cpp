@@ -133,6 +133,8 @@ TEST(Load, EveryFailureSaysItsLiteralLines) {
         {"too many variables", u"1\t2147483648\nx\n", plain, no_variables, "", false, 0},
         {"only the header", u"1\t1", plain, no_data, "", false, 0},
         {"names without a line end", u"0\t1\nx", plain, no_data, "", false, 0},
+        {"an end mark in a name", u"0\t1\nx\xFFFFy\n", plain, no_data, "", false, 0},
+        {"an end mark in front of an empty name", u"0\t1\nx\t\xFFFF\t\ty\n", plain, no_data, "", false, 0},
         {"an empty name", u"0\t2\nx\t\ty\n", plain,
          "Error{In the file, dty.dty,\nvariable number 2 has an empty string for a name.\n}", "", false, 0},
         {"a TAB before the end of the names", u"0\t1\nx\t\n", plain,

@@ -462,7 +462,7 @@ class Reader:
         self.names_start = self.position
         while True:
             item, delimiter = self.read_item()
-            if delimiter == "":
+            if delimiter == "" or "\uffff" in item:
                 self.engine.report_reader_error("No data in data file.")
                 return False
             self.name_count += 1

@@ -20,7 +20,7 @@ ODD_NAMES = [
     "X", "x", "Y", "1e5", "12", "\u00e9", "\u00df", "\u540d\u524d", "\u03a9\u03c9", "\u0663", "\u00aa", "\u00b2",
     "\\default", "\\DEFAULT", "*", "a b", "a-b", "%s", "a%d%n", "x\r", "\r", "\ud83d\ude00", "\ud83d", "x\ude00y",
     "\ud800", "\udbff\udbff\udfff\udfff", "\udbff\udc00\udc00", "<", "a|b", ";", "n" * 70, "\u540d%s" * 60,
-    "a" * 121 + "\ud83d\ude00-" + "b" * 90, "\u0130", "\u017f", "\u212a", "(", "inf", "nan",
+    "a" * 121 + "\ud83d\ude00-" + "b" * 90, "\u0130", "\u017f", "\u212a", "(", "inf", "nan", "x\uffff",
 ]  # fmt: skip
 BAD_ITEMS = [
     "abc", "1|2", "1e", "1e+", ".", "+", "--1", "1.2.3", "0x10", "inf", "nan", "1,5", "5\r", "*<5", "**", " *", "* ",
