@@ -11,6 +11,8 @@
 #include <cmath>
 #include <iterator>
 
+#include "ullage/host/report/html_text.h"
+
 namespace ullage::host {
 namespace {
 
@@ -19,13 +21,6 @@ constexpr double kLineHeight = 15.0;       // of a line of such text
 constexpr double kMostLabelWidth = 120.0;  // of a category
 constexpr double kSlant = 60.0;            // of the categories above a plot, in degrees
 constexpr double kTickGap = 5.0;           // between an axis and its labels
-
-/** The text, with U+FFFD for bytes that are no UTF-8. */
-std::string valid_utf8(std::string_view text) {
-    std::string valid;
-    utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(valid));
-    return valid;
-}
 
 /** About how wide a text comes out; wide scripts count double, marks that combine not at all. */
 double text_width(std::string_view text) {
@@ -128,42 +123,6 @@ void draw_lines(const Plot &plot, const Ruler &x, const Ruler &y, std::string &s
 }
 
 }  // namespace
-
-std::string html_escape(std::string_view text) {
-    std::string result;
-    for (const char c : valid_utf8(text)) {
-        switch (c) {
-            case '&':
-                result += "&amp;";
-                break;
-            case '<':
-                result += "&lt;";
-                break;
-            case '>':
-                result += "&gt;";
-                break;
-            case '"':
-                result += "&quot;";
-                break;
-            case '\'':
-                result += "&#39;";
-                break;
-            default:
-                result += (static_cast<unsigned char>(c) < 32 || c == 127) ? ' ' : c;
-        }
-    }
-    return result;
-}
-
-std::string shorten(std::string_view text, std::size_t characters) {
-    const std::string valid = valid_utf8(text);
-    auto end = valid.begin();
-    for (std::size_t i = 1; i < characters && end != valid.end(); ++i) utf8::unchecked::next(end);
-    // The last of them may stand for itself.
-    auto next = end;
-    if (next != valid.end()) utf8::unchecked::next(next);
-    return next == valid.end() ? valid : std::string(valid.begin(), end) + "\u2026";
-}
 
 std::vector<Tick> round_ticks(double low, double high, std::size_t most, bool is_log) {
     std::vector<Tick> ticks;

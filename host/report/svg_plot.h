@@ -7,21 +7,9 @@
 
 #include <cstddef>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace ullage::host {
-
-/**
- * Text that stands for itself in HTML and SVG, as content and between the quotes of an attribute.
- *
- * Control characters become spaces, and bytes that are no UTF-8 become U+FFFD, so that any name of a file or a column
- * can be shown.
- */
-[[nodiscard]] std::string html_escape(std::string_view text);
-
-/** The text cut to a number of characters, an ellipsis being the last; not escaped. */
-[[nodiscard]] std::string shorten(std::string_view text, std::size_t characters);
 
 /** A place on an axis and what is written there. */
 struct Tick {

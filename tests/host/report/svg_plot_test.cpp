@@ -9,6 +9,8 @@
 #include <cmath>
 #include <string>
 
+#include "ullage/host/report/html_text.h"
+
 namespace ullage::host {
 namespace {
 

@@ -1,0 +1,76 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// What was assumed: model, prior, transformations and rules in words.
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cmath>
+
+#include "ullage/host/base/words.h"
+#include "ullage/host/report/page_pieces.h"
+#include "ullage/host/report/sections.h"
+
+namespace ullage::host {
+namespace {
+
+std::string prior_words(const RunRecord &record) {
+    if (record.prior == "jeffreys")
+        return "Jeffreys' prior: nothing is assumed of means and covariance before the data.";
+    if (record.prior.starts_with("ridge=")) {
+        return fmt::format(
+            "A ridge prior worth {} cases of uncorrelated columns: it draws the correlations towards zero by that "
+            "much.",
+            record.prior.substr(6));
+    }
+    return fmt::format("A normal / inverse Wishart prior that the user gave in the file {}.", quote(record.prior));
+}
+
+}  // namespace
+
+std::string what_was_assumed(const RunRecord &record, bool has_bounded_cells) {
+    const std::size_t n = record.columns.size();
+    std::vector<std::string> items;
+    items.push_back(fmt::format(
+        "Model: the rows are independent draws from a multivariate normal distribution of {}{}.",
+        n == 1 ? "the column" : fmt::format("the {} columns together", n),
+        record.by ? fmt::format(", with means and covariance of its own for each level of {}", quote(*record.by))
+                  : ""));
+    items.emplace_back(
+        "Missing cells: whether a cell is missing may depend on the observed cells of its row, not on its own value.");
+    if (has_bounded_cells) {
+        items.emplace_back(
+            "Bounded cells: each is drawn from its exact conditional distribution between its bounds, jointly with the "
+            "other hidden cells of its row. No value is moved to a bound.");
+    }
+    items.push_back("Prior: " + prior_words(record));
+    constexpr std::array<const char *, 4> kWords = {"", "logarithm", "square root", "logit"};
+    for (std::size_t t = 1; t < kWords.size(); ++t) {
+        std::vector<std::string> names;
+        for (const RunColumn &column : record.columns) {
+            if (static_cast<std::size_t>(column.transformation) == t) names.push_back(column.name);
+        }
+        if (names.empty()) continue;
+        items.push_back(fmt::format("Transformation: the {} is modelled, and taken back in all results, of {}.",
+                                    kWords[t], join_names(names)));
+    }
+    for (const RunColumn &column : record.columns) {
+        const bool has_lower = std::isfinite(column.lower);
+        const bool has_upper = std::isfinite(column.upper);
+        if (!has_lower && !has_upper) continue;
+        items.push_back(fmt::format("Bounds: every imputed value of {} lies {}.", column.name,
+                                    has_lower && has_upper
+                                        ? fmt::format("between {} and {}", number(column.lower), number(column.upper))
+                                    : has_lower ? "above " + number(column.lower)
+                                                : "below " + number(column.upper)));
+    }
+    for (const std::string &rule : record.order) items.push_back(fmt::format("Order in every row: {}.", rule));
+    items.push_back(fmt::format(
+        "Computation: Bayesian data augmentation in {}, each from a start of its own; {} that did not count, then an "
+        "imputation every {}.",
+        count_words(record.chains, "chain"), count_words(record.burn_in, "iteration"),
+        record.thin == 1 ? "iteration" : fmt::format("{} iterations", record.thin)));
+    return list(items);
+}
+
+}  // namespace ullage::host

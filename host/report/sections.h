@@ -1,0 +1,36 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The sections of the report, each in a file of its own. Each gives the HTML below its heading.
+
+#ifndef ULLAGE_HOST_REPORT_SECTIONS_H
+#define ULLAGE_HOST_REPORT_SECTIONS_H
+
+#include <string>
+#include <vector>
+
+#include "ullage/host/answer/diagnostics.h"
+#include "ullage/host/run/run_results.h"
+
+namespace ullage::host {
+
+/** What is known of each cell: column after column of the model, one element per row. */
+using KnownCells = std::vector<std::vector<Knowledge>>;
+
+[[nodiscard]] std::string what_was_read(const RunResults &results, const KnownCells &known);
+
+/** The most frequent patterns of missingness, as a picture and as a table. */
+[[nodiscard]] std::string patterns_of_missingness(const RunResults &results, const KnownCells &known);
+
+[[nodiscard]] std::string what_was_assumed(const RunRecord &record, bool has_bounded_cells);
+
+[[nodiscard]] std::string whether_it_converged(const RunRecord &record, const Diagnosis &diagnosis);
+
+[[nodiscard]] std::string what_was_imputed(const RunResults &results);
+
+[[nodiscard]] std::string pooled_estimates(const RunResults &results, const Diagnosis &diagnosis);
+
+[[nodiscard]] std::string how_to_reproduce(const RunRecord &record);
+
+}  // namespace ullage::host
+
+#endif
