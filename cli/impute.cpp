@@ -25,7 +25,7 @@
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/report/report.h"
 #include "ullage/host/run/convergence_warnings.h"
-#include "ullage/host/run/run_directory.h"
+#include "ullage/host/run/parameter_file.h"
 #include "ullage/host/run/run_record.h"
 #include "ullage/host/run/write_stat_file.h"
 #include "ullage/host/run/write_table.h"

@@ -10,7 +10,8 @@
 #include <vector>
 
 #include "ullage/host/numbers/convergence.h"
-#include "ullage/host/run/run_directory.h"
+#include "ullage/host/run/completed_tables.h"
+#include "ullage/host/run/parameter_file.h"
 
 namespace ullage::host {
 

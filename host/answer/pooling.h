@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "ullage/host/answer/regression.h"
-#include "ullage/host/run/run_directory.h"
+#include "ullage/host/run/completed_tables.h"
 
 namespace ullage::host {
 

@@ -13,8 +13,7 @@
 #include <vector>
 
 #include "ullage/host/base/output_file.h"
-#include "ullage/host/run/run_directory.h"
-#include "ullage/host/run/write_table.h"
+#include "ullage/host/run/run_record.h"
 #include "ullage/host/table/table.h"
 
 namespace ullage::host {

@@ -1,40 +1,34 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// Writing parameters and the run record.
+// Writing and reading the record of a run.
 
 #include "ullage/host/run/run_record.h"
 
-#include <csv.h>
 #include <fmt/format.h>
 #include <openssl/evp.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/number_text.h"
-#include "ullage/host/base/output_file.h"
-#include "ullage/host/model/model_table.h"
+#include "ullage/host/base/words.h"
 #include "ullage/host/model/parameter_names.h"
+#include "ullage/host/model/scale.h"
+#include "ullage/host/run/result_file.h"
 
 namespace ullage::host {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = nlohmann::ordered_json;  // members in the order in which they are written
 
 // JSON has no infinities and no NaN.
 Json number_or_null(double number) {
     return std::isfinite(number) ? Json(number) : Json(nullptr);
-}
-
-// A cell of a CSV file, in quotes if it needs them.
-std::string quoted(const std::string &text) {
-    if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-    std::string cell(2 * text.size() + 2, '\0');
-    cell.resize(csv_write(cell.data(), cell.size(), text.data(), text.size()));
-    return cell;
 }
 
 Json describe_column(const ModelTable &model, std::size_t index) {
@@ -53,7 +47,83 @@ Json describe_column(const ModelTable &model, std::size_t index) {
             {"scale", model.scales[index].scale}};
 }
 
+/** The members of run.json, each with its kind checked. */
+class Members {
+public:
+    Members(const std::string &source, const Json &json, std::string path = "")
+        : source_(source), json_(json), path_(std::move(path)) {}
+
+    [[nodiscard]] const Json &at(const std::string &name) const {
+        const auto found = json_.is_object() ? json_.find(name) : json_.end();
+        if (!json_.is_object() || found == json_.end()) throw broken(name, "is missing");
+        return *found;
+    }
+    [[nodiscard]] Members object(const std::string &name) const { return {source_, at(name), path_ + name + "."}; }
+    [[nodiscard]] std::vector<Members> list(const std::string &name) const {
+        const Json &array = at(name);
+        if (!array.is_array()) throw broken(name, "is no list");
+        std::vector<Members> all;
+        for (std::size_t i = 0; i < array.size(); ++i) {
+            all.emplace_back(source_, array[i], fmt::format("{}{}[{}].", path_, name, i));
+        }
+        return all;
+    }
+    [[nodiscard]] std::string text(const std::string &name) const {
+        if (!at(name).is_string()) throw broken(name, "is no text");
+        return at(name).get<std::string>();
+    }
+    [[nodiscard]] std::vector<std::string> texts(const std::string &name) const {
+        std::vector<std::string> all;
+        if (!at(name).is_array()) throw broken(name, "is no list");
+        for (const Json &text : at(name)) {
+            if (!text.is_string()) throw broken(name, "holds something else than texts");
+            all.push_back(text.get<std::string>());
+        }
+        return all;
+    }
+    [[nodiscard]] std::int64_t count(const std::string &name, std::int64_t least, std::int64_t most) const {
+        const Json &number = at(name);
+        if (!number.is_number_integer() || (number.is_number_unsigned() && number.get<std::uint64_t>() > INT64_MAX) ||
+            number.get<std::int64_t>() < least || number.get<std::int64_t>() > most) {
+            throw broken(name, fmt::format("is no whole number from {} to {}", least, most));
+        }
+        return number.get<std::int64_t>();
+    }
+    /** An end of an interval, where null is open. */
+    [[nodiscard]] double end(const std::string &name, double open) const {
+        if (at(name).is_null()) return open;
+        if (!at(name).is_number()) throw broken(name, "is no number");
+        return at(name).get<double>();
+    }
+    [[nodiscard]] Error broken(const std::string &name, const std::string &why) const {
+        return {Fault::data,
+                fmt::format("{}: {}{} {}; this is not the record of a run of this program", source_, path_, name, why)};
+    }
+
+private:
+    const std::string &source_;
+    const Json &json_;
+    std::string path_;
+};
+
+Transformation transformation_of(const Members &column) {
+    const std::string word = column.text("transformation");
+    if (word == "none") return Transformation::none;
+    if (word == "log") return Transformation::log;
+    if (word == "sqrt") return Transformation::sqrt;
+    if (word == "logit") return Transformation::logit;
+    throw column.broken("transformation", "is none that is known");
+}
+
 }  // namespace
+
+std::string RunColumn::transformed_name() const {
+    return host::transformed_name(transformation, name);
+}
+
+double RunColumn::transform(double value) const {
+    return to_model({transformation, 0.0, 1.0}, value);
+}
 
 std::string_view library_version() {
     return ULLAGE_VERSION;
@@ -68,27 +138,6 @@ std::string sha256(std::string_view bytes) {
     std::string text;
     for (unsigned int i = 0; i < size; ++i) text += fmt::format("{:02x}", digest[i]);
     return text;
-}
-
-void write_parameters(OutputFile &file, const ModelTable &model, const Imputations &result) {
-    const bool by = !(model.levels.size() == 1 && model.levels[0].name.empty());
-    const std::vector<std::string> names = parameter_names(model);
-    std::string line = by ? ".chain,.iteration,.level" : ".chain,.iteration";
-    for (const std::string &name : names) line += ',' + quoted(name);
-    file.write(line + '\n');
-    const std::size_t iterations = result.draws[0].size() / (names.size() * model.levels.size());
-    for (std::size_t chain = 0; chain < result.draws.size(); ++chain) {
-        for (std::size_t iteration = 0; iteration < iterations; ++iteration) {
-            for (std::size_t level = 0; level < model.levels.size(); ++level) {
-                line = fmt::format("{},{}", chain + 1, iteration + 1);
-                if (by) line += ',' + quoted(model.levels[level].name);
-                for (const double number : result.draw(model, chain, iteration, level)) {
-                    line += ',' + format_number(number);
-                }
-                file.write(line + '\n');
-            }
-        }
-    }
 }
 
 std::string run_record(const ModelTable &model, const RunFacts &facts,
@@ -143,6 +192,54 @@ std::string run_record(const ModelTable &model, const RunFacts &facts,
                          {"iterations_per_second", facts.seconds > 0.0 ? iterations / facts.seconds : 0.0}};
     // A name that is no valid UTF-8 is recorded with replacement characters.
     return record.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+RunRecord read_run_record(const std::string &directory) {
+    const std::string source = path_in(directory, "run.json");
+    const Json json = Json::parse(read_result(directory, "run.json"), nullptr, false);
+    if (json.is_discarded()) throw Error(Fault::data, source + ": this is no JSON text; the file is broken");
+    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    const Members top(source, json);
+    RunRecord record;
+    record.version = top.text("version");
+    record.stream_version = static_cast<std::uint32_t>(top.count("stream_version", 0, most));
+    record.command = top.texts("command");
+    if (!top.at("seed").is_number_unsigned()) throw top.broken("seed", "is no whole number from 0");
+    record.seed = top.at("seed").get<std::uint64_t>();
+    const Members input = top.object("input");
+    record.input_name = input.text("name");
+    record.input_bytes = input.count("bytes", 0, INT64_MAX);
+    record.input_sha256 = input.text("sha256");
+    record.input_warnings = input.texts("warnings");
+    record.rows = input.count("rows", 1, most);
+    const std::string separator = input.text("separator");
+    if (separator.size() != 1) throw input.broken("separator", "is no single character");
+    record.separator = separator[0];
+    const Members settings = top.object("settings");
+    record.imputations = static_cast<int>(settings.count("imputations", 1, most));
+    record.chains = static_cast<int>(settings.count("chains", 1, most));
+    record.burn_in = static_cast<int>(settings.count("burn_in", 0, most));
+    record.thin = static_cast<int>(settings.count("thin", 1, most));
+    record.prior = settings.text("prior");
+    if (!top.at("by").is_null()) record.by = top.text("by");
+    for (const Members &column : top.list("columns")) {
+        record.columns.push_back({column.text("name"), column.count("observed", 0, most),
+                                  column.count("missing", 0, most), column.count("bounded", 0, most),
+                                  column.end("lower", -kOpen), column.end("upper", kOpen), transformation_of(column)});
+    }
+    if (record.columns.empty()) throw top.broken("columns", "is empty");
+    record.order = top.texts("order");
+    for (const Members &level : top.list("levels")) {
+        record.levels.push_back(
+            {level.text("name"), level.count("rows", 0, most), level.count("complete_rows", 0, most)});
+    }
+    if (record.levels.empty()) throw top.broken("levels", "is empty");
+    if (!record.by && record.levels.size() > 1) throw top.broken("by", "is null, and there are several levels");
+    record.warnings = top.texts("warnings");
+    const Json &seconds = top.object("timings").at("seconds");
+    if (!seconds.is_number()) throw top.broken("timings.seconds", "is no number");
+    record.seconds = seconds.get<double>();
+    return record;
 }
 
 }  // namespace ullage::host

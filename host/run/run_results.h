@@ -11,7 +11,9 @@
 #include "ullage/host/draw/impute.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/run/bounded_cells.h"
-#include "ullage/host/run/run_directory.h"
+#include "ullage/host/run/completed_tables.h"
+#include "ullage/host/run/parameter_file.h"
+#include "ullage/host/run/run_record.h"
 
 namespace ullage::host {
 

@@ -1,152 +1,32 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// Reading a run's record, draws and completed tables, and holding them against each other.
+// Reading completed tables, and holding them against the record of their run.
 
-#include "ullage/host/run/run_directory.h"
+#include "ullage/host/run/completed_tables.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <limits>
-#include <nlohmann/json.hpp>
-#include <optional>
 #include <unordered_map>
 #include <utility>
 
 #include "ullage/host/base/error.h"
-#include "ullage/host/base/input_file.h"
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/base/words.h"
-#include "ullage/host/draw/impute.h"
-#include "ullage/host/model/parameter_names.h"
-#include "ullage/host/model/scale.h"
+#include "ullage/host/run/result_file.h"
 #include "ullage/host/table/csv_text.h"
 #include "ullage/host/table/read_cell.h"
-#include "ullage/host/table/read_table.h"
 
 namespace ullage::host {
 namespace {
 
-using Json = nlohmann::json;
 namespace fs = std::filesystem;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr std::string_view kMissingWords[] = {"", "NA", ".", "*"};
-
-std::string path_in(const std::string &directory, const std::string &name) {
-    return (fs::path(directory) / name).string();
-}
-
-std::string read_result(const std::string &directory, const std::string &name) {
-    std::error_code ignored;
-    if (!fs::is_directory(directory, ignored)) {
-        throw Error(Fault::no_input,
-                    fmt::format("{}: there is no such directory; give the one that ullage impute -o wrote", directory));
-    }
-    return read_file(path_in(directory, name));
-}
-
-/** The members of run.json, each with its kind checked. */
-class Members {
-public:
-    Members(const std::string &source, const Json &json, std::string path = "")
-        : source_(source), json_(json), path_(std::move(path)) {}
-
-    [[nodiscard]] const Json &at(const std::string &name) const {
-        const auto found = json_.is_object() ? json_.find(name) : json_.end();
-        if (!json_.is_object() || found == json_.end()) throw broken(name, "is missing");
-        return *found;
-    }
-    [[nodiscard]] Members object(const std::string &name) const { return {source_, at(name), path_ + name + "."}; }
-    [[nodiscard]] std::vector<Members> list(const std::string &name) const {
-        const Json &array = at(name);
-        if (!array.is_array()) throw broken(name, "is no list");
-        std::vector<Members> all;
-        for (std::size_t i = 0; i < array.size(); ++i) {
-            all.emplace_back(source_, array[i], fmt::format("{}{}[{}].", path_, name, i));
-        }
-        return all;
-    }
-    [[nodiscard]] std::string text(const std::string &name) const {
-        if (!at(name).is_string()) throw broken(name, "is no text");
-        return at(name).get<std::string>();
-    }
-    [[nodiscard]] std::vector<std::string> texts(const std::string &name) const {
-        std::vector<std::string> all;
-        if (!at(name).is_array()) throw broken(name, "is no list");
-        for (const Json &text : at(name)) {
-            if (!text.is_string()) throw broken(name, "holds something else than texts");
-            all.push_back(text.get<std::string>());
-        }
-        return all;
-    }
-    [[nodiscard]] std::int64_t count(const std::string &name, std::int64_t least, std::int64_t most) const {
-        const Json &number = at(name);
-        if (!number.is_number_integer() || (number.is_number_unsigned() && number.get<std::uint64_t>() > INT64_MAX) ||
-            number.get<std::int64_t>() < least || number.get<std::int64_t>() > most) {
-            throw broken(name, fmt::format("is no whole number from {} to {}", least, most));
-        }
-        return number.get<std::int64_t>();
-    }
-    /** An end of an interval, where null is open. */
-    [[nodiscard]] double end(const std::string &name, double open) const {
-        if (at(name).is_null()) return open;
-        if (!at(name).is_number()) throw broken(name, "is no number");
-        return at(name).get<double>();
-    }
-    [[nodiscard]] Error broken(const std::string &name, const std::string &why) const {
-        return {Fault::data,
-                fmt::format("{}: {}{} {}; this is not the record of a run of this program", source_, path_, name, why)};
-    }
-
-private:
-    const std::string &source_;
-    const Json &json_;
-    std::string path_;
-};
-
-Transformation transformation_of(const Members &column) {
-    const std::string word = column.text("transformation");
-    if (word == "none") return Transformation::none;
-    if (word == "log") return Transformation::log;
-    if (word == "sqrt") return Transformation::sqrt;
-    if (word == "logit") return Transformation::logit;
-    throw column.broken("transformation", "is none that is known");
-}
-
-/** A row of the file that something is wrong with. */
-Error broken_row(const FileText &file, std::size_t row, const std::string &message) {
-    return {Fault::data, fmt::format("{}: line {}: {}", file.source, file.line[row], message)};
-}
-
-/** The text of a cell without blanks; buffer holds it if it had quotes. */
-std::string_view cell_of(const FileText &file, std::size_t row, std::size_t column, std::string &buffer) {
-    const std::string_view raw = file.raw(row, column);
-    if (!raw.starts_with('"')) return trim(raw);
-    buffer = file.text(row, column);
-    return trim(buffer);
-}
-
-double number_of(const FileText &file, std::size_t row, std::size_t column) {
-    std::string buffer;
-    const std::string_view text = cell_of(file, row, column, buffer);
-    const auto number = parse_number(text);
-    if (!number) {
-        throw broken_row(file, row, fmt::format("column {}: {} is no number", quote(file.names[column]), quote(text)));
-    }
-    return *number;
-}
-
-std::size_t place_of(const FileText &file, const std::string &name, const char *why) {
-    const auto found = std::find(file.names.begin(), file.names.end(), name);
-    if (found == file.names.end()) {
-        throw Error(Fault::data, fmt::format("{}: there is no column {}, {}", file.source, quote(name), why));
-    }
-    return static_cast<std::size_t>(found - file.names.begin());
-}
 
 /** From files of cells to completed tables. A block is the rows of one table within a file. */
 class TableBuilder {
@@ -359,14 +239,6 @@ CompletedTables TableBuilder::from_files(const std::string &directory) {
 
 }  // namespace
 
-std::string RunColumn::transformed_name() const {
-    return host::transformed_name(transformation, name);
-}
-
-double RunColumn::transform(double value) const {
-    return to_model({transformation, 0.0, 1.0}, value);
-}
-
 std::vector<double> CompletedColumn::completed(std::size_t imputation) const {
     std::vector<double> values = original;
     for (std::size_t h = 0; h < hidden.size(); ++h)
@@ -393,106 +265,6 @@ std::vector<std::int32_t> CompletedTables::rows_of_level(std::size_t level) cons
         if (level_of_row[row] == static_cast<std::int32_t>(level)) chosen.push_back(static_cast<std::int32_t>(row));
     }
     return chosen;
-}
-
-RunRecord read_run_record(const std::string &directory) {
-    const std::string source = path_in(directory, "run.json");
-    const Json json = Json::parse(read_result(directory, "run.json"), nullptr, false);
-    if (json.is_discarded()) throw Error(Fault::data, source + ": this is no JSON text; the file is broken");
-    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
-    const Members top(source, json);
-    RunRecord record;
-    record.version = top.text("version");
-    record.stream_version = static_cast<std::uint32_t>(top.count("stream_version", 0, most));
-    record.command = top.texts("command");
-    if (!top.at("seed").is_number_unsigned()) throw top.broken("seed", "is no whole number from 0");
-    record.seed = top.at("seed").get<std::uint64_t>();
-    const Members input = top.object("input");
-    record.input_name = input.text("name");
-    record.input_bytes = input.count("bytes", 0, INT64_MAX);
-    record.input_sha256 = input.text("sha256");
-    record.input_warnings = input.texts("warnings");
-    record.rows = input.count("rows", 1, most);
-    const std::string separator = input.text("separator");
-    if (separator.size() != 1) throw input.broken("separator", "is no single character");
-    record.separator = separator[0];
-    const Members settings = top.object("settings");
-    record.imputations = static_cast<int>(settings.count("imputations", 1, most));
-    record.chains = static_cast<int>(settings.count("chains", 1, most));
-    record.burn_in = static_cast<int>(settings.count("burn_in", 0, most));
-    record.thin = static_cast<int>(settings.count("thin", 1, most));
-    record.prior = settings.text("prior");
-    if (!top.at("by").is_null()) record.by = top.text("by");
-    for (const Members &column : top.list("columns")) {
-        record.columns.push_back({column.text("name"), column.count("observed", 0, most),
-                                  column.count("missing", 0, most), column.count("bounded", 0, most),
-                                  column.end("lower", -kOpen), column.end("upper", kOpen), transformation_of(column)});
-    }
-    if (record.columns.empty()) throw top.broken("columns", "is empty");
-    record.order = top.texts("order");
-    for (const Members &level : top.list("levels")) {
-        record.levels.push_back(
-            {level.text("name"), level.count("rows", 0, most), level.count("complete_rows", 0, most)});
-    }
-    if (record.levels.empty()) throw top.broken("levels", "is empty");
-    if (!record.by && record.levels.size() > 1) throw top.broken("by", "is null, and there are several levels");
-    record.warnings = top.texts("warnings");
-    const Json &seconds = top.object("timings").at("seconds");
-    if (!seconds.is_number()) throw top.broken("timings.seconds", "is no number");
-    record.seconds = seconds.get<double>();
-    return record;
-}
-
-ParameterDraws read_parameters(const std::string &directory, const RunRecord &record) {
-    const FileText file =
-        find_cells(path_in(directory, "parameters.csv"), read_result(directory, "parameters.csv"), ',');
-    std::vector<std::string> columns;
-    for (const RunColumn &column : record.columns) columns.push_back(column.transformed_name());
-    ParameterDraws result;
-    result.names = parameter_names(columns);
-    std::vector<std::string> header = {".chain", ".iteration"};
-    if (record.by) header.emplace_back(".level");
-    const std::size_t first = header.size();
-    header.insert(header.end(), result.names.begin(), result.names.end());
-    for (std::size_t c = 0; c < std::max(header.size(), file.names.size()); ++c) {
-        if (c < header.size() && c < file.names.size() && trim(header[c]) == file.names[c]) continue;
-        throw Error(Fault::data,
-                    fmt::format("{}: its columns are not the parameters of run.json: column {} should be "
-                                "{}",
-                                file.source, c + 1, c < header.size() ? quote(header[c]) : std::string("none")));
-    }
-    const auto chains = static_cast<std::size_t>(record.chains);
-    const std::size_t levels = record.levels.size();
-    const auto per_chain = (static_cast<std::size_t>(record.imputations) + chains - 1) / chains;
-    const std::size_t iterations = per_chain * static_cast<std::size_t>(record.thin);
-    if (file.row_count() != chains * iterations * levels) {
-        throw Error(
-            Fault::data,
-            fmt::format("{}: {}, and not the {} of {} of {} and {}; the file is cut off, or not of "
-                        "the run of run.json",
-                        file.source, count_of(file.row_count(), "row"), chains * iterations * levels,
-                        count_of(chains, "chain"), count_of(iterations, "iteration"), count_of(levels, "level")));
-    }
-    result.draws.assign(levels, std::vector<Chains>(result.names.size(), Chains(chains)));
-    std::size_t row = 0;
-    for (std::size_t chain = 0; chain < chains; ++chain) {
-        for (std::size_t iteration = 0; iteration < iterations; ++iteration) {
-            for (std::size_t level = 0; level < levels; ++level, ++row) {
-                if (number_of(file, row, 0) != static_cast<double>(chain + 1) ||
-                    number_of(file, row, 1) != static_cast<double>(iteration + 1) ||
-                    (record.by && file.text(row, 2) != record.levels[level].name)) {
-                    throw broken_row(
-                        file, row,
-                        fmt::format("expected chain {}, iteration {}{}", chain + 1, iteration + 1,
-                                    record.by ? ", level " + quote(record.levels[level].name) : std::string()));
-                }
-                for (std::size_t p = 0; p < result.names.size(); ++p) {
-                    result.draws[level][p][chain].push_back(number_of(file, row, first + p));
-                }
-            }
-        }
-    }
-    return result;
 }
 
 CompletedTables read_completed_tables(const std::string &directory, const RunRecord &record) {

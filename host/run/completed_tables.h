@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Reading the completed tables of a run.
+
+#ifndef ULLAGE_HOST_RUN_COMPLETED_TABLES_H
+#define ULLAGE_HOST_RUN_COMPLETED_TABLES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ullage/host/run/run_record.h"
+
+namespace ullage::host {
+
+/** A column of the completed tables that holds numbers. */
+struct CompletedColumn {
+    std::string name;
+    std::vector<double> original;      ///< one per row; NaN where the cell was imputed, or is missing in all tables
+    std::vector<std::int32_t> hidden;  ///< the rows whose cells were imputed, ascending; empty outside the model
+    std::vector<std::vector<double>> imputed;  ///< [imputation][place in hidden]
+
+    /** All rows of the column in one imputation, counted from 0. */
+    [[nodiscard]] std::vector<double> completed(std::size_t imputation) const;
+};
+
+/** imputations.csv, or the files imputation_1.csv, ... */
+struct CompletedTables {
+    std::string source;  ///< for messages
+    std::size_t rows = 0;
+    std::size_t imputations = 0;
+    std::vector<CompletedColumn> columns;    ///< those that hold numbers only, in the order of the file
+    std::vector<std::string> other_columns;  ///< names of the other ones
+    std::vector<std::string> levels;         ///< as RunRecord::levels
+    std::vector<std::int32_t> level_of_row;  ///< an index into levels
+    std::vector<std::size_t> model;          ///< places in columns of the columns of the model, in their order
+
+    /** The column of that name.
+     * @throws Error  usage if there is none or it holds words; the message lists the names */
+    [[nodiscard]] const CompletedColumn &column(std::string_view name) const;
+    /** The rows of a level, ascending. */
+    [[nodiscard]] std::vector<std::int32_t> rows_of_level(std::size_t level) const;
+};
+
+/**
+ * Read DIR/imputations.csv, or where there is none DIR/imputation_1.csv, ... . From separate files, a cell counts as
+ * imputed if it is not the same in all of them.
+ *
+ * @throws Error  no_input if there is no such file, data if it is broken or not of the run that the record describes:
+ *                columns, rows or imputations are missing, an imputed cell is no number
+ */
+[[nodiscard]] CompletedTables read_completed_tables(const std::string &directory, const RunRecord &record);
+
+}  // namespace ullage::host
+
+#endif
