@@ -22,21 +22,6 @@ constexpr double kMissingShare = 0.3;
 
 using MakeText = std::function<std::u16string()>;
 
-// Cells missing completely at random.
-std::u16string missing_at_random(std::size_t case_count, std::size_t variable_count) {
-    Xoshiro holes(1);
-    return make_text(case_count, variable_count, 2, [&](std::u16string &text, std::size_t, const auto &values) {
-        for (double value : values) {
-            if (holes.uniform() < kMissingShare) {
-                text += u'*';
-            } else {
-                append_number(text, value);
-            }
-            text += u'\t';
-        }
-    });
-}
-
 // The same share of missing cells in a few patterns.
 std::u16string missing_by_pattern(std::size_t case_count, std::size_t variable_count, std::size_t pattern_count) {
     Xoshiro holes(3);
@@ -110,17 +95,17 @@ void add(const std::string &workload, const MakeText &make) {
 }
 
 const bool added = [] {
-    add("W1", [] { return missing_at_random(10'000, 20); });
+    add("W1", [] { return missing_at_random(10'000, 20, kMissingShare); });
     add("W1pat", [] { return missing_by_pattern(10'000, 20, 20); });
-    add("W1b", [] { return missing_at_random(100'000, 10); });
-    add("W1c", [] { return missing_at_random(2'000, 100); });
+    add("W1b", [] { return missing_at_random(100'000, 10, kMissingShare); });
+    add("W1c", [] { return missing_at_random(2'000, 100, kMissingShare); });
     add("W2", [] { return censored(10'000); });
     add("W3", [] { return ordered(2'000); });
     for (std::size_t cases : {1'000, 10'000, 100'000, 1'000'000}) {
-        add("cases_" + std::to_string(cases), [=] { return missing_at_random(cases, 10); });
+        add("cases_" + std::to_string(cases), [=] { return missing_at_random(cases, 10, kMissingShare); });
     }
     for (std::size_t variables : {2, 5, 10, 20, 50, 100, 200}) {
-        add("variables_" + std::to_string(variables), [=] { return missing_at_random(200, variables); });
+        add("variables_" + std::to_string(variables), [=] { return missing_at_random(200, variables, kMissingShare); });
     }
     return true;
 }();

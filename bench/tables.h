@@ -54,6 +54,22 @@ std::u16string make_text(std::size_t case_count, std::size_t variable_count, std
     return text;
 }
 
+// These numbers, with a share of the cells missing completely at random.
+inline std::u16string missing_at_random(std::size_t case_count, std::size_t variable_count, double missing_share,
+                                        int digits = 5) {
+    Xoshiro holes(1);
+    return make_text(case_count, variable_count, 2, [&](std::u16string &text, std::size_t, const auto &values) {
+        for (double value : values) {
+            if (holes.uniform() < missing_share) {
+                text += u'*';
+            } else {
+                append_number(text, value, digits);
+            }
+            text += u'\t';
+        }
+    });
+}
+
 // The packed covariance of these numbers.
 inline std::vector<double> make_covariance(std::size_t variable_count) {
     std::vector<double> covariance;

@@ -32,12 +32,17 @@ WORKLOADS = [
     ("draws", "source_normal", "ns", None, "one normal number of the light source"),
     ("estimates", "W5", "ms", 55, "moments, 1,000,000 x 20"),
     ("estimates", "W6", "ms", 25, "1,000,000 likelihoods of order 10"),
-    ("estimates", "W7short", "ms", 45, "load, 100,000 x 10, short numbers"),
-    ("estimates", "W7long", "ms", 55, "load, 100,000 x 10, 17 digits"),
+    ("loads", "W7short", "ms", 45, "load, 100,000 x 10, short numbers"),
+    ("loads", "W7long", "ms", 55, "load, 100,000 x 10, 17 digits"),
+    ("loads", "W7missing", "ms", 30, "load, 100,000 x 10, 30% missing, short numbers"),
+    ("loads", "W7missinglong", "ms", 45, "load, 100,000 x 10, 30% missing, 17 digits"),
 ] + [
     ("passes", f"cases_{n}", "ms", None, f"pass, {n:,} x 10, 30% missing") for n in (1000, 10000, 100000, 1000000)
 ] + [
     ("passes", f"variables_{n}", "ms", None, f"pass, 200 x {n}, 30% missing") for n in (2, 5, 10, 20, 50, 100, 200)
+] + [
+    ("loads", f"load_{n}_{p}", "ns", None, f"load, {n:,} x {p}, 30% missing, per cell")
+    for n in (20000, 100000, 1000000) for p in (10, 15, 20, 30, 64) if n * p <= 20000000
 ]
 
 
@@ -66,7 +71,7 @@ def measure(program, workload, repetitions):
         # A manual time is already the processor's; it stands where the wall clock's would.
         time = entry["real_time" if "manual_time" in entry["name"] else "cpu_time"]
         road = entry["name"].split("/")[1]
-        times.setdefault(road, []).append(time / entry.get("draws", 1))
+        times.setdefault(road, []).append(time / entry.get("draws", entry.get("cells", 1)))
     return times
 
 

@@ -53,6 +53,22 @@ void rewind_to(DataTextReader &reader, std::size_t position) {
     reader.at_end = false;
 }
 
+// Count the item that last_delimiter has ended. False after a report that it ends a line too early; the counters stay.
+bool count_item(DataTextReader &reader) {
+    if (!reader_at_line_end(reader)) {
+        ++reader.item_number;
+        return true;
+    }
+    if (reader.item_number >= 1 && reader.item_number + 1 < reader.variable_count) {
+        report_reader_error(u"Record number %d\nof the file, %s,\nhas only %d items. There should be %d.\n",
+                            {reader.record_number + 1, kReaderLabel, reader.item_number + 1, reader.variable_count});
+        return false;
+    }
+    reader.item_number = 0;
+    ++reader.record_number;
+    return true;
+}
+
 }  // namespace
 
 int reader_open(DataTextReader &reader, const char16_t *text) {
@@ -107,24 +123,28 @@ ItemStatus read_data_item(DataTextReader &reader, std::size_t item_limit, std::u
         reader.last_delimiter = u'\n';
         reader.at_end = true;
     }
-    if (reader_at_line_end(reader)) {
-        if (reader.item_number >= 1 && reader.item_number + 1 < reader.variable_count) {
-            report_reader_error(
-                u"Record number %d\nof the file, %s,\nhas only %d items. There should be %d.\n",
-                {reader.record_number + 1, kReaderLabel, reader.item_number + 1, reader.variable_count});
-            return ItemStatus::wrong_item_count;
-        }
-        reader.item_number = 0;
-        ++reader.record_number;
-    } else {
-        ++reader.item_number;
-    }
+    if (!count_item(reader)) return ItemStatus::wrong_item_count;
     if (item.empty()) return ItemStatus::nothing_read;
     if (item == u"*") {
         item = {};
         return ItemStatus::star;
     }
     return ItemStatus::text;
+}
+
+PlainItem read_plain_item(DataTextReader &reader, double &value) {
+    if (reader.at_end) return PlainItem::none;
+    const char16_t *const item = reader.text + reader.position;
+    const bool is_star = *item == u'*';
+    double number;
+    const char16_t *const end = is_star ? item + 1 : parse_plain_number(item, number);
+    if (end == nullptr || (*end != u'\t' && *end != u'\n')) return PlainItem::none;
+    reader.last_delimiter = *end;
+    reader.position += static_cast<std::size_t>(end - item) + 1;
+    (void)count_item(reader);
+    if (is_star) return PlainItem::star;
+    value = number;
+    return PlainItem::number;
 }
 
 bool truncate_to_int32(double value, std::int32_t &result) {

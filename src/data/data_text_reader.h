@@ -65,6 +65,12 @@ void reader_rewind_to_records(DataTextReader &reader);
 // report.
 ItemStatus read_data_item(DataTextReader &reader, std::size_t item_limit, std::u16string_view &item);
 
+enum class PlainItem { none, star, number };
+
+// The short way for most items: read the next one as read_data_item does if it is a star or a plain number that a TAB
+// or LF ends. Otherwise nothing is read, and value is untouched.
+[[nodiscard]] PlainItem read_plain_item(DataTextReader &reader, double &value);
+
 // Truncate toward zero; false if the result does not fit.
 [[nodiscard]] bool truncate_to_int32(double value, std::int32_t &result);
 

@@ -112,7 +112,9 @@ int read_one_record(const Group &group, DataTextReader &reader, bool mixture_mod
         const bool is_weight = column == group.weight_index;
         const std::int32_t cell = has_weight && column > group.weight_index ? column - 1 : column;
         std::u16string_view item;
-        const ItemStatus status = read_data_item(reader, kRecordItemLimit, item);
+        // Most items are plain numbers or stars.
+        const PlainItem plain = is_weight ? PlainItem::none : read_plain_item(reader, record.values[cell]);
+        if (plain == PlainItem::none) (void)read_data_item(reader, kRecordItemLimit, item);
         if (item.size() > kRecordItemLimit) return 1;
         // The record goes by the delimiter alone, not by the number of items that the reader has counted.
         const bool is_last = column == item_count - 1;
@@ -125,14 +127,9 @@ int read_one_record(const Group &group, DataTextReader &reader, bool mixture_mod
             log_printf(state.ErrorLog, u"A data record in group %s is too short.\n", {group.group_name});
             return 1;
         }
-        // Most items are stars or numbers. Blanks in front of a number do not matter to the conversion, and blanks
-        // inside make it fail.
-        if (!is_weight && status == ItemStatus::star) {
-            record.states[cell] = &MissingMarker;
-            continue;
-        }
-        if (!is_weight && parse_strict_number(item, record.values[cell])) {
-            record.states[cell] = nullptr;  // also where an earlier cell has bounded this one
+        if (plain != PlainItem::none) {
+            // Also where an earlier cell has bounded this one.
+            record.states[cell] = plain == PlainItem::star ? &MissingMarker : nullptr;
             continue;
         }
         char16_t buffer[kRecordItemLimit];

@@ -9,7 +9,6 @@
 #include <bit>
 #include <charconv>
 #include <cstddef>
-#include <cstring>
 #include <limits>
 
 namespace {
@@ -46,9 +45,8 @@ constexpr std::int64_t kMostDigits = 19;        // that always fit 64 bits
 constexpr std::int64_t kExponentLimit = 99999;  // far outside the range of a double, whatever the mantissa
 
 // Powers of ten that a double holds exactly, and those that 64 bits hold.
-constexpr double kExactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
-                                   1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-constexpr std::int64_t kMostExactPower = 22;
+constexpr double kExactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
+                                   1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19};
 constexpr std::int64_t kMostIntegerPower = 19;
 constexpr auto kIntegerPowers = [] {
     std::array<std::uint64_t, kMostIntegerPower + 1> powers{1};
@@ -57,25 +55,25 @@ constexpr auto kIntegerPowers = [] {
 }();
 constexpr std::uint64_t kMostExactInteger = std::uint64_t{1} << 53;
 
-// The number that four units at once spell, if all of them are digits. Little-endian machines only.
-bool take_four_digits(const char16_t *units, std::uint64_t &number) {
-    std::uint64_t lanes;
-    std::memcpy(&lanes, units, sizeof lanes);
-    lanes ^= 0x0030003000300030;  // digits become 0 to 9, everything else more
-    if (((lanes | (lanes + 0x0006000600060006)) & 0xFFF0FFF0FFF0FFF0) != 0) return false;
-    number = lanes * ((std::uint64_t{1000} << 48) + (std::uint64_t{100} << 32) + (std::uint64_t{10} << 16) + 1) >> 48;
-    return true;
+// Adds the digits at the front of a text to those before them, modulo 2^64; gives where they end. A text that ends in
+// something else needs no end.
+const char16_t *take_digits(const char16_t *text, const char16_t *text_end, std::uint64_t &digits) {
+    for (; text != text_end && is_digit(*text); ++text) digits = digits * 10 + static_cast<std::uint64_t>(*text - u'0');
+    return text;
 }
 
-// Adds the digits at the front of the text to those before them, modulo 2^64, and gives their number.
-std::size_t take_digits(std::u16string_view text, std::uint64_t &digits) {
-    std::size_t i = 0;
-    if constexpr (std::endian::native == std::endian::little) {
-        std::uint64_t four;
-        for (; text.size() - i >= 4 && take_four_digits(text.data() + i, four); i += 4) digits = digits * 10000 + four;
+// Scans the digits at the front of a text, at most one point among them; gives where they end.
+const char16_t *scan_mantissa(const char16_t *text, const char16_t *text_end, Decimal &decimal) {
+    decimal = {};
+    const char16_t *end = take_digits(text, text_end, decimal.digits);
+    decimal.significant_count = end - text;
+    if (end != text_end && *end == u'.') {
+        const char16_t *const fraction = end + 1;
+        end = take_digits(fraction, text_end, decimal.digits);
+        decimal.exponent = fraction - end;
+        decimal.significant_count += end - fraction;
     }
-    for (; i < text.size() && is_digit(text[i]); ++i) digits = digits * 10 + static_cast<std::uint64_t>(text[i] - u'0');
-    return i;
+    return end;
 }
 
 std::int64_t count_leading_zeros(std::u16string_view mantissa) {
@@ -100,24 +98,16 @@ bool scan_exponent(std::u16string_view text, std::int64_t &exponent) {
     return true;
 }
 
-// Scans an unsigned number that must fill the text. The position behind the mantissa goes to mantissa_length.
-bool scan_decimal(std::u16string_view text, Decimal &decimal, std::size_t &mantissa_length) {
-    decimal = {};
-    std::size_t i = take_digits(text, decimal.digits);
-    std::size_t digit_count = i;
-    if (i < text.size() && text[i] == u'.') {
-        const std::size_t fraction_digits = take_digits(text.substr(i + 1), decimal.digits);
-        i += 1 + fraction_digits;
-        digit_count += fraction_digits;
-        decimal.exponent = -static_cast<std::int64_t>(fraction_digits);
-    }
-    mantissa_length = i;
-    if (digit_count == 0) return false;
-    decimal.significant_count = static_cast<std::int64_t>(digit_count);
-    if (decimal.significant_count > kMostDigits) decimal.significant_count -= count_leading_zeros(text.substr(0, i));
-    if (i == text.size()) return true;
+// Scans an unsigned number that must fill the text, and gives its mantissa.
+bool scan_decimal(std::u16string_view text, Decimal &decimal, std::u16string_view &mantissa) {
+    const char16_t *const end = scan_mantissa(text.data(), text.data() + text.size(), decimal);
+    mantissa = text.substr(0, static_cast<std::size_t>(end - text.data()));
+    if (decimal.significant_count == 0) return false;
+    if (decimal.significant_count > kMostDigits) decimal.significant_count -= count_leading_zeros(mantissa);
+    text.remove_prefix(mantissa.size());
+    if (text.empty()) return true;
     std::int64_t exponent;
-    if (!is_exponent_letter(text[i]) || !scan_exponent(text.substr(i + 1), exponent)) return false;
+    if (!is_exponent_letter(text[0]) || !scan_exponent(text.substr(1), exponent)) return false;
     decimal.exponent += exponent;
     return true;
 }
@@ -159,19 +149,12 @@ double convert_by_library(std::u16string_view mantissa, const Decimal &decimal) 
 }
 
 double convert(std::u16string_view mantissa, const Decimal &decimal) {
-    if (decimal.significant_count <= kMostDigits) {
-        if (decimal.digits <= kMostExactInteger && decimal.exponent >= -kMostExactPower &&
-            decimal.exponent <= kMostExactPower) {
-            // Both operands are exact, so the one operation rounds correctly (Clinger 1990).
-            const auto digits = static_cast<double>(decimal.digits);
-            return decimal.exponent < 0 ? digits / kExactPowers[-decimal.exponent]
-                                        : digits * kExactPowers[decimal.exponent];
-        }
-        if (decimal.exponent < 0 && decimal.exponent >= -kMostIntegerPower) {
-            return divide_by_power(decimal.digits, -decimal.exponent);
-        }
+    if (decimal.significant_count > kMostDigits || decimal.exponent > 0 || decimal.exponent < -kMostIntegerPower) {
+        return convert_by_library(mantissa, decimal);
     }
-    return convert_by_library(mantissa, decimal);
+    if (decimal.digits > kMostExactInteger) return divide_by_power(decimal.digits, -decimal.exponent);
+    // Both operands are exact, so the one operation rounds correctly (Clinger 1990).
+    return static_cast<double>(static_cast<std::int64_t>(decimal.digits)) / kExactPowers[-decimal.exponent];
 }
 
 }  // namespace
@@ -180,12 +163,22 @@ bool parse_strict_number(std::u16string_view text, double &value) {
     text = without_leading_space(text);
     const bool negative = take_sign(text);
     Decimal decimal;
-    std::size_t mantissa_length;
-    if (!scan_decimal(text, decimal, mantissa_length)) return false;
-
-    const double magnitude = convert(text.substr(0, mantissa_length), decimal);
+    std::u16string_view mantissa;
+    if (!scan_decimal(text, decimal, mantissa)) return false;
+    const double magnitude = convert(mantissa, decimal);
     value = negative ? -magnitude : magnitude;
     return true;
+}
+
+const char16_t *parse_plain_number(const char16_t *text, double &value) {
+    const bool negative = *text == u'-';
+    const char16_t *const mantissa = text + negative;
+    Decimal decimal;
+    const char16_t *const end = scan_mantissa(mantissa, nullptr, decimal);
+    if (decimal.significant_count == 0 || decimal.significant_count > kMostDigits) return nullptr;
+    const double magnitude = convert({mantissa, end}, decimal);
+    value = negative ? -magnitude : magnitude;
+    return end;
 }
 
 bool parse_whole_number(std::u16string_view text, std::int32_t &value) {

@@ -22,7 +22,15 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 double number(const std::string &text) {
     double value = -77.0;
-    EXPECT_TRUE(parse_strict_number(wide(text), value)) << text;
+    const std::u16string units = wide(text);
+    EXPECT_TRUE(parse_strict_number(units, value)) << text;
+    double plain = -77.0;
+    const char16_t *end = parse_plain_number(units.c_str(), plain);
+    if (end == units.c_str() + units.size()) {
+        CHECK_BITS(plain, value);
+    } else if (end == nullptr) {
+        EXPECT_EQ(plain, -77.0) << text;
+    }
     return value;
 }
 
@@ -114,7 +122,9 @@ TEST(NumberText, WhatIsNoNumberIsRefused) {
           "1e1.", "1e 5", "1 ",       "1 2", "1,5",    "1.2.3", "--1",   "+-1",   "- 1", "0x10", "0x1p3",
           "inf",  "INF",  "infinity", "nan", "NaN(1)", "1f",    "1e5e5", "1e0x2", "$1",  "1\r",  "1_000"}) {
         double value = 0.0;
-        EXPECT_FALSE(parse_strict_number(wide(text), value)) << "'" << text << "'";
+        const std::u16string units = wide(text);
+        EXPECT_FALSE(parse_strict_number(units, value)) << "'" << text << "'";
+        EXPECT_NE(parse_plain_number(units.c_str(), value), units.c_str() + units.size()) << "'" << text << "'";
     }
     double value = 0.0;
     for (const char16_t *text : {u"\u0661", u"\uFF11", u"1\u00A0", u"\u00A01", u"\u20071", u"\u22121",
