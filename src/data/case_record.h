@@ -42,6 +42,27 @@ struct CaseRecord {
     return state.mixture_mode == 0 || record.current_group_id == group_number;
 }
 
+[[nodiscard]] inline bool is_selected(const Group &group, std::size_t index, std::int32_t group_number) {
+    return state.mixture_mode == 0 || is_selected(*group.case_index[index], group_number);
+}
+
+// The ends of the interval that a list of bounds leaves at the present values.
+inline void interval_between_bounds(const BoundNode *head, double &lower, double &upper) {
+    lower = kOpenLow;
+    upper = kOpenHigh;
+    for (const BoundNode *node = head; node != nullptr; node = node->next) {
+        if (node == &MissingMarker) continue;
+        const double bound = node->constant * *node->operand;
+        if (is_marker(bound, kUndefined)) continue;
+        // A bound that is not a number holds neither comparison and so changes nothing.
+        if (node->is_upper) {
+            if (bound < upper) upper = bound;
+        } else {
+            if (bound > lower) lower = bound;
+        }
+    }
+}
+
 // The ends of a cell's interval at the present values of the current case, and the cell's state. An observed cell gives
 // its value for both ends. The ends are not compared with each other.
 CellState cell_bounds(std::int32_t cell, double &lower, double &upper);

@@ -166,6 +166,24 @@ void repeat_case(std::size_t copies, std::size_t variable_count) {
     }
 }
 
+CaseKind kind_of(const CaseRecord &record) {
+    if (record.bounded_count > 0) return CaseKind::bounded;
+    return record.missing_count > 0 ? CaseKind::missing : CaseKind::complete;
+}
+
+void index_cases(Group &group, const std::vector<std::int32_t> &new_pattern_index) {
+    const auto case_count = static_cast<std::size_t>(group.case_count);
+    auto index = std::make_unique_for_overwrite<CaseRecord *[]>(case_count);
+    group.outlines = std::make_unique_for_overwrite<CaseOutline[]>(case_count);
+    std::size_t i = 0;
+    for (CaseRecord *record = group.first_case; record != nullptr; record = record->next, ++i) {
+        record->pattern_index = new_pattern_index[static_cast<std::size_t>(record->pattern_index)];
+        group.outlines[i] = {record->values, record->pattern_index, kind_of(*record)};
+        index[i] = record;
+    }
+    group.case_index = std::move(index);
+}
+
 }  // namespace
 
 int load_group_cases(Group &group, DataTextReader &reader, bool mixture_mode) {
@@ -191,11 +209,6 @@ int load_group_cases(Group &group, DataTextReader &reader, bool mixture_mode) {
         group.case_count += weight;
     }
     const std::vector<std::int32_t> new_index = patterns.sort_into(group);
-    group.case_index = std::make_unique_for_overwrite<CaseRecord *[]>(static_cast<std::size_t>(group.case_count));
-    CaseRecord **entry = group.case_index.get();
-    for (CaseRecord *record = group.first_case; record != nullptr; record = record->next) {
-        record->pattern_index = new_index[static_cast<std::size_t>(record->pattern_index)];
-        *entry++ = record;
-    }
+    index_cases(group, new_index);
     return 0;
 }

@@ -33,7 +33,7 @@ int32_t DS_GetLikelihoods(int32_t, const double *means, const double *covariance
     std::size_t i = 0;
     for (; case_count - i >= kFormsSideBySide; i += kFormsSideBySide) {
         for (std::size_t c = 0; c < kFormsSideBySide; ++c) {
-            const double *values = group->case_index[i + c]->values;
+            const double *values = group->outlines[i + c].values;
             for (std::size_t j = 0; j < variable_count; ++j) {
                 deviations[j * kFormsSideBySide + c] = values[j] - means[j];
             }
@@ -43,7 +43,7 @@ int32_t DS_GetLikelihoods(int32_t, const double *means, const double *covariance
         for (std::size_t c = 0; c < kFormsSideBySide; ++c) likelihoods[i + c] = std::exp(forms[c] * -0.5) * scale;
     }
     for (; i < case_count; ++i) {
-        const double *values = group->case_index[i]->values;
+        const double *values = group->outlines[i].values;
         for (std::size_t j = 0; j < variable_count; ++j) deviations[j] = values[j] - means[j];
         likelihoods[i] = std::exp(quadratic_form_packed(nv, inverse, deviations) * -0.5) * scale;
     }

@@ -18,8 +18,9 @@ namespace {
 struct CaseBlocks {
     static constexpr std::size_t kRows = 64;  // few enough to stay in the processor's nearest cache
 
-    const CaseRecord *next;
+    const Group &group;
     std::int32_t group_number;
+    std::size_t next;  // position of the next case
     std::size_t variable_count;
     std::size_t stride;
     double *rows;  // kRows rows of stride doubles
@@ -27,10 +28,11 @@ struct CaseBlocks {
 
 // Copy the next cases, less what is to be subtracted from each variable if there is anything; gives their number.
 std::size_t next_block(CaseBlocks &blocks, const double *subtrahend) {
+    const auto case_count = static_cast<std::size_t>(blocks.group.case_count);
     std::size_t count = 0;
-    for (; blocks.next != nullptr && count < CaseBlocks::kRows; blocks.next = blocks.next->next) {
-        if (!is_selected(*blocks.next, blocks.group_number)) continue;
-        const double *values = blocks.next->values;
+    for (; blocks.next < case_count && count < CaseBlocks::kRows; ++blocks.next) {
+        if (!is_selected(blocks.group, blocks.next, blocks.group_number)) continue;
+        const double *values = blocks.group.outlines[blocks.next].values;
         double *row = blocks.rows + count++ * blocks.stride;
         if (subtrahend == nullptr) {
             std::copy_n(values, blocks.variable_count, row);
@@ -59,7 +61,7 @@ int32_t DS_SampleMoments(int32_t group_number, double *means, double *covariance
     std::fill_n(rows, CaseBlocks::kRows * stride, 0.0);
 
     double n = 0.0;
-    CaseBlocks blocks{group->first_case, group_number, nv, stride, rows};
+    CaseBlocks blocks{*group, group_number, 0, nv, stride, rows};
     while (const std::size_t count = next_block(blocks, nullptr)) {
         add_rows_kernel(count, stride, rows, sums);
         n = n + static_cast<double>(count);
@@ -67,7 +69,7 @@ int32_t DS_SampleMoments(int32_t group_number, double *means, double *covariance
     const double mean_factor = 1.0 / n;
     for (std::size_t i = 0; i < nv; ++i) means[i] = sums[i] * mean_factor;
 
-    blocks.next = group->first_case;
+    blocks.next = 0;
     while (const std::size_t count = next_block(blocks, means)) {
         add_cross_products_kernel(count, stride, rows, products);
     }

@@ -42,6 +42,20 @@ struct VariableEntry {
     const char16_t *name;
 };
 
+// Which cells of a case are to be drawn.
+enum class CaseKind : std::int32_t {
+    complete,  // none
+    missing,   // missing ones only
+    bounded,   // bounded ones, and perhaps missing ones
+};
+
+// What passes and estimates read of a case, apart from the rest of its record, of which they then read nothing.
+struct CaseOutline {
+    double *values;
+    std::int32_t pattern_index;
+    CaseKind kind;
+};
+
 struct Group {
     std::int32_t variable_count;  // without the weight variable
     std::int32_t case_count;      // repeated cases included
@@ -50,6 +64,7 @@ struct Group {
     std::unique_ptr<char16_t[]> name_text;
     CaseRecord *first_case;
     std::unique_ptr<CaseRecord *[]> case_index;  // in load order; exists once the load has succeeded
+    std::unique_ptr<CaseOutline[]> outlines;     // in the same order
     Group *next;
     StringPool strings;
     std::int32_t key_count;

@@ -6,6 +6,7 @@
 #ifndef ULLAGE_FRAME_SESSION_STATE_H
 #define ULLAGE_FRAME_SESSION_STATE_H
 
+#include <bit>
 #include <cstdint>
 
 #include "frame/group.h"
@@ -22,6 +23,11 @@ inline constexpr double kUndefined = 1e300;
 // Ends of an interval without a bound on that side, recognised by exact equality.
 inline constexpr double kOpenLow = -1.7976931348623157e308;
 inline constexpr double kOpenHigh = 1.7976931348623157e308;
+
+// x == marker for a marker other than zero. Its bits tell as well, and need no thought of NaN.
+[[nodiscard]] inline bool is_marker(double x, double marker) {
+    return std::bit_cast<std::uint64_t>(x) == std::bit_cast<std::uint64_t>(marker);
+}
 
 // Smallest pivot that any kernel accepts; a NaN passes every test against it.
 inline constexpr double kPivotTolerance = 1e-15;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// The Gibbs chain over the unobserved cells of the current case (Geweke 1991).
+// The Gibbs chain over the unobserved cells of a case (Geweke 1991).
 //
 // The state of the chain is the case itself: what a call leaves in the cells is where the next call goes on.
 
@@ -10,7 +10,6 @@
 #include <cmath>
 #include <cstddef>
 
-#include "data/case_record.h"
 #include "frame/log.h"
 #include "impute/truncated_normal.h"
 #include "matrix/packed.h"
@@ -21,90 +20,111 @@ namespace {
 
 constexpr std::int32_t kNoCell = -1;
 
-enum class PassResult {
-    made,
-    not_made,  // some cells were undefined, and nothing was drawn
-    failed,    // reported
-};
-
-// The first cell of a pass whose lower bound lay above its upper one, as a variable index; kNoCell if none did.
-struct PassReport {
-    std::int32_t contradicted = kNoCell;
-};
-
-const char16_t *variable_name(const Group &group, std::int32_t variable) {
-    return group.variables[static_cast<std::size_t>(variable)].name;
-}
-
-int report_no_value(const Group &group, std::int32_t variable) {
+// Messages are rare, so they are kept out of the way of the draws.
+[[gnu::noinline]] int report_no_value(const Group &group, std::int32_t variable) {
     log_printf(state.ErrorLog, u"The variable, %s, has no value between its bounds.\n",
-               {variable_name(group, variable)});
+               {group.variables[static_cast<std::size_t>(variable)].name});
     return 1;
 }
 
-// Draw one cell of the current case between its present bounds, or put it in the middle if they contradict each other.
-int draw_cell(const Group &group, std::int32_t variable, double mean, double sd, double &x, PassReport &report) {
+[[gnu::noinline]] int report_no_source() {
+    log_printf(state.ErrorLog, u"No random source was given.\n");
+    return 1;
+}
+
+[[gnu::noinline]] void report_partly_undefined() {
+    log_printf(state.ErrorLog, u"In the Gibbs sampler, some values are undefined, but not all.\n");
+}
+
+// A chain with the case that it runs over.
+struct Chain {
+    const Group &group;
+    const ChainModel &model;
+    std::int32_t n;           // model.n
+    double *values;           // of the case
+    const CellState *states;  // of the case
+    double *cells;            // the values of the unobserved cells
+    // The first cell of the last pass whose lower bound lay above its upper one, as a variable index.
+    std::int32_t contradicted;
+};
+
+#define ULLAGE_CHAIN_STEP static inline __attribute__((always_inline))
+
+// Draw cell t between its present bounds, or put it in the middle if they contradict each other.
+ULLAGE_CHAIN_STEP int draw_cell(Chain &chain, std::int32_t t, double mean, double sd) {
+    const std::int32_t variable = chain.model.unobserved[t];
     double lower;
     double upper;
-    (void)cell_bounds(variable, lower, upper);
+    interval_between_bounds(chain.states[variable], lower, upper);
+    double x;
     if (lower > upper) {
-        if (report.contradicted == kNoCell) report.contradicted = variable;
+        if (chain.contradicted == kNoCell) chain.contradicted = variable;
         x = 0.5 * lower + 0.5 * upper;
     } else {
-        switch (draw_truncated_normal(lower, upper, mean, sd, x)) {
-            case DrawOutcome::drawn:
-                break;
-            case DrawOutcome::no_interval:
-                return report_no_value(group, variable);
-            case DrawOutcome::no_source:
-                log_printf(state.ErrorLog, u"No random source was given.\n");
-                return 1;
-        }
+        const DrawOutcome outcome = draw_truncated_normal(lower, upper, mean, sd, x);
+        if (outcome == DrawOutcome::no_interval) return report_no_value(chain.group, variable);
+        if (outcome == DrawOutcome::no_source) return report_no_source();
     }
-    state.current_values[variable] = x;
+    chain.cells[t] = x;
+    chain.values[variable] = x;
     return 0;
+}
+
+// Whether all cells hold numbers that a sweep can go on from.
+ULLAGE_CHAIN_STEP bool are_defined(const Chain &chain) {
+    std::int32_t undefined_count = 0;
+    for (std::int32_t t = 0; t < chain.n; ++t) undefined_count += is_marker(chain.cells[t], kUndefined) ? 1 : 0;
+    if (undefined_count == 0) return true;
+    if (undefined_count != chain.n) report_partly_undefined();
+    return false;
 }
 
 // Each cell from its distribution given the observed cells only. A bound by a cell that is not drawn yet does not
 // count.
-PassResult gibbs_start(const Group &group, const ChainModel &model, double *chain_state, PassReport &report) {
-    report = {};
-    for (std::int32_t t = 0; t < model.n; ++t) {
-        if (draw_cell(group, model.unobserved[t], model.conditional_mean[t], model.start_sd[t], chain_state[t],
-                      report) != 0) {
-            return PassResult::failed;
-        }
+int start(Chain &chain) {
+    chain.contradicted = kNoCell;
+    for (std::int32_t t = 0; t < chain.n; ++t) {
+        if (draw_cell(chain, t, chain.model.conditional_mean[t], chain.model.start_sd[t]) != 0) return 1;
     }
-    return PassResult::made;
+    return 0;
 }
 
 // Each cell from its distribution given all others, which have their newest values.
-PassResult gibbs_sweep(const Group &group, const ChainModel &model, double *chain_state, PassReport &report) {
-    const std::int32_t n = model.n;
-    std::int32_t undefined_count = 0;
-    for (std::int32_t t = 0; t < n; ++t) {
-        chain_state[t] = state.current_values[model.unobserved[t]];
-        if (chain_state[t] == kUndefined) ++undefined_count;
-    }
-    if (undefined_count > 0) {
-        if (undefined_count != n) {
-            log_printf(state.ErrorLog, u"In the Gibbs sampler, some values are undefined, but not all.\n");
-        }
-        return PassResult::not_made;
-    }
-    report = {};
+ULLAGE_CHAIN_STEP int sweep(Chain &chain) {
+    const ChainModel &model = chain.model;
     const double *coefficients = model.coefficients;
-    for (std::int32_t k = 0; k < n; ++k) {
+    chain.contradicted = kNoCell;
+    for (std::int32_t k = 0; k < chain.n; ++k) {
         double mean = model.conditional_mean[k];
-        for (std::int32_t j = 0; j < n; ++j) {
-            mean = mean + (chain_state[j] - model.conditional_mean[j]) * coefficients[j];
+        for (std::int32_t j = 0; j < chain.n; ++j) {
+            mean = mean + (chain.cells[j] - model.conditional_mean[j]) * coefficients[j];
         }
-        coefficients += n;
-        if (draw_cell(group, model.unobserved[k], mean, model.chain_sd[k], chain_state[k], report) != 0) {
-            return PassResult::failed;
-        }
+        coefficients += chain.n;
+        if (draw_cell(chain, k, mean, model.chain_sd[k]) != 0) return 1;
     }
-    return PassResult::made;
+    return 0;
+}
+
+// The start and the first sweeps. A sweep that finds no numbers is left out.
+[[gnu::noinline]] int begin_chain(Chain chain, std::int32_t &contradicted) {
+    int result = start(chain);
+    for (std::int32_t i = 0; i <= state.gibbs_sweep_count && result == 0; ++i) {
+        if (are_defined(chain)) result = sweep(chain);
+    }
+    contradicted = chain.contradicted;
+    return result;
+}
+
+ULLAGE_CHAIN_STEP int move_chain(Chain chain, double *before) {
+    const std::int32_t *unobserved = chain.model.unobserved;
+    for (std::int32_t t = 0; t < chain.n; ++t) before[t] = chain.cells[t] = chain.values[unobserved[t]];
+    int result = are_defined(chain) ? sweep(chain) : begin_chain(chain, chain.contradicted);
+    // Only what the last pass met counts: in earlier ones cells can still be on their way to a consistent state.
+    if (result == 0 && chain.contradicted != kNoCell) result = report_no_value(chain.group, chain.contradicted);
+    if (result != 0) {
+        for (std::int32_t t = 0; t < chain.n; ++t) chain.values[unobserved[t]] = before[t];
+    }
+    return result;
 }
 
 }  // namespace
@@ -123,16 +143,9 @@ int gibbs_prepare(std::int32_t n, const double *conditional_covariance, double *
     return 0;
 }
 
-int run_chain(const Group &group, const ChainModel &model, double *chain_state) {
-    PassReport report;
-    PassResult result = gibbs_sweep(group, model, chain_state, report);
-    if (result == PassResult::not_made) {
-        result = gibbs_start(group, model, chain_state, report);
-        for (std::int32_t i = 0; i <= state.gibbs_sweep_count && result != PassResult::failed; ++i) {
-            result = gibbs_sweep(group, model, chain_state, report);
-        }
-    }
-    if (result == PassResult::failed) return 1;
-    // Only what the last pass met counts: in earlier ones cells can still be on their way to a consistent state.
-    return report.contradicted == kNoCell ? 0 : report_no_value(group, report.contradicted);
+int run_chain(const Group &group, const ChainModel &model, double *values, const CellState *states, double *scratch) {
+    double *cells = scratch + model.n;
+    // Many chains are of one cell. Compiled for that number they have no loops.
+    if (model.n == 1) return move_chain({group, model, 1, values, states, cells, kNoCell}, scratch);
+    return move_chain({group, model, model.n, values, states, cells, kNoCell}, scratch);
 }

@@ -1,13 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// The Gibbs chain over the unobserved cells of the current case.
+// The Gibbs chain over the unobserved cells of a case.
 
 #ifndef ULLAGE_IMPUTE_GIBBS_CHAIN_H
 #define ULLAGE_IMPUTE_GIBBS_CHAIN_H
 
 #include <cstdint>
 
+#include "data/case_record.h"
 #include "frame/group.h"
 
 // What the chain of one case goes by. t, j and k count along its unobserved cells, in ascending order of variable.
@@ -25,9 +26,10 @@ struct ChainModel {
 [[nodiscard]] int gibbs_prepare(std::int32_t n, const double *conditional_covariance, double *inverse,
                                 double *coefficients, double *chain_sd);
 
-// Move the chain of the current case: by one sweep if its cells hold numbers, by a start and the first sweeps
-// otherwise. chain_state: n doubles of scratch. On 1, after a message to the error log, the cells hold what was drawn
-// so far.
-[[nodiscard]] int run_chain(const Group &group, const ChainModel &model, double *chain_state);
+// Move the chain of a case: by one sweep if its unobserved cells hold numbers, by a start and the first sweeps
+// otherwise. values, states: of the case; scratch: 2 n doubles. On 1, after a message to the error log, the cells hold
+// what they held before.
+[[nodiscard]] int run_chain(const Group &group, const ChainModel &model, double *values, const CellState *states,
+                            double *scratch);
 
 #endif

@@ -30,9 +30,9 @@ constexpr std::size_t kChunkBytes = std::size_t{1} << 20;
 
 enum class CaseMode { none, conventional, gibbs };
 
-CaseMode choose_mode(const CaseRecord &record) {
-    if (record.bounded_count > 0) return CaseMode::gibbs;
-    if (record.missing_count == 0) return CaseMode::none;
+CaseMode choose_mode(CaseKind kind) {
+    if (kind == CaseKind::bounded) return CaseMode::gibbs;
+    if (kind == CaseKind::complete) return CaseMode::none;
     return state.force_level > 1 ? CaseMode::gibbs : CaseMode::conventional;
 }
 
@@ -63,18 +63,21 @@ std::int32_t collect_patterns(const Group &group, std::int32_t group_number, std
     std::size_t bytes = 0;
     std::int32_t i = first;
     for (; i < last; ++i) {
-        const CaseRecord &record = *group.case_index[static_cast<std::size_t>(i)];
-        const CaseMode mode = choose_mode(record);
-        if (mode == CaseMode::none || !is_selected(record, group_number)) continue;
-        const PatternNeeds needed{record.pattern_index, record.missing_count + record.bounded_count,
-                                  mode == CaseMode::conventional, mode == CaseMode::gibbs};
-        PatternNeeds *noted = find_pattern(chunk, record.pattern_index);
-        if (noted != nullptr && noted->root >= needed.root && noted->chain >= needed.chain) continue;
+        const auto index = static_cast<std::size_t>(i);
+        const CaseOutline outline = group.outlines[index];
+        const CaseMode mode = choose_mode(outline.kind);
+        if (mode == CaseMode::none || !is_selected(group, index, group_number)) continue;
+        const bool root = mode == CaseMode::conventional;
+        const bool chain = mode == CaseMode::gibbs;
+        PatternNeeds *noted = find_pattern(chunk, outline.pattern_index);
+        if (noted != nullptr && noted->root >= root && noted->chain >= chain) continue;
+        const CaseRecord &record = *group.case_index[index];
+        const PatternNeeds needed{outline.pattern_index, record.missing_count + record.bounded_count, root, chain};
         if (bytes > kChunkBytes) break;
         bytes += least_model_bytes(static_cast<std::size_t>(group.variable_count)) +
                  conditional_model_size(group.variable_count, needed) * sizeof(double);
         if (noted == nullptr) {
-            chunk.places[record.pattern_index] = chunk.count;
+            chunk.places[outline.pattern_index] = chunk.count;
             chunk.patterns[chunk.count++] = needed;
         } else {
             noted->root = noted->root || needed.root;
@@ -91,12 +94,11 @@ std::int32_t collect_patterns(const Group &group, std::int32_t group_number, std
 struct CaseScratch {
     double *deviations;
     double *conditional_mean;  // filled up to whole vectors
-    double *chain_state;
-    double *values_before;
+    double *drawn;             // for twice as many
 };
 
 // One vector from the conditional distribution; nothing that the cells held before plays a part.
-int draw_directly(const ConditionalModel &model, const std::int32_t *unobserved, const CaseScratch &scratch) {
+int draw_directly(const ConditionalModel &model, double *values, const CaseScratch &scratch) {
     if (model.root == nullptr) {
         log_printf(state.ErrorLog, u"Error: Couldn't find square root of matrix.");
         return 1;
@@ -105,63 +107,42 @@ int draw_directly(const ConditionalModel &model, const std::int32_t *unobserved,
         log_printf(state.ErrorLog, u"No random source was given.\n");
         return 1;
     }
-    next_multivariate_normal(model.unobserved_count, scratch.chain_state, scratch.conditional_mean, model.root);
-    for (std::int32_t t = 0; t < model.unobserved_count; ++t) {
-        state.current_values[unobserved[t]] = scratch.chain_state[t];
-    }
+    next_multivariate_normal(model.unobserved_count, scratch.drawn, scratch.conditional_mean, model.root);
+    const std::int32_t *unobserved = model.order + model.observed_count;
+    for (std::int32_t t = 0; t < model.unobserved_count; ++t) values[unobserved[t]] = scratch.drawn[t];
     return 0;
 }
 
-int draw_by_chain(const Group &group, const ConditionalModel &model, const std::int32_t *unobserved,
+int draw_by_chain(const Group &group, const ConditionalModel &model, double *values, const CellState *states,
                   const CaseScratch &scratch) {
     if (model.coefficients == nullptr) {
         log_printf(state.ErrorLog, u"Couldn't invert covariance matrix in gibbs_prepare().\n");
         return 1;
     }
     for (std::int32_t t = 0; t < model.negative_variances; ++t) log_printf(state.TraceLog, u"less than zero\n");
-    for (std::int32_t t = 0; t < model.unobserved_count; ++t) {
-        scratch.values_before[t] = state.current_values[unobserved[t]];
-    }
-    const ChainModel chain{model.unobserved_count, unobserved,     scratch.conditional_mean,
-                           model.coefficients,     model.chain_sd, model.start_sd};
-    if (run_chain(group, chain, scratch.chain_state) == 0) return 0;
-    for (std::int32_t t = 0; t < model.unobserved_count; ++t) {
-        state.current_values[unobserved[t]] = scratch.values_before[t];
-    }
-    return 1;
-}
-
-// Draw the unobserved cells of the current case.
-int impute_case(const Group &group, const double *means, CaseMode mode, const ConditionalModel &model,
-                const CaseScratch &scratch) {
-    const std::int32_t *observed = model.order;
-    const std::int32_t *unobserved = model.order + model.observed_count;
-    for (std::int32_t k = 0; k < model.observed_count; ++k) {
-        const std::int32_t o = observed[k];
-        scratch.deviations[k] = state.current_values[o] - means[o];
-    }
-    prediction_kernel(static_cast<std::size_t>(model.observed_count), static_cast<std::size_t>(model.unobserved_count),
-                      model.regression, scratch.deviations, scratch.conditional_mean);
-    for (std::int32_t t = 0; t < model.unobserved_count; ++t) {
-        scratch.conditional_mean[t] = means[unobserved[t]] + scratch.conditional_mean[t];
-    }
-    return mode == CaseMode::conventional ? draw_directly(model, unobserved, scratch)
-                                          : draw_by_chain(group, model, unobserved, scratch);
+    const ChainModel chain{model.unobserved_count,   model.order + model.observed_count,
+                           scratch.conditional_mean, model.coefficients,
+                           model.chain_sd,           model.start_sd};
+    return run_chain(group, chain, values, states, scratch.drawn);
 }
 
 // Draw the selected cases first to last - 1, whose patterns are all in the chunk.
 int draw_cases(const Group &group, std::int32_t group_number, const double *means, std::int32_t first,
                std::int32_t last, const ChunkPatterns &chunk, const ConditionalModel *models,
                const CaseScratch &scratch) {
-    for (std::int32_t i = first; i < last; ++i) {
-        state.current_record = group.case_index[static_cast<std::size_t>(i)];
-        const CaseRecord &record = *state.current_record;
-        if (!is_selected(record, group_number)) continue;
-        state.current_values = record.values;
-        state.current_states = record.states;
-        const CaseMode mode = choose_mode(record);
-        if (mode == CaseMode::none) continue;
-        if (impute_case(group, means, mode, models[chunk.places[record.pattern_index]], scratch) != 0) return 1;
+    const auto end = static_cast<std::size_t>(last);
+    for (auto i = static_cast<std::size_t>(first); i < end; ++i) {
+        const CaseOutline outline = group.outlines[i];
+        const CaseMode mode = choose_mode(outline.kind);
+        if (mode == CaseMode::none || !is_selected(group, i, group_number)) continue;
+        const ConditionalModel &model = models[chunk.places[outline.pattern_index]];
+        prediction_kernel(static_cast<std::size_t>(model.observed_count),
+                          static_cast<std::size_t>(model.unobserved_count), model.order, model.regression,
+                          outline.values, means, scratch.deviations, scratch.conditional_mean);
+        const int result = mode == CaseMode::conventional
+                               ? draw_directly(model, outline.values, scratch)
+                               : draw_by_chain(group, model, outline.values, group.case_index[i]->states, scratch);
+        if (result != 0) return 1;
     }
     return 0;
 }
@@ -175,7 +156,7 @@ int impute_group(const Group &group, std::int32_t group_number, const double *me
     const PoolMarkGuard release(pool);
     const auto nv = static_cast<std::size_t>(group.variable_count);
     const CaseScratch scratch{pool_array<double>(pool, nv), pool_array<double>(pool, padded_length(nv)),
-                              pool_array<double>(pool, nv), pool_array<double>(pool, nv)};
+                              pool_array<double>(pool, checked_product(nv, 2))};
     const auto pattern_count = static_cast<std::size_t>(group.pattern_count);
     const std::size_t most_patterns = std::min(pattern_count, kChunkBytes / least_model_bytes(nv) + 1);
     const std::size_t largest_model = largest_model_size(group.variable_count);
@@ -185,7 +166,6 @@ int impute_group(const Group &group, std::int32_t group_number, const double *me
     ChunkPatterns chunk{group.pattern_places.get(), pool_array<PatternNeeds>(pool, most_patterns), 0};
     auto *models = pool_array<ConditionalModel>(pool, most_patterns);
 
-    state.current_record = nullptr;
     for (std::int32_t begin = first - 1; begin < last;) {
         const std::int32_t end = collect_patterns(group, group_number, begin, last, chunk);
         build_models(group, covariance, room, chunk.count, chunk.patterns, models);

@@ -3,8 +3,6 @@
 //
 // Numbers from the host's random source.
 
-#include "ullage/random_source.h"
-
 #include "impute/random_source.h"
 
 namespace {
@@ -29,28 +27,6 @@ ullage::IErrorInfo *find_error_info(RandomSource *object, const DS_Guid &interfa
 
 void set_random_source(RandomSource *source) {
     state.random_source = source;
-}
-
-double next_uniform() {
-    double value = 0.0;
-    RandomSource *source = state.random_source;
-    const std::int32_t status = source->NextUniform(&value);
-    if (status < 0) raise_source_failure(status, source, RandomSource::interface_id);
-    return value;
-}
-
-double next_standard_normal() {
-    double value = 0.0;
-    RandomSource *source = state.random_source;
-    const std::int32_t status = source->NextStandardNormal(&value);
-    if (status < 0) raise_source_failure(status, source, RandomSource::interface_id);
-    return value;
-}
-
-void next_multivariate_normal(std::int32_t n, double *out, const double *mean, const double *root) {
-    RandomSource *source = state.random_source;
-    const std::int32_t status = source->NextMultivariateNormal(n, out, mean, root);
-    if (status < 0) raise_source_failure(status, source, RandomSource::interface_id);
 }
 
 void raise_source_failure(std::int32_t status, RandomSource *object, const DS_Guid &interface_id) {

@@ -84,12 +84,11 @@ double draw_half_normal_between(double a, double b) {
     }
 }
 
-}  // namespace
-
+// One draw from the standard normal distribution; b must not be negative.
 double draw_truncated_standard(double a, double b) {
     // The rows are tried from the top, and the sense of each comparison is part of the choice.
-    if (b == kOpenHigh) {
-        if (a == kOpenLow) return next_standard_normal();
+    if (is_marker(b, kOpenHigh)) {
+        if (is_marker(a, kOpenLow)) return next_standard_normal();
         if (a > 0.75) return draw_exponential_tail(a);
         if (a > 0.0) return draw_half_normal_above(a);
         return draw_normal_above(a);
@@ -101,19 +100,20 @@ double draw_truncated_standard(double a, double b) {
     return draw_exponential_rejection(a, b);
 }
 
-DrawOutcome draw_truncated_normal(double lower, double upper, double mean, double sd, double &x) {
-    const double a = lower == kOpenLow ? lower : (lower - mean) / sd;
-    const double b = upper == kOpenHigh ? upper : (upper - mean) / sd;
-    if (!(a <= b)) return DrawOutcome::no_interval;
-    const bool is_point = a == b && a != kOpenLow && b != kOpenHigh;
-    if (state.random_source == nullptr && !is_point) return DrawOutcome::no_source;
+}  // namespace
 
-    if (a == kOpenLow && b != kOpenHigh) {
-        x = -draw_truncated_standard(-b, kOpenHigh) * sd + mean;
-    } else if (b < 0.0) {
-        x = -draw_truncated_standard(-b, -a) * sd + mean;
-    } else {
-        x = draw_truncated_standard(a, b) * sd + mean;
+DrawOutcome draw_truncated_normal(double lower, double upper, double mean, double sd, double &x) {
+    const double a = is_marker(lower, kOpenLow) ? lower : (lower - mean) / sd;
+    const double b = is_marker(upper, kOpenHigh) ? upper : (upper - mean) / sd;
+    if (!(a <= b)) return DrawOutcome::no_interval;
+    if (state.random_source == nullptr) {
+        const bool is_point = a == b && !is_marker(a, kOpenLow) && !is_marker(b, kOpenHigh);
+        if (!is_point) return DrawOutcome::no_source;
     }
+    // An interval that is open below alone, or lies below zero, is drawn from its mirror image. The open ends are
+    // mirror images of each other.
+    const bool is_mirrored = is_marker(a, kOpenLow) ? !is_marker(b, kOpenHigh) : b < 0.0;
+    const double z = draw_truncated_standard(is_mirrored ? -b : a, is_mirrored ? -a : b);
+    x = (is_mirrored ? -z : z) * sd + mean;
     return DrawOutcome::drawn;
 }

@@ -17,7 +17,4 @@ enum class DrawOutcome {
 // takes from the source is part of the result. x is untouched unless drawn.
 [[nodiscard]] DrawOutcome draw_truncated_normal(double lower, double upper, double mean, double sd, double &x);
 
-// The same for the standard normal distribution; b must not be negative.
-[[nodiscard]] double draw_truncated_standard(double a, double b);
-
 #endif

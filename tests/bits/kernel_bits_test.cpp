@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -177,16 +178,22 @@ TEST_P(KernelBits, PredictionsAreRunningSums) {
         for (std::size_t m : {0, 1, 7}) {
             const std::size_t stride = padded_length(n);
             const std::vector<double> coefficients = numbers(engine, kind, m * stride);
-            const std::vector<double> factors = numbers(engine, kind, m);
-            std::vector<double> sums(stride);
-            prediction_kernel(m, n, coefficients.data(), factors.data(), sums.data());
+            const std::vector<double> values = numbers(engine, kind, m + n);
+            const std::vector<double> means = numbers(engine, kind, m + n);
+            std::vector<std::int32_t> order(m + n);
+            std::iota(order.begin(), order.end(), 0);
+            std::shuffle(order.begin(), order.end(), engine);
+            std::vector<double> deviations(m + n), predictions(stride);
+            prediction_kernel(m, n, order.data(), coefficients.data(), values.data(), means.data(), deviations.data(),
+                              predictions.data());
             for (std::size_t t = 0; t < n; ++t) {
                 double sum = 0.0;
                 const std::size_t block = t / kVectorLength * kVectorLength * m;
                 for (std::size_t k = 0; k < m; ++k) {
-                    sum = sum + coefficients[block + k * kVectorLength + t % kVectorLength] * factors[k];
+                    const auto o = static_cast<std::size_t>(order[k]);
+                    sum = sum + coefficients[block + k * kVectorLength + t % kVectorLength] * (values[o] - means[o]);
                 }
-                EXPECT_TRUE(same_bits(sums[t], sum));
+                EXPECT_TRUE(same_bits(predictions[t], means[static_cast<std::size_t>(order[m + t])] + sum));
             }
         }
     });

@@ -37,7 +37,7 @@ struct ConditionalModel {
 };
 
 // One vector from the conditional distribution; nothing that the cells held before plays a part.
-int draw_directly(const ConditionalModel &model, double *chain_state) {
+int draw_directly(const ConditionalModel &model, double *drawn) {
     if (cholesky_packed(model.conditional_covariance, model.n, kPivotTolerance) != 0) {
         log_printf(state.ErrorLog, u"Error: Couldn't find square root of matrix.");
         return 1;
@@ -46,13 +46,12 @@ int draw_directly(const ConditionalModel &model, double *chain_state) {
         log_printf(state.ErrorLog, u"No random source was given.\n");
         return 1;
     }
-    next_multivariate_normal(model.n, chain_state, model.conditional_mean, model.conditional_covariance);
-    for (std::int32_t t = 0; t < model.n; ++t) state.current_values[model.unobserved[t]] = chain_state[t];
+    next_multivariate_normal(model.n, drawn, model.conditional_mean, model.conditional_covariance);
+    for (std::int32_t t = 0; t < model.n; ++t) state.current_values[model.unobserved[t]] = drawn[t];
     return 0;
 }
 
-int draw_by_chain(const Group &group, const ConditionalModel &model, double *coefficients, double *chain_sd,
-                  double *chain_state) {
+int draw_by_chain(const Group &group, const ConditionalModel &model, double *coefficients, double *chain_sd) {
     const auto n = static_cast<std::size_t>(model.n);
     auto *start_sd = pool_array<double>(state.WorkPool, n);
     auto *inverse = pool_array<double>(state.WorkPool, packed_size(model.n));
@@ -65,12 +64,9 @@ int draw_by_chain(const Group &group, const ConditionalModel &model, double *coe
         if (d < 0.0) log_printf(state.TraceLog, u"less than zero\n");
         start_sd[t] = std::sqrt(d);
     }
-    auto *values_before = pool_array<double>(state.WorkPool, n);
-    for (std::size_t t = 0; t < n; ++t) values_before[t] = state.current_values[model.unobserved[t]];
     const ChainModel chain{model.n, model.unobserved, model.conditional_mean, coefficients, chain_sd, start_sd};
-    if (run_chain(group, chain, chain_state) == 0) return 0;
-    for (std::size_t t = 0; t < n; ++t) state.current_values[model.unobserved[t]] = values_before[t];
-    return 1;
+    return run_chain(group, chain, state.current_values, state.current_states,
+                     pool_array<double>(state.WorkPool, checked_product(n, 2)));
 }
 
 int impute_case(const Group &group, const double *means, const double *covariance) {
@@ -118,9 +114,8 @@ int impute_case(const Group &group, const double *means, const double *covarianc
         for (std::size_t s = 0; s <= t; ++s) *element++ = swept[u * nv + static_cast<std::size_t>(unobserved[s])];
         model.conditional_mean[t] = means[u] + deviation[u];
     }
-    auto *chain_state = pool_array<double>(pool, n);
-    if (mode == CaseMode::conventional) return draw_directly(model, chain_state);
-    return draw_by_chain(group, model, coefficients, chain_sd, chain_state);
+    if (mode == CaseMode::conventional) return draw_directly(model, pool_array<double>(pool, n));
+    return draw_by_chain(group, model, coefficients, chain_sd);
 }
 
 }  // namespace
