@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -16,9 +15,10 @@
 #include "talk.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/output_file.h"
-#include "ullage/host/run/bounded_cells.h"
-#include "ullage/host/run/write_table.h"
+#include "ullage/host/table/closure.h"
+#include "ullage/host/table/knowledge.h"
 #include "ullage/host/table/read_stat_file.h"
+#include "ullage/host/table/read_table.h"
 #include "ullage/host/table/table.h"
 
 namespace ullage::cli {
@@ -27,33 +27,18 @@ namespace {
 constexpr std::size_t kMostPatterns = 30;   // in the text; JSON has them all
 constexpr std::size_t kMostNameWidth = 72;  // of all names together, over the patterns
 
-struct Pattern {
-    std::string signs;  // one per column
-    std::size_t rows;
-};
-
 struct Summary {
     std::vector<std::array<std::size_t, host::kKnowledgeCount>> counts;  // per column
-    std::vector<Pattern> patterns;                                       // the most frequent first
+    std::vector<host::Pattern> patterns;
 };
 
 Summary summarise(const host::Table &table) {
-    Summary summary;
-    summary.counts.resize(table.columns.size());
-    const std::vector<host::Knowledge> knowledge = host::find_knowledge(table);
-    std::map<std::string, std::size_t> patterns;
-    std::string signs(table.columns.size(), ' ');
-    for (std::size_t row = 0; row < table.row_count(); ++row) {
-        for (std::size_t c = 0; c < signs.size(); ++c) {
-            const auto known = static_cast<std::size_t>(knowledge[row * signs.size() + c]);
-            ++summary.counts[c][known];
-            signs[c] = host::kKnowledgeSigns[known];
-        }
-        ++patterns[signs];
+    const host::KnownCells knowledge = host::find_knowledge(table);
+    Summary summary{{}, host::count_patterns(knowledge)};
+    for (const std::vector<host::Knowledge> &cells : knowledge) {
+        std::array<std::size_t, host::kKnowledgeCount> &counts = summary.counts.emplace_back();
+        for (const host::Knowledge known : cells) ++counts[static_cast<std::size_t>(known)];
     }
-    for (const auto &[pattern, rows] : patterns) summary.patterns.push_back({pattern, rows});
-    std::stable_sort(summary.patterns.begin(), summary.patterns.end(),
-                     [](const Pattern &a, const Pattern &b) { return a.rows > b.rows; });
     return summary;
 }
 
@@ -109,7 +94,7 @@ std::string in_words(const host::Table &table, const Summary &summary) {
     text += has_names ? "\n" : "  columns from left to right as above\n";
     std::size_t other_rows = 0;
     for (std::size_t p = 0; p < summary.patterns.size(); ++p) {
-        const Pattern &pattern = summary.patterns[p];
+        const host::Pattern &pattern = summary.patterns[p];
         if (p >= kMostPatterns) {
             other_rows += pattern.rows;
             continue;
@@ -144,7 +129,7 @@ nlohmann::ordered_json as_json(const host::Table &table, const Summary &summary)
     json["carried"] = carried_columns(table);
     json["levels"] = table.levels;
     json["patterns"] = nlohmann::ordered_json::array();
-    for (const Pattern &pattern : summary.patterns) {
+    for (const host::Pattern &pattern : summary.patterns) {
         json["patterns"].push_back({{"rows", pattern.rows}, {"cells", pattern.signs}});
     }
     return json;

@@ -17,6 +17,7 @@
 #include <map>
 
 #include "ullage/host/base/error.h"
+#include "ullage/host/base/number_text.h"
 
 namespace ullage::cli {
 namespace {
@@ -144,13 +145,8 @@ std::pair<std::string, std::string> split_pair(const std::string &option, const 
 }
 
 double number_of(const std::string &option, const std::string &text) {
-    double value = 0.0;
-    const char *begin = text.data() + (text.starts_with('+') ? 1 : 0);
-    const auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) {
-        throw Error(Fault::usage, option + ": \"" + text + "\" is no number");
-    }
-    return value;
+    if (const auto number = host::parse_number(text)) return *number;
+    throw Error(Fault::usage, option + ": \"" + text + "\" is no number");
 }
 
 std::vector<std::pair<std::string, double>> numbers_of(const std::string &option,

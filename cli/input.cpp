@@ -6,7 +6,9 @@
 
 #include "talk.h"
 #include "ullage/host/base/error.h"
+#include "ullage/host/table/closure.h"
 #include "ullage/host/table/read_stat_file.h"
+#include "ullage/host/table/read_table.h"
 
 namespace ullage::cli {
 

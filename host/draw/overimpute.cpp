@@ -12,7 +12,7 @@
 #include "ullage/host/draw/chain.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/numbers/random_stream.h"
-#include "ullage/host/table/rules.h"
+#include "ullage/host/table/closure.h"
 
 namespace ullage::host {
 namespace {

@@ -6,16 +6,10 @@
 
 #include <fmt/format.h>
 
-#include <array>
-
 #include "ullage/host/model/model_table.h"
+#include "ullage/host/table/transformations.h"
 
 namespace ullage::host {
-
-std::string transformed_name(Transformation transformation, std::string_view column) {
-    constexpr std::array<const char *, 4> kFormats = {"{}", "log({})", "sqrt({})", "logit({})"};
-    return fmt::format(fmt::runtime(kFormats[static_cast<std::size_t>(transformation)]), column);
-}
 
 std::vector<std::string> parameter_names(const ModelTable &model) {
     std::vector<std::string> columns;

@@ -1,13 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// The names of parameters, and of columns on the scale of the model.
+// The names of parameters.
 
 #ifndef ULLAGE_HOST_MODEL_PARAMETER_NAMES_H
 #define ULLAGE_HOST_MODEL_PARAMETER_NAMES_H
 
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "ullage/host/model/model_table.h"
@@ -18,9 +17,6 @@ namespace ullage::host {
 [[nodiscard]] std::vector<std::string> parameter_names(const ModelTable &model);
 /** The same of columns given by their transformed names. */
 [[nodiscard]] std::vector<std::string> parameter_names(std::span<const std::string> columns);
-
-/** The name of a column on the scale of the model: "lead", "log(lead)". */
-[[nodiscard]] std::string transformed_name(Transformation transformation, std::string_view column);
 
 }  // namespace ullage::host
 

@@ -8,15 +8,13 @@
 
 #include <Eigen/Dense>
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/input_file.h"
+#include "ullage/host/base/number_text.h"
 #include "ullage/host/numbers/moments.h"
-#include "ullage/host/table/read_table.h"
 
 namespace ullage::host {
 namespace {
@@ -26,12 +24,11 @@ namespace {
 }
 
 double parse_cases(std::string_view text) {
-    double cases = 0.0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), cases);
-    if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(cases) || !(cases > 0.0)) {
+    const std::optional<double> cases = parse_number(text);
+    if (!cases || !(*cases > 0.0)) {
         refuse(fmt::format("the ridge prior needs a number of cases above 0, as in ridge=2, not \"{}\"", text));
     }
-    return cases;
+    return *cases;
 }
 
 void check_file(const PriorChoice &choice, const std::string &path) {

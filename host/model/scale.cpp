@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 #include "ullage/host/base/error.h"
 #include "ullage/host/table/rules.h"
@@ -73,6 +74,87 @@ bool is_rounding(const Scale &scale, double value, double limit) {
     return std::fabs(to_model(scale, value) - at_limit) <= 1e-9 * magnitude;
 }
 
+/** The way back of one imputation, row by row. */
+class Restoring {
+public:
+    Restoring(const Table &table, const HiddenCells &hidden, std::span<const Scale> scales, std::span<double> values)
+        : table_(table), hidden_(hidden), scales_(scales), values_(values), place_(table.columns.size()) {}
+
+    void restore_row(std::size_t row);
+
+private:
+    void bring_back(std::size_t i);
+    void keep(std::size_t i, double limit, bool is_upper);
+    void keep_all(std::size_t i, bool is_upper);
+    void sort_rising(std::size_t begin, std::size_t end);
+
+    const Table &table_;
+    const HiddenCells &hidden_;
+    std::span<const Scale> scales_;
+    std::span<double> values_;
+    std::vector<std::size_t> place_;   // of each hidden column of the row in values
+    std::vector<std::size_t> rising_;  // the cells of a row, each behind those that it lies above
+};
+
+/** Bring a draw back into the units of the file. */
+void Restoring::bring_back(std::size_t i) {
+    const HiddenCell &cell = hidden_.cells[i];
+    const auto column = static_cast<std::size_t>(cell.column);
+    place_[column] = i;
+    values_[i] = from_model(scales_[column], values_[i]);
+    if (std::isfinite(values_[i])) return;
+    throw Error(Fault::data, fmt::format("{}: an imputed value is too large for a number; check the column's "
+                                         "transformation, or give it an --upper limit",
+                                         table_.describe_cell(static_cast<std::size_t>(cell.row), column)));
+}
+
+/** Keep a value on its side of a limit. */
+void Restoring::keep(std::size_t i, double limit, bool is_upper) {
+    double &value = values_[i];
+    if (is_upper ? value < limit : value > limit) return;
+    const HiddenCell &cell = hidden_.cells[i];
+    const auto column = static_cast<std::size_t>(cell.column);
+    if (!is_rounding(scales_[column], value, limit)) {
+        throw Error(Fault::internal, fmt::format("{}: the draw {} is not {} {}",
+                                                 table_.describe_cell(static_cast<std::size_t>(cell.row), column),
+                                                 value, is_upper ? "below" : "above", limit));
+    }
+    value = std::nextafter(limit, is_upper ? -kOpen : kOpen);
+}
+
+/** Keep a value on its side of the number and of all cells that bound it from one side. */
+void Restoring::keep_all(std::size_t i, bool is_upper) {
+    const HiddenCell &cell = hidden_.cells[i];
+    keep(i, is_upper ? cell.upper : cell.lower, is_upper);
+    for (const Reference &reference : hidden_.references_of(cell)) {
+        if (reference.is_upper == is_upper) {
+            keep(i, values_[place_[static_cast<std::size_t>(reference.column)]], is_upper);
+        }
+    }
+}
+
+void Restoring::sort_rising(std::size_t begin, std::size_t end) {
+    // The references are closed: a cell lies above more cells than any cell below it does.
+    rising_.resize(end - begin);
+    std::iota(rising_.begin(), rising_.end(), begin);
+    const auto has_references = [&](std::size_t i) { return hidden_.cells[i].reference_count > 0; };
+    if (std::ranges::none_of(rising_, has_references)) return;
+    const auto count_below = [&](std::size_t i) {
+        const auto references = hidden_.references_of(hidden_.cells[i]);
+        return std::ranges::count(references, false, &Reference::is_upper);
+    };
+    std::ranges::stable_sort(rising_, {}, count_below);
+}
+
+void Restoring::restore_row(std::size_t row) {
+    const std::size_t begin = hidden_.row_begin[row];
+    const std::size_t end = hidden_.row_begin[row + 1];
+    for (std::size_t i = begin; i < end; ++i) bring_back(i);
+    sort_rising(begin, end);
+    for (const std::size_t i : rising_) keep_all(i, false);
+    std::for_each(rising_.rbegin(), rising_.rend(), [&](std::size_t i) { keep_all(i, true); });
+}
+
 }  // namespace
 
 std::vector<Scale> choose_scales(const Table &table, const HiddenCells &hidden) {
@@ -118,67 +200,8 @@ double from_model(const Scale &scale, double value) {
 
 void restore(const Table &table, const HiddenCells &hidden, std::span<const Scale> scales, std::span<double> values) {
     if (values.size() != hidden.cells.size()) throw Error(Fault::internal, "an imputation of the wrong length");
-    std::vector<std::size_t> rising;                       // the cells of a row, each behind those that it lies above
-    std::vector<std::size_t> place(table.columns.size());  // of each hidden column of the row in values
-
-    const auto keep = [&](std::size_t i, double limit, bool is_upper) {
-        double &value = values[i];
-        if (is_upper ? value < limit : value > limit) return;
-        const HiddenCell &cell = hidden.cells[i];
-        if (!is_rounding(scales[static_cast<std::size_t>(cell.column)], value, limit)) {
-            throw Error(Fault::internal, fmt::format("{}: the draw {} is not {} {}",
-                                                     table.describe_cell(static_cast<std::size_t>(cell.row),
-                                                                         static_cast<std::size_t>(cell.column)),
-                                                     value, is_upper ? "below" : "above", limit));
-        }
-        value = std::nextafter(limit, is_upper ? -kOpen : kOpen);
-    };
-    const auto keep_all = [&](std::size_t i, bool is_upper) {
-        const HiddenCell &cell = hidden.cells[i];
-        keep(i, is_upper ? cell.upper : cell.lower, is_upper);
-        for (const Reference &reference : hidden.references_of(cell)) {
-            if (reference.is_upper == is_upper) {
-                keep(i, values[place[static_cast<std::size_t>(reference.column)]], is_upper);
-            }
-        }
-    };
-
-    for (std::size_t row = 0; row < table.row_count(); ++row) {
-        const std::size_t begin = hidden.row_begin[row];
-        const std::size_t end = hidden.row_begin[row + 1];
-        bool has_references = false;
-        for (std::size_t i = begin; i < end; ++i) {
-            const HiddenCell &cell = hidden.cells[i];
-            const auto column = static_cast<std::size_t>(cell.column);
-            place[column] = i;
-            values[i] = from_model(scales[column], values[i]);
-            if (!std::isfinite(values[i])) {
-                throw Error(Fault::data,
-                            fmt::format("{}: an imputed value is too large for a number; check the column's "
-                                        "transformation, or give it an --upper limit",
-                                        table.describe_cell(row, column)));
-            }
-            has_references = has_references || cell.reference_count > 0;
-        }
-        if (!has_references) {
-            for (std::size_t i = begin; i < end; ++i) {
-                keep_all(i, false);
-                keep_all(i, true);
-            }
-            continue;
-        }
-        // The references are closed: a cell lies above more cells than any cell below it does.
-        rising.clear();
-        for (std::size_t i = begin; i < end; ++i) rising.push_back(i);
-        const auto count_below = [&](std::size_t i) {
-            const auto references = hidden.references_of(hidden.cells[i]);
-            return std::count_if(references.begin(), references.end(), [](const Reference &r) { return !r.is_upper; });
-        };
-        std::stable_sort(rising.begin(), rising.end(),
-                         [&](std::size_t a, std::size_t b) { return count_below(a) < count_below(b); });
-        for (const std::size_t i : rising) keep_all(i, false);
-        std::for_each(rising.rbegin(), rising.rend(), [&](std::size_t i) { keep_all(i, true); });
-    }
+    Restoring restoring(table, hidden, scales, values);
+    for (std::size_t row = 0; row < table.row_count(); ++row) restoring.restore_row(row);
 }
 
 }  // namespace ullage::host

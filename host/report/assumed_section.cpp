@@ -4,12 +4,12 @@
 
 #include <fmt/format.h>
 
-#include <array>
 #include <cmath>
 
 #include "ullage/host/base/words.h"
 #include "ullage/host/report/page_pieces.h"
 #include "ullage/host/report/sections.h"
+#include "ullage/host/table/transformations.h"
 
 namespace ullage::host {
 namespace {
@@ -44,15 +44,14 @@ std::string what_was_assumed(const RunRecord &record, bool has_bounded_cells) {
             "other hidden cells of its row. No value is moved to a bound.");
     }
     items.push_back("Prior: " + prior_words(record));
-    constexpr std::array<const char *, 4> kWords = {"", "logarithm", "square root", "logit"};
-    for (std::size_t t = 1; t < kWords.size(); ++t) {
+    for (const Transformation transformation : kTransformations) {
         std::vector<std::string> names;
         for (const RunColumn &column : record.columns) {
-            if (static_cast<std::size_t>(column.transformation) == t) names.push_back(column.name);
+            if (column.transformation == transformation) names.push_back(column.name);
         }
-        if (names.empty()) continue;
+        if (names.empty() || transformation == Transformation::none) continue;
         items.push_back(fmt::format("Transformation: the {} is modelled, and taken back in all results, of {}.",
-                                    kWords[t], join_names(names)));
+                                    noun_of(transformation), join_names(names)));
     }
     for (const RunColumn &column : record.columns) {
         const bool has_lower = std::isfinite(column.lower);

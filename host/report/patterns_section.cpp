@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <map>
 #include <set>
 
 #include "ullage/host/base/words.h"
@@ -23,19 +22,10 @@ constexpr std::size_t kMostPatternColumns = 40;  // above it only columns with h
 
 std::string patterns_of_missingness(const RunResults &results, const KnownCells &knowledge) {
     const RunRecord &record = results.record;
-    std::map<std::string, std::size_t> found;
-    std::string signs(knowledge.size(), ' ');
-    for (std::size_t row = 0; row < results.tables.rows; ++row) {
-        for (std::size_t c = 0; c < knowledge.size(); ++c) {
-            signs[c] = kKnowledgeSigns[static_cast<std::size_t>(knowledge[c][row])];
-        }
-        ++found[signs];
-    }
-    std::vector<std::pair<std::string, std::size_t>> patterns(found.begin(), found.end());
-    std::stable_sort(patterns.begin(), patterns.end(),
-                     [](const auto &a, const auto &b) { return a.second > b.second; });
-    const auto complete = found.find(std::string(knowledge.size(), kKnowledgeSigns[0]));
-    const std::size_t complete_rows = complete == found.end() ? 0 : complete->second;
+    const std::vector<Pattern> patterns = count_patterns(knowledge);
+    const std::string all_observed(knowledge.size(), kKnowledgeSigns[0]);
+    const auto complete = std::ranges::find(patterns, all_observed, &Pattern::signs);
+    const std::size_t complete_rows = complete == patterns.end() ? 0 : complete->rows;
 
     std::vector<std::size_t> columns;
     for (std::size_t c = 0; c < knowledge.size(); ++c) {

@@ -10,11 +10,9 @@
 
 #include "ullage/host/answer/diagnostics.h"
 #include "ullage/host/run/run_results.h"
+#include "ullage/host/table/knowledge.h"
 
 namespace ullage::host {
-
-/** What is known of each cell: column after column of the model, one element per row. */
-using KnownCells = std::vector<std::vector<Knowledge>>;
 
 [[nodiscard]] std::string what_was_read(const RunResults &results, const KnownCells &known);
 

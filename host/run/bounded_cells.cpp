@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// Finding, writing and reading what is known of the cells.
+// Finding, writing and reading the bounded cells.
 
 #include "ullage/host/run/bounded_cells.h"
 
@@ -33,43 +33,11 @@ std::string end_text(double end) {
 
 }  // namespace
 
-std::vector<Knowledge> find_knowledge(const Table &table) {
-    const std::size_t n = table.columns.size();
-    std::vector<bool> has_rule(n, false);
-    for (const OrderRule &rule : table.order) {
-        has_rule[static_cast<std::size_t>(rule.first)] = true;
-        has_rule[static_cast<std::size_t>(rule.second)] = true;
-    }
-    std::vector<Knowledge> all(table.row_count() * n);
-    for (std::size_t row = 0; row < table.row_count(); ++row) {
-        Knowledge *cells = all.data() + row * n;
-        for (std::size_t c = 0; c < n; ++c) {
-            cells[c] = !table.is_hidden(row, c) ? Knowledge::observed
-                       : has_rule[c]            ? Knowledge::ordered
-                                                : Knowledge::missing;
-        }
-        for (std::size_t b = table.bound_begin[row]; b < table.bound_begin[row + 1]; ++b) {
-            const Bound &bound = table.bounds[b];
-            Knowledge &cell = cells[bound.column];
-            const bool is_first = b == table.bound_begin[row] || table.bounds[b - 1].column != bound.column;
-            if (bound.other >= 0 || (cell == Knowledge::ordered && !is_first)) {
-                cell = Knowledge::ordered;
-            } else if (is_first) {
-                cell = bound.is_upper ? Knowledge::below : Knowledge::above;
-            } else if (cell == (bound.is_upper ? Knowledge::above : Knowledge::below)) {
-                cell = Knowledge::interval;
-            }
-        }
-    }
-    return all;
-}
-
 std::vector<BoundedCell> find_bounded_cells(const Table &table, const HiddenCells &hidden) {
-    const std::vector<Knowledge> knowledge = find_knowledge(table);
+    const KnownCells knowledge = find_knowledge(table);
     std::vector<BoundedCell> cells;
     for (const HiddenCell &cell : hidden.cells) {
-        const Knowledge known = knowledge[static_cast<std::size_t>(cell.row) * table.columns.size() +
-                                          static_cast<std::size_t>(cell.column)];
+        const Knowledge known = knowledge[static_cast<std::size_t>(cell.column)][static_cast<std::size_t>(cell.row)];
         if (known != Knowledge::missing) cells.push_back({cell.row, cell.column, known, cell.lower, cell.upper});
     }
     return cells;

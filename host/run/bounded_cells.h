@@ -1,40 +1,20 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// What is known of each cell, and the file of a run that keeps it: bounds.csv.
+// The bounded cells of a table, and the file of a run that keeps them: bounds.csv.
 
 #ifndef ULLAGE_HOST_RUN_BOUNDED_CELLS_H
 #define ULLAGE_HOST_RUN_BOUNDED_CELLS_H
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "ullage/host/base/output_file.h"
 #include "ullage/host/run/run_record.h"
+#include "ullage/host/table/knowledge.h"
 #include "ullage/host/table/table.h"
 
 namespace ullage::host {
-
-/** What a table says of a cell; rules of columns do not count. */
-enum class Knowledge : std::uint8_t {
-    observed,
-    missing,
-    below,     ///< a number
-    above,     ///< a number
-    interval,  ///< between two numbers
-    ordered,   ///< refers to another cell, or says nothing and its column is in an order rule
-};
-inline constexpr std::size_t kKnowledgeCount = 6;
-inline constexpr std::array<const char *, kKnowledgeCount> kKnowledgeNames = {"observed", "missing",  "below",
-                                                                              "above",    "interval", "ordered"};
-/** One character for each, in pictures of patterns. */
-inline constexpr std::string_view kKnowledgeSigns = "#.<>=~";
-
-/** What the table says of every cell: row after row, one element per column. */
-[[nodiscard]] std::vector<Knowledge> find_knowledge(const Table &table);
 
 /** A hidden cell of which the table says something. */
 struct BoundedCell {

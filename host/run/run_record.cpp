@@ -20,6 +20,7 @@
 #include "ullage/host/model/parameter_names.h"
 #include "ullage/host/model/scale.h"
 #include "ullage/host/run/result_file.h"
+#include "ullage/host/table/transformations.h"
 
 namespace ullage::host {
 namespace {
@@ -32,7 +33,6 @@ Json number_or_null(double number) {
 }
 
 Json describe_column(const ModelTable &model, std::size_t index) {
-    constexpr std::array<const char *, 4> kTransformations = {"none", "log", "sqrt", "logit"};
     const Column &column = model.table->columns[index];
     std::array<std::int64_t, 3> counts{};
     for (const CellState state : column.states) ++counts[static_cast<std::size_t>(state)];
@@ -42,7 +42,7 @@ Json describe_column(const ModelTable &model, std::size_t index) {
             {"bounded", counts[static_cast<std::size_t>(CellState::bounded)]},
             {"lower", number_or_null(column.lower)},
             {"upper", number_or_null(column.upper)},
-            {"transformation", kTransformations[static_cast<std::size_t>(column.transformation)]},
+            {"transformation", name_of(column.transformation)},
             {"centre", model.scales[index].centre},
             {"scale", model.scales[index].scale}};
 }
@@ -107,11 +107,7 @@ private:
 };
 
 Transformation transformation_of(const Members &column) {
-    const std::string word = column.text("transformation");
-    if (word == "none") return Transformation::none;
-    if (word == "log") return Transformation::log;
-    if (word == "sqrt") return Transformation::sqrt;
-    if (word == "logit") return Transformation::logit;
+    if (const auto known = transformation_named(column.text("transformation"))) return *known;
     throw column.broken("transformation", "is none that is known");
 }
 

@@ -5,34 +5,13 @@
 #ifndef ULLAGE_HOST_TABLE_READ_TABLE_H
 #define ULLAGE_HOST_TABLE_READ_TABLE_H
 
-#include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "ullage/host/base/notice.h"
+#include "ullage/host/table/read_options.h"
 #include "ullage/host/table/table.h"
 
 namespace ullage::host {
-
-/** How the cells of a file are to be understood. Columns are given by name. */
-struct ReadOptions {
-    char separator = 0;                                   ///< between cells; 0 finds it in the header
-    std::vector<std::string> missing = {"NA", ".", "*"};  ///< words for a missing cell; an empty cell always is one
-    std::optional<std::vector<std::string>> columns;  ///< the columns of the model; all that hold numbers if not given
-    std::vector<std::string> carry;                   ///< columns to be carried along, whatever they hold
-    std::optional<std::string> id;                    ///< names the rows; carried along
-    std::optional<std::string> by;                    ///< one set of parameters per level; carried along
-    bool pairs = true;                                ///< read columns x_lo and x_hi as the limits of x
-    std::string lower_suffix = "_lo";
-    std::string upper_suffix = "_hi";
-    std::vector<std::pair<std::string, std::string>> remarks;  ///< a column and the column that remarks on it
-    std::string remark_below = "<";                            ///< the remark that makes the value an upper bound
-    std::string remark_above = ">";                            ///< the remark that makes it a lower bound
-    std::string remark_observed;                               ///< the remark of an observed value
-    std::string nondetect = "ND";                              ///< the word for "below the limit of the column"
-    std::vector<std::pair<std::string, double>> limits;        ///< a column and the limit behind that word
-};
 
 /**
  * Make a table of the bytes of a CSV file. docs/tables.md says what a file and a cell may say.

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// Rules for columns and rows, and the closure of all bounds of a row.
+// Rules for columns and rows.
 
 #ifndef ULLAGE_HOST_TABLE_RULES_H
 #define ULLAGE_HOST_TABLE_RULES_H
@@ -42,14 +42,6 @@ void apply_rules(Table &table, const Rules &rules, Notices &notices);
  * @return for each column the first column that it is tied to, itself included
  */
 [[nodiscard]] std::vector<std::size_t> tied_columns(const Table &table);
-
-/**
- * Close the bounds of every row: what follows from the data and the rules for each hidden cell, directly or through
- * other cells. HiddenCells says what holds for the result.
- *
- * @throws DataError  with every row (the first DataError::kMostProblems) whose data and rules contradict each other
- */
-[[nodiscard]] HiddenCells close_bounds(const Table &table);
 
 }  // namespace ullage::host
 

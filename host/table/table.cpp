@@ -24,6 +24,13 @@ std::string FileText::text(std::size_t row, std::size_t file_column) const {
     return result;
 }
 
+std::string_view FileText::trimmed(std::size_t row, std::size_t file_column, std::string &buffer) const {
+    const std::string_view cell = raw(row, file_column);
+    if (!cell.starts_with('"')) return trim(cell);
+    buffer = text(row, file_column);
+    return trim(buffer);
+}
+
 std::string Table::cell_text(std::size_t row, std::size_t column) const {
     const Column &c = columns[column];
     std::string text = file.text(row, static_cast<std::size_t>(c.file_column));

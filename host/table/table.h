@@ -57,6 +57,8 @@ struct FileText {
     }
     /** The cell with its quotes taken off. */
     [[nodiscard]] std::string text(std::size_t row, std::size_t file_column) const;
+    /** The cell with its quotes and the blanks around it taken off; buffer holds it if it had quotes. */
+    [[nodiscard]] std::string_view trimmed(std::size_t row, std::size_t file_column, std::string &buffer) const;
 };
 
 /** A column of numbers. */

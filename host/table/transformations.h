@@ -1,15 +1,30 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// The ranges of the transformations.
+// The names and the ranges of the transformations.
 
 #ifndef ULLAGE_HOST_TABLE_TRANSFORMATIONS_H
 #define ULLAGE_HOST_TABLE_TRANSFORMATIONS_H
 
+#include <array>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "ullage/host/table/table.h"
 
 namespace ullage::host {
+
+inline constexpr std::array kTransformations = {Transformation::none, Transformation::log, Transformation::sqrt,
+                                                Transformation::logit};
+
+/** "none", "log", "sqrt" or "logit": in options, in names of parameters and in the record of a run. */
+[[nodiscard]] std::string_view name_of(Transformation transformation);
+/** The transformation of that name, or nothing. */
+[[nodiscard]] std::optional<Transformation> transformation_named(std::string_view name);
+/** In a sentence: "logarithm", "square root". */
+[[nodiscard]] std::string_view noun_of(Transformation transformation);
+/** The name of a column on the scale of the model: "lead", "log(lead)". */
+[[nodiscard]] std::string transformed_name(Transformation transformation, std::string_view column);
 
 /** Where a transformation is defined; hidden cells lie strictly inside. */
 struct Range {
@@ -23,19 +38,7 @@ struct Range {
     }
 };
 
-[[nodiscard]] inline Range range_of(Transformation transformation) {
-    switch (transformation) {
-        case Transformation::log:
-            return {0.0, kOpen, false, "values above 0"};
-        case Transformation::sqrt:
-            return {0.0, kOpen, true, "values of 0 or above"};
-        case Transformation::logit:
-            return {0.0, 1.0, false, "values between 0 and 1, without the ends"};
-        case Transformation::none:
-            break;
-    }
-    return {-kOpen, kOpen, false, "numbers"};
-}
+[[nodiscard]] Range range_of(Transformation transformation);
 
 }  // namespace ullage::host
 

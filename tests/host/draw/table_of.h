@@ -10,6 +10,7 @@
 
 #include "ullage/host/draw/chain.h"
 #include "ullage/host/model/model_table.h"
+#include "ullage/host/table/closure.h"
 #include "ullage/host/table/read_table.h"
 #include "ullage/host/table/rules.h"
 

@@ -10,6 +10,7 @@
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/run/write_table.h"
+#include "ullage/host/table/closure.h"
 #include "ullage/host/table/read_table.h"
 #include "ullage/host/table/rules.h"
 #include "ullage/host/table/table.h"

@@ -1,0 +1,129 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// What is noticed about the columns of a table.
+
+#include "ullage/host/table/column_notices.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
+#include "ullage/host/base/words.h"
+#include "ullage/host/table/read_columns.h"
+
+namespace ullage::host {
+namespace {
+
+// What many tables write for a missing number.
+constexpr double kMissingCodes[] = {-99.0, -999.0, -9999.0};
+
+// What a column of remarks holds, unless it has codes of its own.
+constexpr std::string_view kRemarkSigns[] = {"<", ">", "<=", ">=", "≤", "≥"};
+
+/** Whether every cell of a column of the file is a sign of comparison or missing, and not all are missing. */
+bool holds_remarks(const FileText &file, std::size_t file_column, const ReadOptions &options) {
+    bool has_sign = false;
+    std::string buffer;
+    for (std::size_t row = 0; row < file.row_count(); ++row) {
+        const std::string_view text = file.trimmed(row, file_column, buffer);
+        if (is_missing(text, options)) continue;
+        if (std::find(std::begin(kRemarkSigns), std::end(kRemarkSigns), text) == std::end(kRemarkSigns)) return false;
+        has_sign = true;
+    }
+    return has_sign;
+}
+
+void tell_what_is_carried(const Table &table, const std::vector<Candidate> &without_number, const ReadOptions &options,
+                          Notices &notices) {
+    std::vector<std::string> names;
+    for (const Candidate &candidate : without_number) {
+        if (!candidate.upper && holds_remarks(table.file, candidate.file_column, options)) {
+            notices.push_back(
+                {true, fmt::format("column {} holds nothing but signs such as < and >: if they belong to the values of "
+                                   "another column, --remark 'COLUMN={}' reads these as bounds; now they count as "
+                                   "measured",
+                                   quote(candidate.name), candidate.name)});
+        }
+        names.push_back(quote(candidate.name));
+    }
+    if (names.empty()) return;
+    notices.push_back({false, fmt::format("carried along unchanged, as there is no number in {}: {}",
+                                          names.size() == 1 ? "it" : "them", fmt::join(names, ", "))});
+}
+
+void tell_of_pair(const Table &table, const Column &column, Notices &notices) {
+    if (column.upper_file_column < 0) return;
+    const std::vector<std::string> &names = table.file.names;
+    notices.push_back(
+        {false, fmt::format("columns {} and {} are read as the limits of {} (--limits none reads them as they are)",
+                            quote(names[static_cast<std::size_t>(column.file_column)]),
+                            quote(names[static_cast<std::size_t>(column.upper_file_column)]), quote(column.name))});
+}
+
+void warn_of_row_numbers(const Column &column, Notices &notices) {
+    if (column.values.size() <= 2) return;
+    for (std::size_t row = 0; row < column.values.size(); ++row) {
+        if (column.values[row] != static_cast<double>(row + 1)) return;
+    }
+    notices.push_back({true, fmt::format("column {} only counts the rows; --id '{}' keeps it out of the model",
+                                         quote(column.name), column.name)});
+}
+
+/** The lowest observed value of a column. */
+struct Lowest {
+    double value = kOpen;
+    std::size_t count = 0;
+    std::size_t row = 0;
+};
+
+Lowest find_lowest(const Column &column) {
+    Lowest lowest;
+    for (std::size_t row = 0; row < column.values.size(); ++row) {
+        if (column.values[row] < lowest.value) {
+            lowest = {column.values[row], 1, row};
+        } else if (column.values[row] == lowest.value) {
+            ++lowest.count;
+        }
+    }
+    return lowest;
+}
+
+/** Ask whether a lowest value that stands several times is a code for missing or a limit that was filled in. */
+void warn_of_lowest(const Table &table, const Column &column, bool has_cells_below, const ReadOptions &options,
+                    Notices &notices) {
+    const Lowest lowest = find_lowest(column);
+    if (lowest.count < 2) return;
+    if (std::find(std::begin(kMissingCodes), std::end(kMissingCodes), lowest.value) != std::end(kMissingCodes)) {
+        std::string buffer;
+        const auto text = table.file.trimmed(lowest.row, static_cast<std::size_t>(column.file_column), buffer);
+        notices.push_back({true, fmt::format("column {} has {} as its lowest value, {} times: if that means missing, "
+                                             "--na '{}{}{}' says so",
+                                             quote(column.name), text, lowest.count, fmt::join(options.missing, ","),
+                                             options.missing.empty() ? "" : ",", text)});
+    } else if (has_cells_below) {
+        notices.push_back(
+            {true, fmt::format("column {} has cells below a limit, and its lowest value {} stands there {} times: if "
+                               "that is a limit that was filled in, write <{} in these cells",
+                               quote(column.name), lowest.value, lowest.count, lowest.value)});
+    }
+}
+
+}  // namespace
+
+void tell_about_columns(const Table &table, const std::vector<Candidate> &without_number, const ReadOptions &options,
+                        Notices &notices) {
+    tell_what_is_carried(table, without_number, options, notices);
+    std::vector<bool> has_cells_below(table.columns.size(), false);
+    for (const Bound &bound : table.bounds) {
+        if (bound.is_upper && bound.other < 0) has_cells_below[static_cast<std::size_t>(bound.column)] = true;
+    }
+    for (std::size_t i = 0; i < table.columns.size(); ++i) {
+        const Column &column = table.columns[i];
+        tell_of_pair(table, column, notices);
+        if (!options.columns) warn_of_row_numbers(column, notices);
+        warn_of_lowest(table, column, has_cells_below[i], options, notices);
+    }
+}
+
+}  // namespace ullage::host

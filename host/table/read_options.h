@@ -1,0 +1,36 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// How a file is to be read.
+
+#ifndef ULLAGE_HOST_TABLE_READ_OPTIONS_H
+#define ULLAGE_HOST_TABLE_READ_OPTIONS_H
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace ullage::host {
+
+/** How the cells of a file are to be understood. Columns are given by name. */
+struct ReadOptions {
+    char separator = 0;                                   ///< between cells; 0 finds it in the header
+    std::vector<std::string> missing = {"NA", ".", "*"};  ///< words for a missing cell; an empty cell always is one
+    std::optional<std::vector<std::string>> columns;  ///< the columns of the model; all that hold numbers if not given
+    std::vector<std::string> carry;                   ///< columns to be carried along, whatever they hold
+    std::optional<std::string> id;                    ///< names the rows; carried along
+    std::optional<std::string> by;                    ///< one set of parameters per level; carried along
+    bool pairs = true;                                ///< read columns x_lo and x_hi as the limits of x
+    std::string lower_suffix = "_lo";
+    std::string upper_suffix = "_hi";
+    std::vector<std::pair<std::string, std::string>> remarks;  ///< a column and the column that remarks on it
+    std::string remark_below = "<";                            ///< the remark that makes the value an upper bound
+    std::string remark_above = ">";                            ///< the remark that makes it a lower bound
+    std::string remark_observed;                               ///< the remark of an observed value
+    std::string nondetect = "ND";                              ///< the word for "below the limit of the column"
+    std::vector<std::pair<std::string, double>> limits;        ///< a column and the limit behind that word
+};
+
+}  // namespace ullage::host
+
+#endif
