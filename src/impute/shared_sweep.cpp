@@ -72,9 +72,10 @@ void finish_sweep(const SharedSweep &sweep, double *matrix, const std::int32_t *
         // Rows wait until their turn comes, some at a time.
         const std::int32_t end = std::min(done + kRowsAtATime, observed_count);
         sweep_rows_kernel(nv, matrix, matrix, static_cast<std::size_t>(end - done), order + done, taken, pivots);
-        for (const std::size_t before = taken; done < end; ++done) {
-            sweep_rows_kernel(nv, matrix, matrix, 1, order + done, taken - before, pivots + before);
-            if (take_pivot(sweep, matrix, order[done], pivots[taken])) ++taken;
+        while (done < end) {
+            if (!take_pivot(sweep, matrix, order[done++], pivots[taken])) continue;
+            sweep_rows_kernel(nv, matrix, matrix, static_cast<std::size_t>(end - done), order + done, 1,
+                              pivots + taken++);
         }
     }
     sweep_rows_kernel(nv, matrix, matrix, static_cast<std::size_t>(sweep.variable_count - done), order + done, taken,

@@ -95,9 +95,33 @@ ULLAGE_KERNEL_BODY void sweep_row_group(std::size_t n, const double *source, dou
     if (j < n) sweep_tile<Vector, row_count, 1>(group, j, pivot_count, pivots);
 }
 
+// Sweep on one pivot alone, row by row: a tile would cost more than it saves.
+template <typename Vector>
+ULLAGE_KERNEL_BODY void sweep_rows_on_one(std::size_t n, const double *from, double *to, std::size_t row_count,
+                                          const std::int32_t *rows, const SweepPivot &pivot) {
+    constexpr std::size_t kLength = kLengthOf<Vector>;
+    const std::size_t own = pivot.index / kLength * kLength;  // the vector that the pivot's column lies in
+    const auto is_column = lane_numbers<Vector>() == static_cast<std::int64_t>(pivot.index - own);
+    const double a = std::fabs(pivot.reciprocal);
+    for (std::size_t r = 0; r < row_count; ++r) {
+        const auto begin = static_cast<std::size_t>(rows[r]) * row_stride(n);
+        const double *source = from + begin;
+        double *target = to + begin;
+        const double factor = pivot.row[rows[r]] * pivot.reciprocal;
+        const Vector before = load_vector<Vector>(source + own);
+        for (std::size_t j = 0; j < n; j += kLength) {
+            store_vector(target + j, load_vector<Vector>(source + j) - load_vector<Vector>(pivot.row + j) * factor);
+        }
+        const Vector after = before - load_vector<Vector>(pivot.row + own) * factor;
+        const Vector multiplied = before * a;
+        store_vector(target + own, is_column ? multiplied : after);
+    }
+}
+
 template <typename Vector, std::size_t vector_count>
 ULLAGE_KERNEL_BODY void sweep_rows_body(std::size_t n, const double *from, double *to, std::size_t row_count,
                                         const std::int32_t *rows, std::size_t pivot_count, const SweepPivot *pivots) {
+    if (pivot_count == 1) return sweep_rows_on_one<Vector>(n, from, to, row_count, rows, *pivots);
     while (pivot_count > 0) {
         const std::size_t count = std::min(pivot_count, kMostPivots);
         std::size_t r = 0;
