@@ -212,11 +212,12 @@ void take_words(const Words &words, Options &options) {
     options.pool.tested = split(words.tested);
     const std::string &prior = options.impute.prior;
     std::error_code ignored;
-    if (prior != "jeffreys" && prior != "-" && !prior.starts_with("ridge") &&
+    if (prior != "default" && prior != "jeffreys" && prior != "-" && !prior.starts_with("ridge") &&
         !std::filesystem::exists(prior, ignored)) {
         throw Error(
             Fault::no_input,
-            fmt::format("--prior: \"{}\" is neither jeffreys nor ridge=CASES, and there is no such file", prior));
+            fmt::format("--prior: \"{}\" is none of default, jeffreys and ridge=CASES, and there is no such file",
+                        prior));
     }
 }
 
@@ -347,7 +348,7 @@ void add_impute_options(CLI::App *command, Options &options) {
     add_count("--thin", impute.thin, "iterations between two imputations of a chain", from_one);
     add_count("--chains", impute.chains, "independent chains", from_one);
     add_count("-j,--jobs", impute.jobs, "processes that share the work (default: one per processor)", from_one);
-    command->add_option("--prior", impute.prior, "jeffreys, ridge=CASES, or a file with a full prior")
+    command->add_option("--prior", impute.prior, "default, jeffreys, ridge=CASES, or a file with a full prior")
         ->type_name("PRIOR")
         ->capture_default_str()
         ->group(group);

@@ -31,7 +31,7 @@ struct ImputeOptions {
     int thin = 50;                      ///< iterations between two imputations of a chain, at least 1
     int chains = 4;                     ///< at least 1
     int jobs = 0;                       ///< worker processes; 0 for one per processor
-    std::string prior = "jeffreys";     ///< jeffreys, ridge=CASES, or the path of a file
+    std::string prior = "default";      ///< default, jeffreys, ridge=CASES, or the path of a file
     Format format = Format::long_table;
     bool overimpute = false;  ///< hide observed cells in turn, impute them, and compare
     bool report = true;       ///< write report.html

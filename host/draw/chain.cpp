@@ -26,12 +26,12 @@ Chain::Chain(const ModelTable &model, std::uint64_t seed, std::uint64_t number)
             std::string place;
             if (number_in_block >= 1 && number_in_block <= block.rows.size()) {
                 const auto row = static_cast<std::size_t>(block.rows[number_in_block - 1]);
-                place = model.table->describe_cell(row, static_cast<std::size_t>(model.hidden->of_row(row)[0].column));
+                place = model.table->describe_row(row);
             }
             throw Error(Fault::internal, fmt::format("{}: {}: {}", place, error.what(), error.engine_text()));
         }
     }
-    const std::size_t n = model.names.size();
+    const std::size_t n = model.variables.list.size();
     for (std::size_t l = 0; l < model.levels.size(); ++l) {
         const Level &level = model.levels[l];
         random_.restart({seed, StreamPurpose::start, number, 0, l});
@@ -60,7 +60,7 @@ void Chain::draw_cells(std::size_t block) {
     } catch (const EngineError &error) {
         if (error.case_number() == 0) throw;
         const auto row = static_cast<std::size_t>(rows.rows[static_cast<std::size_t>(error.case_number()) - 1]);
-        std::string cells;
+        std::string cells = model_.hidden->of_row(row).empty() ? model_.table->describe_row(row) : "";
         for (const HiddenCell &cell : model_.hidden->of_row(row)) {
             cells +=
                 (cells.empty() ? "" : "; ") + model_.table->describe_cell(row, static_cast<std::size_t>(cell.column));
@@ -75,7 +75,7 @@ void Chain::draw_cells(std::size_t block) {
 }
 
 void Chain::draw_level(std::size_t level) {
-    const std::size_t n = model_.names.size();
+    const std::size_t n = model_.variables.list.size();
     std::vector<Moments> parts{model_.levels[level].complete};
     for (std::size_t block = 0; block < model_.blocks.size(); ++block) {
         const Block &rows = model_.blocks[block];
@@ -95,7 +95,7 @@ void Chain::draw_level(std::size_t level) {
 }
 
 void Chain::copy_hidden(std::span<double> values) {
-    const std::size_t n = model_.names.size();
+    const std::size_t n = model_.variables.list.size();
     std::vector<double> matrix;
     for (std::size_t block = 0; block < model_.blocks.size(); ++block) {
         const Block &rows = model_.blocks[block];
@@ -105,7 +105,15 @@ void Chain::copy_hidden(std::span<double> values) {
             const auto row = static_cast<std::size_t>(rows.rows[i]);
             const auto cells = model_.hidden->of_row(row);
             double *out = values.data() + model_.hidden->row_begin[row];
-            for (const HiddenCell &cell : cells) *out++ = matrix[i * n + static_cast<std::size_t>(cell.column)];
+            for (const HiddenCell &cell : cells) {
+                const auto c = static_cast<std::size_t>(cell.column);
+                const Column &column = model_.table->columns[c];
+                const ColumnVariables &own = model_.variables.columns[c];
+                const std::span latents = std::span<const double>(matrix).subspan(i * n + own.first, own.count);
+                *out++ = column.holds_words()
+                             ? static_cast<double>(word_of(column, own, model_.variables.scales[own.first], latents))
+                             : latents[0];
+            }
         }
     }
 }

@@ -42,7 +42,8 @@ public:
     /** The parameters of each level, in the model's units: the last drawn, or the start. */
     [[nodiscard]] std::span<const Parameters> parameters() const { return parameters_; }
 
-    /** Copy the hidden cells' present draws, in the model's units and the order of HiddenCells::cells. */
+    /** Copy the hidden cells' present draws in the order of HiddenCells::cells: numbers in the model's units, of words
+     * their places. */
     void copy_hidden(std::span<double> values);
 
 private:

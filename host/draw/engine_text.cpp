@@ -29,41 +29,116 @@ void append_name(std::u16string &text, std::size_t column) {
     append_number(text, column + 1);
 }
 
-// Bounds as pieces: "1<", "<2", "v3<", "<v4". Every one lands on the cell itself.
-void append_hidden(std::u16string &text, const ModelTable &model, const HiddenCell &cell) {
-    const std::size_t begin = text.size();
-    const Scale &scale = model.scales[static_cast<std::size_t>(cell.column)];
-    const auto separate = [&] {
-        if (text.size() > begin) text += u';';
-    };
-    if (const double lower = to_model(scale, cell.lower); std::isfinite(lower)) {
-        append_number(text, lower);
-        text += u'<';
+// One item of the data text. Its bounds are pieces, "1<", "<2", "v3<", "<v4", that all land on the cell itself.
+class Item {
+public:
+    explicit Item(std::u16string &text) : text_(text), begin_(text.size()) {}
+
+    void number(double value) { append_number(text_, value); }
+    void within(double lower, double upper) {
+        if (std::isfinite(lower)) {
+            separate();
+            append_number(text_, lower);
+            text_ += u'<';
+        }
+        if (std::isfinite(upper)) {
+            separate();
+            text_ += u'<';
+            append_number(text_, upper);
+        }
     }
-    if (const double upper = to_model(scale, cell.upper); std::isfinite(upper)) {
+    void beside(std::size_t variable, bool is_upper) {
         separate();
-        text += u'<';
-        append_number(text, upper);
+        if (is_upper) text_ += u'<';
+        append_name(text_, variable);
+        if (!is_upper) text_ += u'<';
     }
-    for (const Reference &reference : model.hidden->references_of(cell)) {
-        separate();
-        if (reference.is_upper) text += u'<';
-        append_name(text, static_cast<std::size_t>(reference.column));
-        if (!reference.is_upper) text += u'<';
+    /** @return whether the engine can read it */
+    [[nodiscard]] bool end() {
+        if (text_.size() == begin_) text_ += u'*';
+        return text_.size() - begin_ <= kLongestItem;
     }
-    if (text.size() == begin) text += u'*';
-    if (text.size() - begin > kLongestItem) {
-        throw Error(Fault::data, model.table->describe_cell(static_cast<std::size_t>(cell.row),
-                                                            static_cast<std::size_t>(cell.column)) +
-                                     ": the cell is ordered with too many other cells");
+
+private:
+    void separate() {
+        if (text_.size() > begin_) text_ += u';';
     }
-}
+    std::u16string &text_;
+    std::size_t begin_;
+};
+
+// Writes the cells of a row one after the other.
+class RowText {
+public:
+    RowText(const ModelTable &model, std::size_t row, std::u16string &text)
+        : model_(model), row_(row), text_(text), hidden_(model.hidden->of_row(row).data()) {}
+
+    void append(std::size_t c) {
+        const Column &column = model_.table->columns[c];
+        const HiddenCell *hidden = model_.table->is_hidden(row_, c) ? hidden_++ : nullptr;
+        const ColumnVariables &own = model_.variables.columns[c];
+        if (column.kind == ColumnKind::binary || column.kind == ColumnKind::nominal) {
+            for (std::size_t j = 0; j < own.count; ++j) append_utility(c, own, j, hidden != nullptr);
+            return;
+        }
+        const Scale &scale = model_.variables.scales[own.first];
+        Item item(text_);
+        if (hidden != nullptr) {
+            const Interval interval = interval_of(column, own, scale, hidden->lower, hidden->upper);
+            item.within(interval.lower, interval.upper);
+            for (const Reference &reference : model_.hidden->references_of(*hidden)) {
+                item.beside(model_.variables.columns[static_cast<std::size_t>(reference.column)].first,
+                            reference.is_upper);
+            }
+        } else if (is_latent(column.kind)) {
+            const auto [lower, upper] = cell_limits(column, column.values[row_]);
+            const Interval interval = interval_of(column, own, scale, lower, upper);
+            item.within(interval.lower, interval.upper);
+        } else {
+            item.number(to_model(scale, column.values[row_]));
+        }
+        end(item, c);
+    }
+
+private:
+    // The variable of one word: above 0 and above all others where the word holds, below the one that holds otherwise.
+    void append_utility(std::size_t c, const ColumnVariables &own, std::size_t j, bool is_hidden) {
+        const Column &column = model_.table->columns[c];
+        Item item(text_);
+        if (!is_hidden) {
+            const auto word = static_cast<std::size_t>(column.values[row_]);
+            if (word == own.reference) {
+                item.within(-kOpen, 0.0);
+            } else if (own.variable_of(word) == own.first + j) {
+                item.within(0.0, kOpen);
+                for (std::size_t other = 0; other < own.count; ++other) {
+                    if (other != j) item.beside(own.first + other, false);
+                }
+            } else {
+                item.beside(own.variable_of(word), true);
+            }
+        }
+        end(item, c);
+    }
+
+    void end(Item &item, std::size_t c) {
+        if (!item.end()) {
+            throw Error(Fault::data,
+                        model_.table->describe_cell(row_, c) + ": the cell is ordered with too many other cells");
+        }
+        text_ += u'\t';
+    }
+
+    const ModelTable &model_;
+    std::size_t row_;
+    std::u16string &text_;
+    const HiddenCell *hidden_;  // the next hidden cell of the row
+};
 
 }  // namespace
 
 std::u16string engine_text(const ModelTable &model, const Block &block) {
-    const Table &table = *model.table;
-    const std::size_t n = table.columns.size();
+    const std::size_t n = model.variables.list.size();
     std::u16string text;
     text.reserve(block.rows.size() * n * 20 + n * 8 + 32);
     append_number(text, block.rows.size());
@@ -74,17 +149,10 @@ std::u16string engine_text(const ModelTable &model, const Block &block) {
         append_name(text, j);
         text += j + 1 < n ? u'\t' : u'\n';
     }
-    for (const std::int32_t row_number : block.rows) {
-        const auto row = static_cast<std::size_t>(row_number);
-        const HiddenCell *hidden = model.hidden->of_row(row).data();
-        for (std::size_t j = 0; j < n; ++j) {
-            if (table.is_hidden(row, j)) {
-                append_hidden(text, model, *hidden++);
-            } else {
-                append_number(text, to_model(model.scales[j], table.columns[j].values[row]));
-            }
-            text += j + 1 < n ? u'\t' : u'\n';
-        }
+    for (const std::int32_t row : block.rows) {
+        RowText row_text(model, static_cast<std::size_t>(row), text);
+        for (std::size_t c = 0; c < model.table->columns.size(); ++c) row_text.append(c);
+        text.back() = u'\n';
     }
     return text;
 }

@@ -22,16 +22,17 @@ std::size_t draw_size(std::size_t n) {
     return n + packed_size(n);
 }
 
-// Append means and covariance in the units of the transformed columns.
+// Append means and covariance as they are reported: identified, in the units of the transformed columns.
 void append_draw(const ModelTable &model, const Parameters &parameters, std::vector<double> &draws) {
-    const std::size_t n = model.names.size();
+    const std::size_t n = model.variables.list.size();
+    const std::vector<double> factors = identifying_factors(*model.table, model.variables, parameters.covariance);
     for (std::size_t i = 0; i < n; ++i) {
-        draws.push_back(model.scales[i].centre + model.scales[i].scale * parameters.mean[i]);
+        draws.push_back(model.variables.scales[i].centre + factors[i] * parameters.mean[i]);
     }
     std::size_t place = 0;
     for (std::size_t i = 0; i < n; ++i) {
         for (std::size_t j = 0; j <= i; ++j, ++place) {
-            draws.push_back(parameters.covariance[place] * model.scales[i].scale * model.scales[j].scale);
+            draws.push_back(parameters.covariance[place] * factors[i] * factors[j]);
         }
     }
 }
@@ -78,7 +79,7 @@ void check_settings(const ImputeSettings &settings) {
 
 std::span<const double> Imputations::draw(const ModelTable &model, std::size_t chain, std::size_t iteration,
                                           std::size_t level) const {
-    const std::size_t size = draw_size(model.names.size());
+    const std::size_t size = draw_size(model.variables.list.size());
     return std::span(draws[chain]).subspan((iteration * model.levels.size() + level) * size, size);
 }
 
@@ -110,7 +111,7 @@ Imputations impute(const ModelTable &model, const ImputeSettings &settings,
 }
 
 std::vector<ParameterConvergence> judge_parameters(const ModelTable &model, const Imputations &result) {
-    const std::size_t n = model.names.size();
+    const std::size_t n = model.variables.list.size();
     const std::vector<std::string> names = parameter_names(model);
     const std::size_t iterations = result.draws[0].size() / (draw_size(n) * model.levels.size());
     std::vector<ParameterConvergence> judged;
@@ -125,7 +126,11 @@ std::vector<ParameterConvergence> judge_parameters(const ModelTable &model, cons
             judged.push_back({model.levels[level].name, names[place], judge_convergence(chains)});
         };
         for (std::size_t i = 0; i < n; ++i) judge(i);
-        for (std::size_t i = 0; i < n; ++i) judge(n + packed_index(i, i));
+        for (std::size_t i = 0; i < n; ++i) {
+            // The variance of a binary column's variable is 1 by definition.
+            const bool is_free = model.table->columns[model.variables.list[i].column].kind != ColumnKind::binary;
+            if (is_free) judge(n + packed_index(i, i));
+        }
     }
     return judged;
 }

@@ -7,6 +7,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
+#include <ranges>
 #include <utility>
 
 #include "ullage/host/base/error.h"
@@ -19,20 +21,32 @@ std::string list_columns(const ModelTable &model, const std::vector<std::size_t>
     std::string text;
     for (std::size_t i = 0; i < columns.size(); ++i) {
         if (i > 0) text += i + 1 < columns.size() ? ", " : " and ";
-        text += fmt::format("\"{}\"", model.names[columns[i]]);
+        text += fmt::format("\"{}\"", model.variables.list[columns[i]].name);
     }
     return text;
 }
 
-// Mean and variance of the observed cells of each column, and how many there are.
+std::size_t count_observed(const Column &column, const std::vector<std::int32_t> &rows) {
+    return static_cast<std::size_t>(std::ranges::count_if(
+        rows, [&](std::int32_t row) { return column.states[static_cast<std::size_t>(row)] == CellState::observed; }));
+}
+
+// Mean and variance of the observed cells of each variable, and how many there are.
 void summarise_observed(const ModelTable &model, const std::vector<std::int32_t> &rows, Level &level) {
     const Table &table = *model.table;
-    for (std::size_t j = 0; j < table.columns.size(); ++j) {
+    for (std::size_t j = 0; j < model.variables.list.size(); ++j) {
+        const ColumnVariables &own = model.variables.columns[model.variables.list[j].column];
+        const Column &column = table.columns[model.variables.list[j].column];
+        if (column.holds_words()) {
+            level.observed_count.push_back(count_observed(column, rows));
+            level.mean.push_back(own.score_mean[j - own.first]);
+            level.variance.push_back(1.0);
+            continue;
+        }
         std::vector<double> observed;
         for (const std::int32_t row : rows) {
-            if (!table.is_hidden(static_cast<std::size_t>(row), j)) {
-                observed.push_back(to_model(model.scales[j], table.columns[j].values[static_cast<std::size_t>(row)]));
-            }
+            const double value = column.values[static_cast<std::size_t>(row)];
+            if (!std::isnan(value)) observed.push_back(to_model(model.variables.scales[j], value));
         }
         const Moments moments = moments_of_rows(observed, 1);
         const double variance = observed.empty() ? 0.0 : moments.scatter[0] / moments.count;
@@ -42,17 +56,18 @@ void summarise_observed(const ModelTable &model, const std::vector<std::int32_t>
     }
 }
 
-// Moments of the rows without hidden cells, in parts of a block's size.
+// Moments of rows that are numbers throughout, in parts of a block's size.
 Moments complete_moments(const ModelTable &model, const std::vector<std::int32_t> &rows) {
     const Table &table = *model.table;
-    const std::size_t n = table.columns.size();
+    const std::size_t n = model.variables.list.size();
     std::vector<Moments> parts;
     std::vector<double> values;
     for (std::size_t first = 0; first < rows.size() || parts.empty(); first += kBlockRows) {
         values.clear();
         for (std::size_t i = first; i < std::min(first + kBlockRows, rows.size()); ++i) {
             for (std::size_t j = 0; j < n; ++j) {
-                values.push_back(to_model(model.scales[j], table.columns[j].values[static_cast<std::size_t>(rows[i])]));
+                values.push_back(
+                    to_model(model.variables.scales[j], table.columns[j].values[static_cast<std::size_t>(rows[i])]));
             }
         }
         parts.push_back(moments_of_rows(values, n));
@@ -63,7 +78,7 @@ Moments complete_moments(const ModelTable &model, const std::vector<std::int32_t
 // Find columns that follow from each other in the complete rows and in all rows where they are observed together: the
 // imputed cells would come to follow too.
 void check_joint(const ModelTable &model, const Level &level, const std::vector<std::int32_t> &rows) {
-    if (level.complete.count <= static_cast<double>(model.names.size())) return;
+    if (level.complete.count <= static_cast<double>(model.variables.list.size())) return;
     try {
         check_moments(level.complete, level.prior);
     } catch (const UnusableMoments &why) {
@@ -76,7 +91,7 @@ void check_joint(const ModelTable &model, const Level &level, const std::vector<
             if (std::ranges::any_of(why.columns(), is_hidden)) continue;
             for (const std::size_t j : why.columns()) {
                 values.push_back(
-                    to_model(model.scales[j], model.table->columns[j].values[static_cast<std::size_t>(row)]));
+                    to_model(model.variables.scales[j], model.table->columns[j].values[static_cast<std::size_t>(row)]));
             }
         }
         try {
@@ -87,32 +102,48 @@ void check_joint(const ModelTable &model, const Level &level, const std::vector<
     }
 }
 
+// Under a flat mean something must be known of each column, and of words enough to tell where their variables lie.
+void check_known(const Column &column, const Level &level, const std::vector<std::int32_t> &rows) {
+    const auto known = [&](std::int32_t row) {
+        return column.states[static_cast<std::size_t>(row)] != CellState::missing;
+    };
+    if (std::ranges::none_of(rows, known)) {
+        throw Error(Fault::data, fmt::format("nothing is known of \"{}\"{}: all its cells are missing. Leave it "
+                                             "out of the model (--columns), or give a prior from a file",
+                                             column.name, in_level(level)));
+    }
+    if (!column.holds_words()) return;
+    std::vector<bool> occurs(column.words.size(), false);
+    for (const std::int32_t row : rows) {
+        const double place = column.values[static_cast<std::size_t>(row)];
+        if (!std::isnan(place)) occurs[static_cast<std::size_t>(place)] = true;
+    }
+    const auto count = std::ranges::count(occurs, true);
+    if (column.kind == ColumnKind::ordered ? count >= 2 : count == std::ssize(occurs)) return;
+    const auto word = static_cast<std::size_t>(std::ranges::find(occurs, false) - occurs.begin());
+    throw Error(Fault::data, fmt::format("\"{}\" is never \"{}\"{}, so nothing tells how likely that is. Give a prior "
+                                         "from a file, put the rows into fewer levels (--by), or leave the column out "
+                                         "of the model (--carry)",
+                                         column.name, column.words[word], in_level(level)));
+}
+
 // Find early what would stop the first iterations.
 void check_level(const ModelTable &model, const Level &level, const std::vector<std::int32_t> &rows) {
     const Table &table = *model.table;
-    const std::size_t n = model.names.size();
+    const std::size_t n = model.variables.list.size();
     if (level.prior.mean_cases == 0.0) {
-        for (std::size_t j = 0; j < n; ++j) {
-            const auto known = [&](std::int32_t row) {
-                return table.columns[j].states[static_cast<std::size_t>(row)] != CellState::missing;
-            };
-            if (std::none_of(rows.begin(), rows.end(), known)) {
-                throw Error(Fault::data,
-                            fmt::format("nothing is known of \"{}\"{}: all its cells are missing. Leave it "
-                                        "out of the model (--columns), or give a prior from a file",
-                                        model.names[j], in_level(level)));
-            }
-        }
+        for (const Column &column : table.columns) check_known(column, level, rows);
     }
     try {
         // Enough rows, and columns that vary, by stand-in moments of uncorrelated columns.
         Moments stand_in{static_cast<double>(rows.size()), level.mean, std::vector<double>(packed_size(n), 0.0)};
         for (std::size_t j = 0; j < n; ++j) {
             double spread = static_cast<double>(rows.size());
-            if (level.observed_count[j] == rows.size()) {
-                const double first = table.columns[j].values[static_cast<std::size_t>(rows[0])];
+            const Column &column = table.columns[model.variables.list[j].column];
+            if (!column.holds_words() && level.observed_count[j] == rows.size()) {
+                const double first = column.values[static_cast<std::size_t>(rows[0])];
                 if (std::all_of(rows.begin(), rows.end(), [&](std::int32_t row) {
-                        return table.columns[j].values[static_cast<std::size_t>(row)] == first;
+                        return column.values[static_cast<std::size_t>(row)] == first;
                     })) {
                     spread = 0.0;
                 }
@@ -133,7 +164,7 @@ std::string in_level(const Level &level) {
 }
 
 Error explain_unusable(const ModelTable &model, const Level &level, const UnusableMoments &why) {
-    const std::size_t n = model.names.size();
+    const std::size_t n = model.variables.list.size();
     const std::string where = in_level(level);
     std::string text;
     if (why.kind() == UnusableMoments::Kind::too_few) {
@@ -155,7 +186,7 @@ Error explain_unusable(const ModelTable &model, const Level &level, const Unusab
         for (const std::size_t column : why.columns()) {
             if (level.observed_count[column] > n) continue;
             text += fmt::format(" \"{}\" has only {} observed values for {} columns, too few to tell its relations.",
-                                model.names[column], level.observed_count[column], n);
+                                model.variables.list[column].name, level.observed_count[column], n);
         }
         text +=
             " Leave one of them out of the model (--columns), or use a prior that is worth some cases (--prior "
@@ -165,9 +196,15 @@ Error explain_unusable(const ModelTable &model, const Level &level, const Unusab
 }
 
 ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const PriorChoice &prior) {
-    ModelTable model{&table, &hidden, {}, choose_scales(table, hidden), {}, {}};
-    if (table.columns.empty()) throw Error(Fault::data, "there is no column of numbers to model");
-    for (const Column &column : table.columns) model.names.push_back(column.name);
+    if (table.columns.empty()) throw Error(Fault::data, "there is no column to model");
+    ModelTable model{&table, &hidden, choose_scales(table, hidden), {}, {}, {}};
+    model.variables = lay_out_variables(table, model.scales);
+    const auto hidden_numbers = [&](std::int32_t row) {
+        return hidden.of_row(static_cast<std::size_t>(row)) | std::views::filter([&](const HiddenCell &cell) {
+                   return !is_latent(table.columns[static_cast<std::size_t>(cell.column)].kind);
+               });
+    };
+    const bool has_latent = std::ranges::any_of(table.columns, is_latent, &Column::kind);
     std::vector<std::vector<std::int32_t>> rows_of_level(table.levels.size());
     for (std::size_t row = 0; row < table.row_count(); ++row) {
         rows_of_level[static_cast<std::size_t>(table.level_of_row[row])].push_back(static_cast<std::int32_t>(row));
@@ -177,17 +214,17 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
         level.name = table.levels[l];
         level.row_count = rows_of_level[l].size();
         summarise_observed(model, rows_of_level[l], level);
-        level.prior = make_prior(prior, model.names, model.scales, level.variance);
+        level.prior = make_prior(prior, table, model.variables, level.variance);
         // The engine prepares a pattern of hidden cells once per group: rows of one pattern stay together.
         std::vector<std::int32_t> &rows = rows_of_level[l];
         const auto precedes = [&](std::int32_t a, std::int32_t b) {
-            return std::ranges::lexicographical_compare(hidden.of_row(static_cast<std::size_t>(a)),
-                                                        hidden.of_row(static_cast<std::size_t>(b)), {},
-                                                        &HiddenCell::column, &HiddenCell::column);
+            return std::ranges::lexicographical_compare(hidden_numbers(a), hidden_numbers(b), {}, &HiddenCell::column,
+                                                        &HiddenCell::column);
         };
         std::ranges::stable_sort(rows, precedes);
-        const auto first_hidden = std::ranges::partition_point(
-            rows, [&](std::int32_t row) { return hidden.of_row(static_cast<std::size_t>(row)).empty(); });
+        const auto first_hidden = has_latent ? rows.begin() : std::ranges::partition_point(rows, [&](std::int32_t row) {
+            return hidden.of_row(static_cast<std::size_t>(row)).empty();
+        });
         level.first_block = model.blocks.size();
         for (auto begin = first_hidden; begin != rows.end(); ++level.block_count) {
             const auto end = begin + std::min<std::ptrdiff_t>(kBlockRows, rows.end() - begin);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ullage/host/base/error.h"
+#include "ullage/host/model/latent_columns.h"
 #include "ullage/host/model/posterior.h"
 #include "ullage/host/model/prior.h"
 #include "ullage/host/model/scale.h"
@@ -22,7 +23,7 @@ namespace ullage::host {
 /** Rows that the engine holds as one group and that draw from one stream; part of what a seed means. */
 inline constexpr std::size_t kBlockRows = 4096;
 
-/** Rows of one level that have hidden cells. */
+/** Rows of one level that have cells which are no numbers to the model. */
 struct Block {
     std::size_t level;
     std::vector<std::int32_t> rows;  ///< at most kBlockRows; rows with the same hidden columns stand together
@@ -31,13 +32,13 @@ struct Block {
 /** What the model knows of one level before the first draw, in the model's units. */
 struct Level {
     std::string name;  ///< "" if there is no "by" column
-    Moments complete;  ///< of the rows without hidden cells, which never enter the engine
+    Moments complete;  ///< of the rows that are numbers throughout, which never enter the engine
     std::size_t row_count = 0;
     std::size_t first_block = 0;  ///< its blocks in ModelTable::blocks
     std::size_t block_count = 0;
-    std::vector<std::size_t> observed_count;  ///< per column
-    std::vector<double> mean;                 ///< of the observed cells, 0 where there are none
-    std::vector<double> variance;             ///< of the observed cells, 1 where they do not vary
+    std::vector<std::size_t> observed_count;  ///< per variable, the observed cells of its column
+    std::vector<double> mean;                 ///< of the observed cells, 0 where there are none; rough for words
+    std::vector<double> variance;             ///< of the observed cells, 1 where they do not vary and for words
     Prior prior;
 };
 
@@ -45,8 +46,8 @@ struct Level {
 struct ModelTable {
     const Table *table;
     const HiddenCells *hidden;
-    std::vector<std::string> names;  ///< of the columns
-    std::vector<Scale> scales;
+    std::vector<Scale> scales;  ///< one per column of the table
+    Variables variables;
     std::vector<Level> levels;
     std::vector<Block> blocks;  ///< level by level
 };

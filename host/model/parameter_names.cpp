@@ -13,8 +13,8 @@ namespace ullage::host {
 
 std::vector<std::string> parameter_names(const ModelTable &model) {
     std::vector<std::string> columns;
-    for (std::size_t i = 0; i < model.names.size(); ++i) {
-        columns.push_back(transformed_name(model.scales[i].transformation, model.names[i]));
+    for (std::size_t i = 0; i < model.variables.list.size(); ++i) {
+        columns.push_back(transformed_name(model.variables.scales[i].transformation, model.variables.list[i].name));
     }
     return parameter_names(columns);
 }

@@ -54,11 +54,33 @@ void check_file(const PriorChoice &choice, const std::string &path) {
     }
 }
 
+/** So many cases with the variances given, uncorrelated but within a nominal column: there the words' utilities, the
+ * most frequent one's included, are independent, so that no word is special. */
+Prior uncorrelated_cases(double cases, const Table &table, const Variables &variables,
+                         std::span<const double> variances) {
+    Prior prior;
+    prior.covariance_cases = cases;
+    prior.scatter.assign(packed_size(variables.list.size()), 0.0);
+    for (std::size_t i = 0; i < variables.list.size(); ++i) {
+        prior.scatter[packed_index(i, i)] = cases * variances[i];
+        const std::size_t column = variables.list[i].column;
+        if (table.columns[column].kind != ColumnKind::nominal) continue;
+        for (std::size_t j = variables.columns[column].first; j < i; ++j) {
+            prior.scatter[packed_index(i, j)] = 0.5 * cases;
+        }
+    }
+    return prior;
+}
+
 }  // namespace
 
 PriorChoice parse_prior(const std::string &text) {
     PriorChoice choice;
-    if (text == "jeffreys") return choice;
+    if (text == "default") return choice;
+    if (text == "jeffreys") {
+        choice.kind = PriorChoice::Kind::jeffreys;
+        return choice;
+    }
     constexpr std::string_view kRidge = "ridge=";
     if (text.starts_with(kRidge)) {
         choice.kind = PriorChoice::Kind::ridge;
@@ -82,22 +104,30 @@ PriorChoice parse_prior(const std::string &text) {
     return choice;
 }
 
-Prior make_prior(const PriorChoice &choice, std::span<const std::string> names, std::span<const Scale> scales,
+Prior make_prior(const PriorChoice &choice, const Table &table, const Variables &variables,
                  std::span<const double> variances) {
-    const std::size_t n = names.size();
+    const std::size_t n = variables.list.size();
+    const bool has_words = std::ranges::any_of(table.columns, &Column::holds_words);
     Prior prior;
-    if (choice.kind == PriorChoice::Kind::jeffreys) return prior;
-    prior.scatter.assign(packed_size(n), 0.0);
-    if (choice.kind == PriorChoice::Kind::ridge) {
-        prior.covariance_cases = choice.ridge_cases;
-        for (std::size_t i = 0; i < n; ++i) prior.scatter[packed_index(i, i)] = choice.ridge_cases * variances[i];
+    if (choice.kind == PriorChoice::Kind::jeffreys && has_words) {
+        refuse(
+            "under the prior jeffreys nothing tells the scale behind a column of words; use the default prior, or "
+            "leave these columns out of the model (--carry)");
+    }
+    if (choice.kind == PriorChoice::Kind::jeffreys || (choice.kind == PriorChoice::Kind::standard && !has_words)) {
         return prior;
     }
+    if (choice.kind != PriorChoice::Kind::file) {
+        return uncorrelated_cases(choice.kind == PriorChoice::Kind::ridge ? choice.ridge_cases : kLatentCases, table,
+                                  variables, variances);
+    }
+    prior.scatter.assign(packed_size(n), 0.0);
     // The file may hold the columns in any order.
     std::vector<std::size_t> place(n);
     for (std::size_t i = 0; i < n; ++i) {
-        const auto found = std::find(choice.columns.begin(), choice.columns.end(), names[i]);
-        if (found == choice.columns.end()) refuse(fmt::format("the prior's file lacks the column \"{}\"", names[i]));
+        const auto found = std::find(choice.columns.begin(), choice.columns.end(), variables.list[i].name);
+        if (found == choice.columns.end())
+            refuse(fmt::format("the prior's file lacks the column \"{}\"", variables.list[i].name));
         place[i] = static_cast<std::size_t>(found - choice.columns.begin());
     }
     if (choice.columns.size() != n) {
@@ -106,10 +136,10 @@ Prior make_prior(const PriorChoice &choice, std::span<const std::string> names, 
     prior.mean_cases = choice.mean_cases;
     prior.covariance_cases = choice.covariance_cases;
     for (std::size_t i = 0; i < n; ++i) {
-        prior.mean.push_back((choice.mean[place[i]] - scales[i].centre) / scales[i].scale);
+        prior.mean.push_back((choice.mean[place[i]] - variables.scales[i].centre) / variables.scales[i].scale);
         for (std::size_t j = 0; j <= i; ++j) {
-            prior.scatter[packed_index(i, j)] =
-                choice.covariance_cases * choice.covariance[place[i]][place[j]] / (scales[i].scale * scales[j].scale);
+            prior.scatter[packed_index(i, j)] = choice.covariance_cases * choice.covariance[place[i]][place[j]] /
+                                                (variables.scales[i].scale * variables.scales[j].scale);
         }
     }
     return prior;

@@ -9,16 +9,29 @@
 #include <string>
 #include <vector>
 
+#include "ullage/host/model/latent_columns.h"
 #include "ullage/host/model/posterior.h"
-#include "ullage/host/model/scale.h"
 #include "ullage/host/numbers/moments.h"
 
 namespace ullage::host {
 
+/**
+ * Cases that the default prior is worth as soon as a column of words is in the model.
+ *
+ * The data tell no scale of a latent variable. Under a flat mean its posterior scale s has the density s^-CASES
+ * exp(-k / s^2) in the end, which is proper for more than one case (McCulloch and Rossi 1994).
+ */
+inline constexpr double kLatentCases = 3.0;
+
 /** How the user chose the prior. */
 struct PriorChoice {
-    enum class Kind { jeffreys, ridge, file };
-    Kind kind = Kind::jeffreys;
+    enum class Kind {
+        standard,  ///< jeffreys; with a column of words kLatentCases cases of uncorrelated columns
+        jeffreys,
+        ridge,
+        file
+    };
+    Kind kind = Kind::standard;
     double ridge_cases = 0.0;                     ///< ridge: how many cases of uncorrelated columns are added
     std::vector<std::string> columns;             ///< file: the columns of what follows
     double mean_cases = 0.0;                      ///< file
@@ -28,8 +41,8 @@ struct PriorChoice {
 };
 
 /**
- * Read a prior as it is written on the command line: "jeffreys", "ridge=CASES", or the path of a JSON file with the
- * members columns, mean, mean_cases, covariance (rows of a full matrix) and covariance_cases.
+ * Read a prior as it is written on the command line: "default", "jeffreys", "ridge=CASES", or the path of a JSON file
+ * with the members columns, mean, mean_cases, covariance (rows of a full matrix) and covariance_cases.
  *
  * @throws Error  usage if the words or the file's content make no prior, no_input if the file cannot be read
  */
@@ -38,13 +51,11 @@ struct PriorChoice {
 /**
  * The chosen prior in the model's units.
  *
- * @param names      of the columns
- * @param scales     of the columns
- * @param variances  of the columns in the model's units, by which the ridge is shaped
- * @throws Error  usage if the prior is of other columns
+ * @param variances  of the variables in the model's units, by which the default for words and the ridge are shaped
+ * @throws Error  usage if the prior is of other variables
  */
-[[nodiscard]] Prior make_prior(const PriorChoice &choice, std::span<const std::string> names,
-                               std::span<const Scale> scales, std::span<const double> variances);
+[[nodiscard]] Prior make_prior(const PriorChoice &choice, const Table &table, const Variables &variables,
+                               std::span<const double> variances);
 
 }  // namespace ullage::host
 

@@ -74,6 +74,11 @@ bool is_rounding(const Scale &scale, double value, double limit) {
     return std::fabs(to_model(scale, value) - at_limit) <= 1e-9 * magnitude;
 }
 
+/** The multiple of the column's step that is nearest to a value. */
+double nearest_step(const Column &column, double value) {
+    return std::round(value / column.step) * column.step;
+}
+
 /** The way back of one imputation, row by row. */
 class Restoring {
 public:
@@ -101,6 +106,7 @@ void Restoring::bring_back(std::size_t i) {
     const HiddenCell &cell = hidden_.cells[i];
     const auto column = static_cast<std::size_t>(cell.column);
     place_[column] = i;
+    if (table_.columns[column].holds_words()) return;  // the place of a word already
     values_[i] = from_model(scales_[column], values_[i]);
     if (std::isfinite(values_[i])) return;
     throw Error(Fault::data, fmt::format("{}: an imputed value is too large for a number; check the column's "
@@ -153,6 +159,10 @@ void Restoring::restore_row(std::size_t row) {
     sort_rising(begin, end);
     for (const std::size_t i : rising_) keep_all(i, false);
     std::for_each(rising_.rbegin(), rising_.rend(), [&](std::size_t i) { keep_all(i, true); });
+    for (std::size_t i = begin; i < end; ++i) {
+        const Column &column = table_.columns[static_cast<std::size_t>(hidden_.cells[i].column)];
+        if (column.kind == ColumnKind::stepped) values_[i] = nearest_step(column, values_[i]);
+    }
 }
 
 }  // namespace

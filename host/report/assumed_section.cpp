@@ -15,7 +15,7 @@ namespace ullage::host {
 namespace {
 
 std::string prior_words(const RunRecord &record) {
-    if (record.prior == "jeffreys")
+    if (record.prior == "default" || record.prior == "jeffreys")
         return "Jeffreys' prior: nothing is assumed of means and covariance before the data.";
     if (record.prior.starts_with("ridge=")) {
         return fmt::format(

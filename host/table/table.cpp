@@ -39,8 +39,12 @@ std::string Table::cell_text(std::size_t row, std::size_t column) const {
 }
 
 std::string Table::describe_cell(std::size_t row, std::size_t column) const {
-    return fmt::format("line {} (row {}), column {}, {}", file.line[row], row + 1, quote(columns[column].name),
+    return fmt::format("{}, column {}, {}", describe_row(row), quote(columns[column].name),
                        quote(cell_text(row, column)));
+}
+
+std::string Table::describe_row(std::size_t row) const {
+    return fmt::format("line {} (row {})", file.line[row], row + 1);
 }
 
 std::optional<std::size_t> Table::find_column(std::string_view name) const {

@@ -5,6 +5,7 @@
 #ifndef ULLAGE_HOST_TABLE_TABLE_H
 #define ULLAGE_HOST_TABLE_TABLE_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -30,6 +31,16 @@ enum class CellState : std::uint8_t { observed, missing, bounded };
 
 /** What is done to the values of a column before the normal model sees them; logit is log(x / (1 - x)). */
 enum class Transformation : std::uint8_t { none, log, sqrt, logit };
+
+/** What the values of a column are, and so how they enter the model. */
+enum class ColumnKind : std::uint8_t {
+    number,   ///< continuous
+    stepped,  ///< multiples of a step: counts, ages in whole years, heaped values
+    binary,   ///< one of two words
+    ordered,  ///< one of three or more words in an order
+    nominal,  ///< one of three or more words without an order
+};
+inline constexpr std::array<const char *, 5> kColumnKindNames = {"number", "stepped", "binary", "ordered", "nominal"};
 
 /** An open end of an interval. */
 inline constexpr double kOpen = std::numeric_limits<double>::infinity();
@@ -61,16 +72,26 @@ struct FileText {
     [[nodiscard]] std::string_view trimmed(std::size_t row, std::size_t file_column, std::string &buffer) const;
 };
 
-/** A column of numbers. */
+/**
+ * A column of the model.
+ *
+ * One that holds words has in their stead the places of its words, from 0: in values, and in bounds, whose limits lie
+ * half-way between two places.
+ */
 struct Column {
     std::string name;
-    std::ptrdiff_t file_column = -1;  ///< where its cells stand; for a pair of limits the column of the lower ones
+    ColumnKind kind = ColumnKind::number;
+    double step = 0.0;                    ///< of a stepped column: the values are multiples of it
+    std::vector<std::string> words = {};  ///< of a binary, ordered or nominal column; empty otherwise
+    std::ptrdiff_t file_column = -1;      ///< where its cells stand; for a pair of limits the column of the lower ones
     std::ptrdiff_t upper_file_column = -1;  ///< for a pair of limits the column of the upper ones, otherwise -1
     Transformation transformation = Transformation::none;
     double lower = -kOpen;          ///< every hidden cell of the column lies above it
     double upper = kOpen;           ///< every hidden cell of the column lies below it
     std::vector<double> values;     ///< one per row; NaN where the cell is hidden
     std::vector<CellState> states;  ///< one per row
+
+    [[nodiscard]] bool holds_words() const { return !words.empty(); }
 };
 
 /** One bound that a cell states in the file: the cell is below (is_upper) or above a number or another cell of its row.
@@ -115,6 +136,8 @@ struct Table {
     [[nodiscard]] std::string cell_text(std::size_t row, std::size_t column) const;
     /** The cell in words for a message: line 13 (row 12), column "lead", "<0.5". */
     [[nodiscard]] std::string describe_cell(std::size_t row, std::size_t column) const;
+    /** The row in words for a message: line 13 (row 12). */
+    [[nodiscard]] std::string describe_row(std::size_t row) const;
     /** The column of that name, or nothing. */
     [[nodiscard]] std::optional<std::size_t> find_column(std::string_view name) const;
 };

@@ -106,7 +106,7 @@ COMMANDS = [
     ("format by number", "impute lead.csv -o out --format 0", "", 64, "",
      'ullage: --format: "0" is none of dta, files, long, sav\n' + HINT),
     ("unknown prior", "impute lead.csv -o out --prior rigde=1", "", 66, "",
-     'ullage: --prior: "rigde=1" is neither jeffreys nor ridge=CASES, and there is no such file\n'),
+     'ullage: --prior: "rigde=1" is none of default, jeffreys and ridge=CASES, and there is no such file\n'),
     ("options from a file", "check lead.csv --config options.toml", "", 0, LEAD_SUMMARY, ""),
     ("unknown option in a file", "check lead.csv --config wrong.toml", "", 64, "",
      "ullage: --config: there is no option mm\n"),

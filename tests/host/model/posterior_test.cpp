@@ -150,16 +150,19 @@ TEST_F(PriorFile, IsBroughtIntoTheUnitsOfTheModel) {
     // Columns in another order than the table's.
     const PriorChoice choice = parse_prior(file(R"({"columns": ["b", "a"], "mean": [5, 30], "mean_cases": 2,
         "covariance": [[4, 3], [3, 100]], "covariance_cases": 8})"));
-    const std::string names[] = {"a", "b"};
-    const Scale scales[] = {{Transformation::none, 10.0, 20.0}, {Transformation::none, 1.0, 2.0}};
+    Table table;
+    table.columns.resize(2);
+    Variables variables{.list = {{"a", 0}, {"b", 1}},
+                        .columns = {{.first = 0}, {.first = 1}},
+                        .scales = {{Transformation::none, 10.0, 20.0}, {Transformation::none, 1.0, 2.0}}};
     const double variances[] = {1.0, 1.0};
-    const Prior prior = make_prior(choice, names, scales, variances);
+    const Prior prior = make_prior(choice, table, variables, variances);
     EXPECT_EQ(prior.mean_cases, 2.0);
     EXPECT_EQ(prior.covariance_cases, 8.0);
     EXPECT_EQ(prior.mean, (std::vector<double>{1.0, 2.0}));
     EXPECT_EQ(prior.scatter, (std::vector<double>{8.0 * 100.0 / 400.0, 8.0 * 3.0 / 40.0, 8.0 * 4.0 / 4.0}));
-    const std::string others[] = {"a", "c"};
-    EXPECT_THROW((void)make_prior(choice, others, scales, variances), Error);
+    variables.list[1].name = "c";
+    EXPECT_THROW((void)make_prior(choice, table, variables, variances), Error);
 }
 
 TEST_F(PriorFile, RefusesWhatIsNoPrior) {

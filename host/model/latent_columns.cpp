@@ -1,0 +1,151 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// Cut points, intervals and words of latent variables.
+
+#include "ullage/host/model/latent_columns.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "ullage/host/numbers/moments.h"
+#include "ullage/host/table/transformations.h"
+
+namespace ullage::host {
+namespace {
+
+/** The standard normal quantile of a probability between 0 and 1, without the ends. */
+double normal_quantile(double probability) {
+    double low = -40.0;
+    double high = 40.0;
+    for (;;) {
+        const double middle = 0.5 * (low + high);
+        if (middle <= low || middle >= high) return middle;
+        (0.5 * std::erfc(-middle * std::sqrt(0.5)) < probability ? low : high) = middle;
+    }
+}
+
+std::vector<double> count_words(const Column &column) {
+    std::vector<double> counts(column.words.size(), 0.0);
+    for (const double place : column.values) {
+        if (!std::isnan(place)) ++counts[static_cast<std::size_t>(place)];
+    }
+    return counts;
+}
+
+/** The share of the first against both, kept off 0 and 1 by half a case each. */
+double share_of(double first, double second) {
+    return (first + 0.5) / (first + second + 1.0);
+}
+
+/** Normal scores of the shares of the words up to each one but the last. */
+std::vector<double> normal_scores(const std::vector<double> &counts) {
+    double total = 0.0;
+    for (const double count : counts) total += count + 0.5;
+    std::vector<double> scores;
+    double below = 0.0;
+    for (std::size_t i = 0; i + 1 < counts.size(); ++i) {
+        below += counts[i] + 0.5;
+        scores.push_back(normal_quantile(below / total));
+    }
+    return scores;
+}
+
+void add_ordered(const Column &column, std::size_t place, Variables &variables) {
+    ColumnVariables &own = variables.columns.back();
+    const std::vector<double> scores = normal_scores(count_words(column));
+    const double scale = 1.0 / (scores[1] - scores[0]);
+    own.cuts = {0.0, 1.0};
+    for (std::size_t i = 2; i < scores.size(); ++i) own.cuts.push_back((scores[i] - scores[0]) * scale);
+    own.score_mean = {0.0};
+    variables.list.push_back({column.name, place});
+    variables.scales.push_back({Transformation::none, -scores[0] * scale, scale});
+}
+
+void add_nominal(const Column &column, std::size_t place, Variables &variables) {
+    ColumnVariables &own = variables.columns.back();
+    const std::vector<double> counts = count_words(column);
+    const bool is_binary = column.kind == ColumnKind::binary;
+    own.reference =
+        is_binary ? 0 : static_cast<std::size_t>(std::max_element(counts.begin(), counts.end()) - counts.begin());
+    own.count = column.words.size() - 1;
+    for (std::size_t word = 0; word < column.words.size(); ++word) {
+        if (word == own.reference) continue;
+        own.score_mean.push_back(normal_quantile(share_of(counts[word], counts[own.reference])));
+        variables.list.push_back({fmt::format("{}={}", column.name, column.words[word]), place});
+        variables.scales.emplace_back();
+    }
+}
+
+double cut_at(const ColumnVariables &variables, double half_way) {
+    if (half_way < 0.0) return -kOpen;
+    const auto place = static_cast<std::size_t>(std::min(half_way, static_cast<double>(variables.cuts.size())));
+    return place < variables.cuts.size() ? variables.cuts[place] : kOpen;
+}
+
+}  // namespace
+
+Variables lay_out_variables(const Table &table, std::span<const Scale> scales) {
+    Variables variables;
+    for (std::size_t c = 0; c < table.columns.size(); ++c) {
+        const Column &column = table.columns[c];
+        variables.columns.push_back({.first = variables.list.size()});
+        if (column.kind == ColumnKind::ordered) {
+            add_ordered(column, c, variables);
+        } else if (column.holds_words()) {
+            add_nominal(column, c, variables);
+        } else {
+            variables.list.push_back({column.name, c});
+            variables.scales.push_back(scales[c]);
+        }
+    }
+    return variables;
+}
+
+std::pair<double, double> cell_limits(const Column &column, double value) {
+    const double half = column.kind == ColumnKind::stepped ? 0.5 * column.step : 0.5;
+    const Range range = range_of(column.transformation);
+    return {std::max({value - half, column.lower, range.lower}), std::min({value + half, column.upper, range.upper})};
+}
+
+Interval interval_of(const Column &column, const ColumnVariables &variables, const Scale &scale, double lower,
+                     double upper) {
+    if (column.kind == ColumnKind::ordered) {
+        lower = cut_at(variables, lower);
+        upper = cut_at(variables, upper);
+    }
+    return {to_model(scale, lower), to_model(scale, upper)};
+}
+
+std::size_t word_of(const Column &column, const ColumnVariables &variables, const Scale &scale,
+                    std::span<const double> values) {
+    if (column.kind == ColumnKind::ordered) {
+        const auto is_above = [&](double cut) { return values[0] > to_model(scale, cut); };
+        return static_cast<std::size_t>(std::ranges::count_if(variables.cuts, is_above));
+    }
+    const auto largest = static_cast<std::size_t>(std::ranges::max_element(values) - values.begin());
+    if (!(values[largest] > 0.0)) return variables.reference;
+    return largest + (largest >= variables.reference ? 1 : 0);
+}
+
+std::vector<double> identifying_factors(const Table &table, const Variables &variables,
+                                        std::span<const double> covariance) {
+    std::vector<double> factors;
+    factors.reserve(variables.list.size());
+    for (std::size_t c = 0; c < table.columns.size(); ++c) {
+        const ColumnVariables &own = variables.columns[c];
+        const bool is_free =
+            table.columns[c].kind == ColumnKind::binary || table.columns[c].kind == ColumnKind::nominal;
+        double factor = variables.scales[own.first].scale;
+        if (is_free) {
+            double sum = 0.0;
+            for (std::size_t j = own.first; j < own.first + own.count; ++j) sum += covariance[packed_index(j, j)];
+            factor = std::sqrt(static_cast<double>(own.count) / sum);
+        }
+        factors.insert(factors.end(), own.count, factor);
+    }
+    return factors;
+}
+
+}  // namespace ullage::host
