@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "ullage/host/answer/pooling.h"
+#include "ullage/host/answer/pool_moments.h"
 #include "ullage/host/table/read_table.h"
 #include "ullage/host/table/rules.h"
 

@@ -12,7 +12,9 @@
 #include "options.h"
 #include "talk.h"
 #include "text_table.h"
-#include "ullage/host/answer/pooling.h"
+#include "ullage/host/answer/pool_estimates.h"
+#include "ullage/host/answer/pool_moments.h"
+#include "ullage/host/answer/pool_regression.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/input_file.h"
 #include "ullage/host/base/number_text.h"
@@ -41,6 +43,11 @@ std::string short_p(double p) {
     return p < 0.0001 ? "<0.0001" : fmt::format("{:.4f}", p);
 }
 
+/** Degrees of freedom; how many there are beyond 10,000 makes no difference. */
+std::string short_df(double df) {
+    return df > 10000.0 ? ">10000" : fmt::format("{:.1f}", df);
+}
+
 std::string table_of(const std::vector<PooledRow> &rows, double confidence) {
     const bool has_levels = std::any_of(rows.begin(), rows.end(), [](const auto &row) { return !row.level.empty(); });
     TextTable table = {{"quantity", "estimate", "std.error", fmt::format("{:g}% lower", 100.0 * confidence), "upper",
@@ -49,9 +56,8 @@ std::string table_of(const std::vector<PooledRow> &rows, double confidence) {
     for (const PooledRow &row : rows) {
         const Pooled &pooled = row.pooled;
         table.push_back({row.name, short_number(pooled.estimate), short_number(pooled.standard_error),
-                         short_number(pooled.lower), short_number(pooled.upper), fmt::format("{:.1f}", pooled.df),
-                         short_p(pooled.p), fmt::format("{:.3f}", pooled.fmi),
-                         fmt::format("{:.3f}", pooled.relative_efficiency)});
+                         short_number(pooled.lower), short_number(pooled.upper), short_df(pooled.df), short_p(pooled.p),
+                         fmt::format("{:.3f}", pooled.fmi), fmt::format("{:.3f}", pooled.relative_efficiency)});
         if (has_levels) table.back().insert(table.back().begin(), row.level);
     }
     return in_columns(table, has_levels ? 2 : 1);
@@ -66,10 +72,11 @@ std::string in_words(const Answer &answer, const Options &options) {
                             regression.level.empty() ? "" : ", level " + regression.level, regression.rows,
                             answer.imputations, regression.residual_df);
         text += table_of(regression.coefficients, options.pool.confidence);
-        for (const host::WaldTest &test : regression.tests) {
-            text += fmt::format("Wald test (D1) of {}: F({}, {:.1f}) = {}, p {}\n", fmt::join(test.names, ", "),
-                                test.df1, test.df2, short_number(test.statistic),
-                                test.p < 0.0001 ? short_p(test.p) : "= " + short_p(test.p));
+        for (const host::CoefficientTest &test : regression.tests) {
+            const host::WaldTest &wald = test.wald;
+            text += fmt::format("Wald test (D1) of {}: F({}, {}) = {}, p {}\n", fmt::join(test.names, ", "), wald.df1,
+                                short_df(wald.df2), short_number(wald.statistic),
+                                wald.p < 0.0001 ? short_p(wald.p) : "= " + short_p(wald.p));
         }
     }
     return text;
@@ -127,13 +134,13 @@ nlohmann::ordered_json as_json(const Answer &answer, const Options &options) {
     json["regressions"] = nlohmann::ordered_json::array();
     for (const host::PooledRegression &regression : answer.regressions) {
         nlohmann::ordered_json tests = nlohmann::ordered_json::array();
-        for (const host::WaldTest &test : regression.tests) {
+        for (const host::CoefficientTest &test : regression.tests) {
             tests.push_back({{"names", test.names},
-                             {"statistic", number_or_null(test.statistic)},
-                             {"df1", test.df1},
-                             {"df2", number_or_null(test.df2)},
-                             {"p", number_or_null(test.p)},
-                             {"riv", number_or_null(test.riv)}});
+                             {"statistic", number_or_null(test.wald.statistic)},
+                             {"df1", test.wald.df1},
+                             {"df2", number_or_null(test.wald.df2)},
+                             {"p", number_or_null(test.wald.p)},
+                             {"riv", number_or_null(test.wald.riv)}});
         }
         json["regressions"].push_back({{"formula", options.pool.formula},
                                        {"level", regression.level},

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "ullage/host/base/csv_quoting.h"
+
 namespace ullage::cli {
 
 std::string in_columns(const TextTable &table, std::size_t text_columns) {
@@ -38,13 +40,7 @@ std::string as_csv(const TextTable &table) {
     for (const auto &row : table) {
         for (std::size_t c = 0; c < row.size(); ++c) {
             if (c > 0) text += ',';
-            if (row[c].find_first_of(",\"\r\n") == std::string::npos) {
-                text += row[c];
-                continue;
-            }
-            text += '"';
-            for (const char byte : row[c]) text += byte == '"' ? "\"\"" : std::string(1, byte);
-            text += '"';
+            text += host::quote_cell(row[c], ',');
         }
         text += '\n';
     }

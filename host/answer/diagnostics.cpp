@@ -11,11 +11,12 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <span>
 #include <utility>
 
-#include "ullage/host/answer/pooling.h"
-#include "ullage/host/model/parameter_names.h"
-#include "ullage/host/model/posterior.h"
+#include "ullage/host/answer/pooled_row.h"
+#include "ullage/host/base/interrupt.h"
+#include "ullage/host/base/words.h"
 #include "ullage/host/numbers/moments.h"
 #include "ullage/host/run/convergence_warnings.h"
 
@@ -25,11 +26,11 @@ namespace {
 constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
 
 /** The draws of all chains, one after the other. */
-Moments moments_of(const std::vector<const Chains *> &parameters) {
+Moments moments_of(std::span<const Chains> parameters) {
     std::vector<double> rows;
-    for (std::size_t chain = 0; chain < parameters[0]->size(); ++chain) {
-        for (std::size_t i = 0; i < (*parameters[0])[chain].size(); ++i) {
-            for (const Chains *parameter : parameters) rows.push_back((*parameter)[chain][i]);
+    for (std::size_t chain = 0; chain < parameters[0].size(); ++chain) {
+        for (std::size_t i = 0; i < parameters[0][chain].size(); ++i) {
+            for (const Chains &parameter : parameters) rows.push_back(parameter[chain][i]);
         }
     }
     return moments_of_rows(rows, parameters.size());
@@ -46,24 +47,22 @@ Chains correlation_of(const Chains &covariance, const Chains &first, const Chain
 }
 
 /** Fraction of missing information of the mean of a transformed column. */
-double missing_information(const RunColumn &column, const CompletedColumn &values,
-                           const std::vector<std::int32_t> &rows, std::size_t imputations) {
+double missing_information(const RunColumn &column, const std::string &level, const CompletedColumn &values,
+                           std::span<const std::int32_t> rows, std::size_t imputations) {
     const auto n = static_cast<double>(rows.size());
     if (imputations < 2 || rows.size() < 2) return kUnknown;
-    std::vector<double> estimates;
-    std::vector<double> variances;
-    std::vector<double> transformed;
+    Pieces pieces;
+    std::vector<double> transformed(rows.size());
     for (std::size_t k = 0; k < imputations; ++k) {
-        const std::vector<double> completed = values.completed(k);
-        transformed.clear();
-        for (const std::int32_t row : rows) {
-            transformed.push_back(column.transform(completed[static_cast<std::size_t>(row)]));
-        }
+        check_interrupt();
+        values.copy_rows(k, rows, transformed.data());
+        for (double &value : transformed) value = column.transform(value);
         const Moments moments = moments_of_rows(transformed, 1);
-        estimates.push_back(moments.mean[0]);
-        variances.push_back(moments.scatter[0] / (n - 1.0) / n);
+        pieces.estimates.push_back(moments.mean[0]);
+        pieces.variances.push_back(moments.scatter[0] / (n - 1.0) / n);
     }
-    return pool_scalar(estimates, variances, n - 1.0).fmi;
+    const std::string name = fmt::format("mean({})", column.transformed_name());
+    return pool_pieces(level, name, pieces, n - 1.0, kConfidence).pooled.fmi;
 }
 
 class LevelDiagnoser {
@@ -92,17 +91,13 @@ public:
         const std::size_t n = columns_.size();
         const auto size = static_cast<Eigen::Index>(n);
         WorstCombination worst{level_.name, kUnknown, {}};
-        std::vector<const Chains *> means;
-        std::vector<const Chains *> covariances;
-        for (std::size_t i = 0; i < n; ++i) means.push_back(&draws_[i]);
-        for (std::size_t p = n; p < draws_.size(); ++p) covariances.push_back(&draws_[p]);
-        const Moments of_means = moments_of(means);
-        const Moments of_covariances = moments_of(covariances);
+        const Moments of_means = moments_of(std::span(draws_).first(n));
+        const auto mean_covariance = [&](std::size_t place) { return moments_of({&draws_[n + place], 1}).mean[0]; };
         if (of_means.count <= static_cast<double>(n) || level_.rows < 1) return worst;
         // In standard deviations of the columns, so that the weights can be compared.
         Eigen::VectorXd deviation(size);
         for (std::size_t i = 0; i < n; ++i) {
-            deviation[static_cast<Eigen::Index>(i)] = std::sqrt(of_covariances.mean[packed_index(i, i)]);
+            deviation[static_cast<Eigen::Index>(i)] = std::sqrt(mean_covariance(packed_index(i, i)));
         }
         Eigen::MatrixXd total(size, size);
         Eigen::MatrixXd complete(size, size);
@@ -111,7 +106,7 @@ public:
                 const std::size_t place = packed_index(static_cast<std::size_t>(i), static_cast<std::size_t>(j));
                 const double unit = deviation[i] * deviation[j];
                 total(i, j) = of_means.scatter[place] / (of_means.count - 1.0) / unit;
-                complete(i, j) = of_covariances.mean[place] / static_cast<double>(level_.rows) / unit;
+                complete(i, j) = mean_covariance(place) / static_cast<double>(level_.rows) / unit;
             }
         }
         if (Eigen::LLT<Eigen::MatrixXd>(total).info() != Eigen::Success) return worst;
@@ -131,7 +126,8 @@ private:
     }
 
     [[nodiscard]] ParameterDiagnosis judge(std::string name, ParameterKind kind, Chains chains, double fmi) const {
-        const Moments moments = moments_of({&chains});
+        check_interrupt();
+        const Moments moments = moments_of({&chains, 1});
         const double least = kLeastEssPerChain * record_.chains;
         const auto thin = static_cast<std::size_t>(record_.thin);
         ParameterDiagnosis diagnosis;
@@ -176,7 +172,8 @@ void add_warnings(const RunRecord &record, Diagnosis &diagnosis) {
             "the ends of the distributions are poorly known: the effective sample size of the tails is below {:.0f}, "
             "least {:.0f} for {}; raise --thin",
             kLeastEssPerChain * record.chains, poorest->convergence.ess_tail,
-            poorest->level.empty() ? poorest->name : fmt::format("{} in level \"{}\"", poorest->name, poorest->level)));
+            poorest->level.empty() ? poorest->name
+                                   : fmt::format("{} in level {}", poorest->name, quote(poorest->level))));
     }
     if (diagnosis.imputations < diagnosis.needed) {
         diagnosis.warnings.push_back(fmt::format(
@@ -212,8 +209,8 @@ Diagnosis diagnose(const RunRecord &record, const ParameterDraws &draws, const C
         if (tables != nullptr) {
             const std::vector<std::int32_t> rows = tables->rows_of_level(level);
             for (std::size_t i = 0; i < fmi.size(); ++i) {
-                fmi[i] = missing_information(record.columns[i], tables->columns[tables->model[i]], rows,
-                                             tables->imputations);
+                fmi[i] = missing_information(record.columns[i], record.levels[level].name,
+                                             tables->columns[tables->model[i]], rows, tables->imputations);
                 diagnosis.largest_fmi = std::fmax(diagnosis.largest_fmi, fmi[i]);
             }
         }

@@ -29,7 +29,7 @@ struct ParameterDiagnosis {
     double error = 0.0;                                                 ///< Monte Carlo standard error of the mean
     double autocorrelation = std::numeric_limits<double>::quiet_NaN();  ///< at lag 1; NaN if the chains are shorter
     double autocorrelation_thin = std::numeric_limits<double>::quiet_NaN();  ///< from one imputation to the next
-    double fmi = std::numeric_limits<double>::quiet_NaN();  ///< of a mean: fraction of missing information (pooling.h)
+    double fmi = std::numeric_limits<double>::quiet_NaN();  ///< of a mean: fraction of missing information (rubin.h)
     bool bad = false;  ///< beyond kWorstRhat or kLeastEssPerChain (bulk or tail), or not to be judged though it varies
 };
 

@@ -9,17 +9,15 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
-#include <numeric>
 #include <span>
+
+#include "ullage/host/numbers/moments.h"
+#include "ullage/host/numbers/quantile.h"
 
 namespace ullage::host {
 namespace {
 
 constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
-
-double mean_of(std::span<const double> x) {
-    return std::accumulate(x.begin(), x.end(), 0.0) / static_cast<double>(x.size());
-}
 
 // Sum of squares about the mean over size - 1.
 double variance_of(std::span<const double> x) {
@@ -32,6 +30,12 @@ double variance_of(std::span<const double> x) {
 std::vector<double> pooled(const Chains &chains) {
     std::vector<double> all;
     for (const auto &chain : chains) all.insert(all.end(), chain.begin(), chain.end());
+    return all;
+}
+
+std::vector<double> sorted(const Chains &chains) {
+    std::vector<double> all = pooled(chains);
+    std::sort(all.begin(), all.end());
     return all;
 }
 
@@ -66,11 +70,7 @@ Chains rank_normalised(Chains chains) {
 
 // Each draw's distance from the median of all.
 Chains folded(Chains chains) {
-    std::vector<double> all = pooled(chains);
-    const auto middle = all.begin() + static_cast<std::ptrdiff_t>(all.size() / 2);
-    std::nth_element(all.begin(), middle, all.end());
-    double median = *middle;
-    if (all.size() % 2 == 0) median = 0.5 * (median + *std::max_element(all.begin(), middle));
+    const double median = quantile_of(sorted(chains), 0.5);
     for (auto &chain : chains) {
         for (double &value : chain) value = std::fabs(value - median);
     }
@@ -133,18 +133,11 @@ double effective_size(const Chains &chains) {
     return draws / tau;
 }
 
-// The effective size for the indicator of being at most the quantile of all draws.
-double quantile_size(const Chains &chains, const Chains &halves, double probability) {
-    std::vector<double> all = pooled(chains);
-    std::sort(all.begin(), all.end());
-    const double place = probability * (static_cast<double>(all.size()) - 1.0);
-    const auto below = static_cast<std::size_t>(place);
-    const double fraction = place - static_cast<double>(below);
-    double quantile = all[below];
-    if (fraction > 0.0) quantile += fraction * (all[below + 1] - all[below]);
+// The effective size for the indicator of being at most a limit, of chains that are split already.
+double indicator_size(const Chains &halves, double limit) {
     Chains indicators = halves;
     for (auto &chain : indicators) {
-        for (double &value : chain) value = value <= quantile ? 1.0 : 0.0;
+        for (double &value : chain) value = value <= limit ? 1.0 : 0.0;
     }
     return effective_size(indicators);
 }
@@ -162,8 +155,9 @@ Convergence judge_convergence(const Chains &chains) {
     if (!can_be_judged(chains)) return {kUnknown, kUnknown, kUnknown};
     const Chains halves = split(chains);
     const Chains scores = rank_normalised(halves);
-    const double low = quantile_size(chains, halves, 0.05);
-    const double high = quantile_size(chains, halves, 0.95);
+    const std::vector<double> draws = sorted(chains);
+    const double low = indicator_size(halves, quantile_of(draws, 0.05));
+    const double high = indicator_size(halves, quantile_of(draws, 0.95));
     return {std::max(rhat(scores), rhat(rank_normalised(folded(halves)))), effective_size(scores),
             std::isnan(low) || low < high ? low : high};
 }

@@ -34,6 +34,12 @@ void merge(Moments &into, const Moments &other) {
 
 }  // namespace
 
+double mean_of(std::span<const double> numbers) {
+    double sum = 0.0;
+    for (const double number : numbers) sum += number;
+    return sum / static_cast<double>(numbers.size());
+}
+
 Moments moments_of_rows(std::span<const double> values, std::size_t n) {
     Moments moments;
     const std::size_t rows = n == 0 ? 0 : values.size() / n;

@@ -20,6 +20,9 @@ namespace ullage::host {
     return i * (i + 1) / 2 + j;
 }
 
+/** The mean of at least one number. */
+[[nodiscard]] double mean_of(std::span<const double> numbers);
+
 /** Count, means, and packed sums of squares and products about the means, of some rows. */
 struct Moments {
     double count = 0.0;

@@ -6,7 +6,7 @@
 
 #include <cmath>
 
-#include "ullage/host/answer/pooling.h"
+#include "ullage/host/answer/pool_moments.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/report/page_pieces.h"

@@ -239,11 +239,17 @@ CompletedTables TableBuilder::from_files(const std::string &directory) {
 
 }  // namespace
 
-std::vector<double> CompletedColumn::completed(std::size_t imputation) const {
-    std::vector<double> values = original;
-    for (std::size_t h = 0; h < hidden.size(); ++h)
-        values[static_cast<std::size_t>(hidden[h])] = imputed[imputation][h];
-    return values;
+void CompletedColumn::copy_rows(std::size_t imputation, std::span<const std::int32_t> some_rows, double *out,
+                                std::size_t step) const {
+    if (some_rows.empty()) return;
+    auto next = std::lower_bound(hidden.begin(), hidden.end(), some_rows.front());
+    for (const std::int32_t row : some_rows) {
+        while (next != hidden.end() && *next < row) ++next;
+        *out = next != hidden.end() && *next == row
+                   ? imputed[imputation][static_cast<std::size_t>(next - hidden.begin())]
+                   : original[static_cast<std::size_t>(row)];
+        out += step;
+    }
 }
 
 const CompletedColumn &CompletedTables::column(std::string_view name) const {

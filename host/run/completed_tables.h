@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,8 +23,8 @@ struct CompletedColumn {
     std::vector<std::int32_t> hidden;  ///< the rows whose cells were imputed, ascending; empty outside the model
     std::vector<std::vector<double>> imputed;  ///< [imputation][place in hidden]
 
-    /** All rows of the column in one imputation, counted from 0. */
-    [[nodiscard]] std::vector<double> completed(std::size_t imputation) const;
+    /** Put the cells of some rows, ascending, of one imputation (from 0) into out[0], out[step], ... */
+    void copy_rows(std::size_t imputation, std::span<const std::int32_t> rows, double *out, std::size_t step = 1) const;
 };
 
 /** imputations.csv, or the files imputation_1.csv, ... */

@@ -43,9 +43,16 @@ std::string_view noun_of(Transformation transformation) {
     return entry_of(transformation).noun;
 }
 
+std::string unambiguous_name(std::string_view column) {
+    if (column.find_first_of("(),`") == std::string_view::npos) return std::string(column);
+    std::string name = "`";
+    for (const char c : column) name += c == '`' ? "``" : std::string(1, c);
+    return name + '`';
+}
+
 std::string transformed_name(Transformation transformation, std::string_view column) {
-    if (transformation == Transformation::none) return std::string(column);
-    return fmt::format("{}({})", name_of(transformation), column);
+    if (transformation == Transformation::none) return unambiguous_name(column);
+    return fmt::format("{}({})", name_of(transformation), unambiguous_name(column));
 }
 
 Range range_of(Transformation transformation) {

@@ -23,6 +23,9 @@ inline constexpr std::array kTransformations = {Transformation::none, Transforma
 [[nodiscard]] std::optional<Transformation> transformation_named(std::string_view name);
 /** In a sentence: "logarithm", "square root". */
 [[nodiscard]] std::string_view noun_of(Transformation transformation);
+/** The name of a column as names that are made of it have it: between backquotes, its own doubled, if a parenthesis, a
+ * comma or a backquote stands in it. So mean(log(a)) is of the logarithm of a, mean(`log(a)`) of a column log(a). */
+[[nodiscard]] std::string unambiguous_name(std::string_view column);
 /** The name of a column on the scale of the model: "lead", "log(lead)". */
 [[nodiscard]] std::string transformed_name(Transformation transformation, std::string_view column);
 

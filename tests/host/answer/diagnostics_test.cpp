@@ -110,6 +110,30 @@ TEST(Diagnose, ChainsApartComeFirst) {
     EXPECT_NE(diagnosis.warnings[0].find("for mean(a)"), std::string::npos) << diagnosis.warnings[0];
 }
 
+TEST(Diagnose, TailsAndMeanAreJudgedByTheirOwnSizes) {
+    DrawnRun run = independent_run(0.0);
+    RandomStream random({12, StreamPurpose::start, 1, 0, 0});
+    for (std::size_t chain = 0; chain < 4; ++chain) {
+        std::size_t spell = 0;
+        for (std::size_t i = 0; i < kDraws; ++i) {
+            // Once in 500 draws, 25 in a row lie in the lower tail: few independent draws for its quantile alone.
+            if (i % 500 == 0) spell = i + static_cast<std::size_t>(475.0 * random.uniform());
+            const bool in_spell = i >= spell && i < spell + 25;
+            run.draws.draws[0][0][chain][i] = in_spell ? -2.0 - std::fabs(random.normal()) : random.normal();
+            // Ten in a hundred lie far out, one after the other: few for the mean, though the ranks hardly show it.
+            run.draws.draws[0][1][chain][i] = random.normal() + (i % 100 < 10 ? 50.0 : 0.0);
+        }
+    }
+    const Diagnosis diagnosis = diagnose(run.record, run.draws, nullptr);
+    const ParameterDiagnosis &tails = find(diagnosis, "mean(a)");
+    EXPECT_GT(tails.convergence.ess_bulk, 400.0);
+    EXPECT_LT(tails.convergence.ess_tail, 400.0);
+    EXPECT_LT(tails.convergence.rhat, 1.05);
+    EXPECT_TRUE(tails.bad);
+    const ParameterDiagnosis &mean = find(diagnosis, "mean(log(b))");
+    EXPECT_GT(mean.error, 1.5 * mean.deviation / std::sqrt(mean.convergence.ess_bulk));
+}
+
 TEST(Diagnose, ShortChainsCannotBeJudged) {
     DrawnRun run = independent_run(0.0);
     for (Chains &parameter : run.draws.draws[0]) {

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/math/distributions/students_t.hpp>
 #include <cmath>
 #include <string>
 
@@ -14,6 +13,7 @@
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/draw/impute.h"
 #include "ullage/host/numbers/moments.h"
+#include "ullage/host/numbers/rubin.h"
 #include "ullage/host/run/write_table.h"
 
 using namespace ullage::host;
@@ -45,16 +45,15 @@ std::string simulate(std::uint64_t table) {
     return csv;
 }
 
-// Whether the pooled interval of each mean covers 0: Rubin's (1987) rules with Barnard and Rubin's (1999) degrees.
+// Whether the pooled interval of each mean covers 0.
 std::array<bool, kColumns> covers(std::uint64_t table) {
     const auto ready = table_of(simulate(table));
     const ImputeSettings settings{.seed = table, .imputations = 20, .burn_in = 100, .thin = 50, .chains = 2, .jobs = 2};
     const Imputations result = impute(ready->model, settings, {});
     std::array<bool, kColumns> covered{};
-    const double m = settings.imputations;
     for (std::size_t j = 0; j < kColumns; ++j) {
         std::vector<double> means;
-        double within = 0.0;
+        std::vector<double> variances;
         for (const auto &values : result.values) {
             std::vector<double> column = ready->table.columns[j].values;
             for (std::size_t i = 0; i < values.size(); ++i) {
@@ -63,17 +62,10 @@ std::array<bool, kColumns> covers(std::uint64_t table) {
             }
             const Moments moments = moments_of_rows(column, 1);
             means.push_back(moments.mean[0]);
-            within += moments.scatter[0] / (kRows - 1.0) / kRows / m;
+            variances.push_back(moments.scatter[0] / (kRows - 1.0) / kRows);
         }
-        const Moments between = moments_of_rows(means, 1);
-        const double b = between.scatter[0] / (m - 1.0);
-        const double total = within + (1.0 + 1.0 / m) * b;
-        const double lambda = (1.0 + 1.0 / m) * b / total;
-        const double complete = kRows - 1.0;
-        const double old = (m - 1.0) / (lambda * lambda);
-        const double observed = (complete + 1.0) / (complete + 3.0) * complete * (1.0 - lambda);
-        const boost::math::students_t t(old * observed / (old + observed));
-        covered[j] = std::fabs(between.mean[0]) < boost::math::quantile(t, 0.975) * std::sqrt(total);
+        const Pooled pooled = pool_scalar(means, variances, kRows - 1.0);
+        covered[j] = pooled.lower < 0.0 && pooled.upper > 0.0;
     }
     return covered;
 }

@@ -34,6 +34,7 @@ class ResultsTest(unittest.TestCase):
         cls.addClassCleanup(cls.folder.cleanup)
         cls.path = pathlib.Path(cls.folder.name)
         (cls.path / "table.csv").write_text(TABLE)
+        (cls.path / "e.csv").write_text('term,estimate,se\n"a ""b"", c",1,1\n"a ""b"", c",1.01,1\n')
         for name, *options in (("plain",), ("by", "--by", "site"), ("files", "--format", "files")):
             code, _, err = run("impute", "table.csv", "-o", name, "--log", "lead", *options, *SHORT, cwd=cls.path)
             assert code == 0, err
@@ -48,9 +49,9 @@ class ResultsTest(unittest.TestCase):
             rows = list(csv.DictReader(file, delimiter=";"))
         means = [sum(float(row["zinc"]) for row in rows if row[".imp"] == str(k)) / 60 for k in range(1, 5)]
         pooled = {row["name"]: row for row in self.json_of("pool", "plain")["quantities"]}
-        self.assertEqual(list(pooled), ["mean(lead)", "mean(zinc)", "mean(depth, m)"])
+        self.assertEqual(list(pooled), ["mean(lead)", "mean(zinc)", "mean(`depth, m`)"])
         self.assertAlmostEqual(pooled["mean(zinc)"]["estimate"], sum(means) / 4, places=12)
-        self.assertEqual(pooled["mean(depth, m)"]["fmi"], 0)
+        self.assertEqual(pooled["mean(`depth, m`)"]["fmi"], 0)
 
     def test_one_file_or_several_give_the_same(self):
         words = ("--means", "--correlations", "--quantiles", "0.1,0.5", "--lm", "log(lead) ~ zinc + `depth, m`")
@@ -70,7 +71,7 @@ class ResultsTest(unittest.TestCase):
         code, out, _ = run(*words, "--test", "(Intercept),zinc", cwd=self.path)
         self.assertEqual(code, 0)
         self.assertIn("Wald test (D1) of (Intercept), zinc: F(2, ", out)
-        self.assertIn("cor(zinc,depth, m)", out)
+        self.assertIn("cor(zinc,`depth, m`)", out)
 
     def test_diagnose_is_sorted_and_strict(self):
         answer = self.json_of("diagnose", "by")
@@ -141,10 +142,33 @@ class ResultsTest(unittest.TestCase):
         self.assertIn("in 90% interval", err)
         self.assertEqual(run("impute", "table.csv", "-o", "-", "--overimpute", cwd=self.path)[0], 64)
 
+    def test_tables_for_programs_and_people(self):
+        name = 'a "b", c'
+        code, out, err = run("pool", "--estimates", "e.csv", "--csv", cwd=self.path)
+        self.assertEqual((code, [row["term"] for row in csv.DictReader(io.StringIO(out))]), (0, [name]), err)
+        # lambda is 7.5e-5: some 1.8e8 degrees of freedom, which nobody reads to the digit.
+        self.assertRegex(run("pool", "--estimates", "e.csv", cwd=self.path)[1], r" >10000 ")
+
+    def test_names_that_look_like_others(self):
+        tables = {"log": ("a,log(a)", ("--log", "a")), "comma": ('"a,b",b,"c,a",c,a`', ())}
+        for name, (header, options) in tables.items():
+            rows = "".join(",".join("" if (i + j) % 7 == 3 else str(1 + (i * (29 + 2 * j) % 31) + i / (9 + j))
+                                    for j in range(len(next(csv.reader([header]))))) + "\n" for i in range(50))
+            (self.path / f"{name}.csv").write_text(header + "\n" + rows)
+            code, _, err = run("impute", f"{name}.csv", "-o", name, *options, *SHORT, cwd=self.path)
+            self.assertEqual(code, 0, err)
+            names = [p["name"] for p in self.json_of("diagnose", name)["parameters"]]
+            self.assertEqual(len(names), len(set(names)))
+            names = [q["name"] for q in self.json_of("pool", name, "--covariances")["quantities"]]
+            self.assertEqual(len(names), len(set(names)))
+        self.assertIn("mean(log(a)),mean(`log(a)`)", (self.path / "log" / "parameters.csv").read_text())
+
     def test_wrong_options(self):
         for words, code in (((), 64), (("plain", "--estimates", "x.csv"), 64), (("plain", "--test", "zinc"), 64),
                             (("plain", "--json", "--csv"), 64), (("plain", "--quantiles", "0.5,2"), 64),
-                            (("plain", "--quantiles", "half"), 64), (("plain", "--confidence", "95"), 64),
+                            (("plain", "--quantiles", "half"), 64),
+                            (("plain", "--quantiles", "0.9999999999999999"), 65),
+                            (("--estimates", "e.csv", "--df", "1e-320"), 64), (("plain", "--confidence", "95"), 64),
                             (("plain", "--lm", "lead ~ lab"), 64), (("plain", "--lm", "lead ~ (zinc"), 64),
                             (("nowhere",), 66), (("--estimates", "nowhere.csv"), 66)):
             self.assertEqual(run("pool", *words, cwd=self.path)[0], code, words)

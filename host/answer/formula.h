@@ -1,12 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// Linear regression: formulas, and least squares.
+// Formulas of regressions.
 
-#ifndef ULLAGE_HOST_ANSWER_REGRESSION_H
-#define ULLAGE_HOST_ANSWER_REGRESSION_H
+#ifndef ULLAGE_HOST_ANSWER_FORMULA_H
+#define ULLAGE_HOST_ANSWER_FORMULA_H
 
-#include <cstddef>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -49,25 +47,6 @@ inline constexpr std::string_view kIntercept = "(Intercept)";
  * @throws Error  usage with the place and what is expected there
  */
 [[nodiscard]] Formula parse_formula(std::string_view text);
-
-/** Coefficients of a regression and their covariance. */
-struct LinearFit {
-    std::vector<double> coefficients;
-    std::vector<double> covariance;  ///< packed; residual variance times the inverse of X'X
-    double residual_variance;
-    double residual_df;
-};
-
-/**
- * Fit by least squares, by a QR decomposition with column pivoting.
- *
- * @param design    one row of coefficients.size() numbers per case, row by row; not changed
- * @param response  one number per case
- * @throws Error  data if there are no more cases than coefficients, or the columns of the design are collinear; the
- *                message gives the names
- */
-[[nodiscard]] LinearFit fit_least_squares(std::span<const double> design, std::span<const double> response,
-                                          std::span<const std::string> names);
 
 }  // namespace ullage::host
 

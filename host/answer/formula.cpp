@@ -1,12 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// Reading formulas, and least squares by Eigen.
+// Reading formulas.
 
-#include "ullage/host/answer/regression.h"
+#include "ullage/host/answer/formula.h"
 
 #include <fmt/format.h>
 
-#include <Eigen/QR>
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -14,15 +13,9 @@
 
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/words.h"
-#include "ullage/host/model/posterior.h"
-#include "ullage/host/numbers/moments.h"
 
 namespace ullage::host {
 namespace {
-
-// A column of the design whose part that the others do not explain is below this part of its length is a combination
-// of them; R's lm draws the line at the same place.
-constexpr double kLeastUnexplainedPart = 1e-7;
 
 constexpr std::array<std::pair<std::string_view, TermFunction>, 5> kFunctions = {{{"log", TermFunction::log},
                                                                                   {"log10", TermFunction::log10},
@@ -170,53 +163,6 @@ double Factor::value(double x) const {
 
 Formula parse_formula(std::string_view text) {
     return FormulaReader(text).read();
-}
-
-LinearFit fit_least_squares(std::span<const double> design, std::span<const double> response,
-                            std::span<const std::string> names) {
-    const auto cases = static_cast<Eigen::Index>(response.size());
-    const auto size = static_cast<Eigen::Index>(names.size());
-    if (cases <= size) {
-        throw Error(Fault::data, fmt::format("too few rows: {} for {}, which need at least {}", cases,
-                                             count_of(names.size(), "coefficient"), size + 1));
-    }
-    using RowMajor = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
-    Eigen::MatrixXd x = Eigen::Map<const RowMajor>(design.data(), cases, size);
-    const Eigen::Map<const Eigen::VectorXd> y(response.data(), cases);
-    // Columns of length 1, so that the pivots can be compared with one limit whatever the units.
-    Eigen::VectorXd length(size);
-    for (Eigen::Index j = 0; j < size; ++j) {
-        length[j] = x.col(j).stableNorm();
-        if (!(length[j] > 0.0)) {
-            throw Error(Fault::data, fmt::format("{} is 0 in all rows", quote(names[static_cast<std::size_t>(j)])));
-        }
-        x.col(j) /= length[j];
-    }
-    Eigen::ColPivHouseholderQR<Eigen::MatrixXd> qr(x);
-    for (Eigen::Index j = 0; j < size; ++j) {
-        if (std::fabs(qr.matrixR()(j, j)) > kLeastUnexplainedPart) continue;
-        const auto column = static_cast<std::size_t>(qr.colsPermutation().indices()[j]);
-        throw Error(Fault::data,
-                    fmt::format("the coefficient of {} is not determined: it follows from the other terms; "
-                                "leave it out",
-                                quote(names[column])));
-    }
-    const Eigen::VectorXd solution = qr.solve(y);
-    LinearFit fit;
-    fit.residual_df = static_cast<double>(cases - size);
-    fit.residual_variance = (y - x * solution).squaredNorm() / fit.residual_df;
-    // (X'X)^-1 = P R^-1 R^-T P'.
-    const Eigen::MatrixXd inverse =
-        qr.colsPermutation() *
-        qr.matrixR().topRows(size).triangularView<Eigen::Upper>().solve(Eigen::MatrixXd::Identity(size, size));
-    for (Eigen::Index i = 0; i < size; ++i) {
-        fit.coefficients.push_back(solution[i] / length[i]);
-        for (Eigen::Index j = 0; j <= i; ++j) {
-            fit.covariance.push_back(fit.residual_variance * inverse.row(i).dot(inverse.row(j)) /
-                                     (length[i] * length[j]));
-        }
-    }
-    return fit;
 }
 
 }  // namespace ullage::host
