@@ -59,12 +59,14 @@ void remove_variable(Group &group, std::int32_t index) {
     VariableEntry *variables = group.variables.get();
     std::copy(variables + index + 1, variables + group.variable_count, variables + index);
     --group.variable_count;
+    index_variables(group);
 }
 
 }  // namespace
 
 int read_variable_table(Group &group, DataTextReader &reader, bool mixture_mode) {
     read_names(group, reader, mixture_mode);
+    index_variables(group);
     for (std::int32_t i = 0; i < group.variable_count; ++i) {
         log_printf(state.ErrorLog, u"%d [%s]\n", {i + 1, group.variables[static_cast<std::size_t>(i)].name});
     }

@@ -24,6 +24,25 @@ bool equal_names(std::u16string_view left, const char16_t *right) {
     return *right == 0;
 }
 
+// Fowler, Noll and Vo's function 1a, with units for bytes.
+std::uint64_t hash_name(std::u16string_view name) {
+    std::uint64_t hash = 0xCBF29CE484222325;
+    for (char16_t unit : name) hash = (hash ^ fold(unit)) * 0x100000001B3;
+    return hash;
+}
+
+// By hash, so that long names with a common beginning are seldom compared; by name, so that names that were made to
+// collide are found as fast; by index, so that the first of a name stands first.
+bool stands_before(const NamedVariable &left, const NamedVariable &right) {
+    if (left.hash != right.hash) return left.hash < right.hash;
+    const auto is_less = [](char16_t a, char16_t b) { return fold(a) < fold(b); };
+    const auto less = [&](std::u16string_view a, std::u16string_view b) {
+        return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), is_less);
+    };
+    if (less(left.name, right.name)) return true;
+    return !less(right.name, left.name) && left.index < right.index;
+}
+
 }  // namespace
 
 Group *group_construct(Group *previous, std::int32_t key_count, std::int32_t dictionary_capacity) {
@@ -77,9 +96,19 @@ const char16_t *string_pool_add(StringPool &pool, std::u16string_view text) {
     return copy;
 }
 
-std::int32_t variable_index(const Group &group, std::u16string_view name) {
+void index_variables(Group &group) {
+    group.variables_by_name.clear();
     for (std::int32_t i = 0; i < group.variable_count; ++i) {
-        if (equal_names(name, group.variables[static_cast<std::size_t>(i)].name)) return i;
+        const std::u16string_view name = group.variables[static_cast<std::size_t>(i)].name;
+        group.variables_by_name.push_back({hash_name(name), name, i});
     }
-    return -1;
+    std::sort(group.variables_by_name.begin(), group.variables_by_name.end(), stands_before);
+}
+
+std::int32_t variable_index(const Group &group, std::u16string_view name) {
+    const auto last = group.variables_by_name.end();
+    const auto found =
+        std::lower_bound(group.variables_by_name.begin(), last, NamedVariable{hash_name(name), name, 0}, stands_before);
+    if (found == last) return -1;
+    return equal_names(name, group.variables[static_cast<std::size_t>(found->index)].name) ? found->index : -1;
 }

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 struct CaseRecord;
 
@@ -56,6 +57,13 @@ struct CaseOutline {
     CaseKind kind;
 };
 
+// A variable among those sorted by name.
+struct NamedVariable {
+    std::uint64_t hash;  // of the name; names with the same one stand in their own order
+    std::u16string_view name;
+    std::int32_t index;
+};
+
 struct Group {
     std::int32_t variable_count;  // without the weight variable
     std::int32_t case_count;      // repeated cases included
@@ -70,6 +78,7 @@ struct Group {
     std::int32_t key_count;
     std::unique_ptr<std::int32_t[]> key_flags;
     std::unique_ptr<VariableEntry[]> variables;
+    std::vector<NamedVariable> variables_by_name;
     const char16_t *group_name;
     std::int32_t weight_index;  // column of the weight variable, -1 if there is none
 
@@ -94,6 +103,9 @@ struct Group {
 [[nodiscard]] bool string_pool_has_room(const StringPool &pool, std::size_t units, std::int32_t strings);
 
 [[nodiscard]] const char16_t *string_pool_add(StringPool &pool, std::u16string_view text);
+
+// Sort the variables by name for variable_index.
+void index_variables(Group &group);
 
 // Index of the first variable of that name, A to Z compared as a to z; -1 if there is none.
 [[nodiscard]] std::int32_t variable_index(const Group &group, std::u16string_view name);
