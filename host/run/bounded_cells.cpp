@@ -9,16 +9,14 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <unordered_map>
 
 #include "ullage/host/base/csv_quoting.h"
 #include "ullage/host/base/error.h"
-#include "ullage/host/base/input_file.h"
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/base/output_file.h"
 #include "ullage/host/base/words.h"
-#include "ullage/host/table/csv_text.h"
+#include "ullage/host/run/result_file.h"
 #include "ullage/host/table/read_cell.h"
 #include "ullage/host/table/read_table.h"
 
@@ -55,36 +53,31 @@ void write_bounded_cells(OutputFile &file, const Table &table, const std::vector
 }
 
 std::vector<BoundedCell> read_bounded_cells(const std::string &directory, const RunRecord &record) {
-    const std::string path = (std::filesystem::path(directory) / "bounds.csv").string();
-    std::string bytes = read_file(path);
-    // A file with its header alone is a table without bounded cells, and to the reader of tables an error.
-    if (bytes == fmt::format("{}\n", fmt::join(kHeader, ","))) return {};
-    const FileText file = find_cells(path, std::move(bytes), ',');
-    if (!std::equal(kHeader.begin(), kHeader.end(), file.names.begin(), file.names.end())) {
-        throw Error(Fault::data, fmt::format("{}: its columns are not {}", path, fmt::join(kHeader, ", ")));
+    const ResultRows file(directory, "bounds.csv", ',');
+    if (!std::equal(kHeader.begin(), kHeader.end(), file->names().begin(), file->names().end())) {
+        throw Error(Fault::data, fmt::format("{}: its columns are not {}", file->source(), fmt::join(kHeader, ", ")));
     }
     std::unordered_map<std::string, std::int32_t> columns;
     for (std::size_t c = 0; c < record.columns.size(); ++c) {
         columns[std::string(trim(record.columns[c].name))] = static_cast<std::int32_t>(c);
     }
     std::vector<BoundedCell> cells;
-    for (std::size_t i = 0; i < file.row_count(); ++i) {
+    while (file->next()) {
         const auto broken = [&](std::size_t column) {
-            return Error(Fault::data, fmt::format("{}: line {}: {} {} is not of the run of run.json", path,
-                                                  file.line[i], kHeader[column], quote(file.text(i, column))));
+            return file->broken(
+                fmt::format("{} {} is not of the run of run.json", kHeader[column], quote(file->cell(column))));
         };
         const auto end = [&](std::size_t column) {
-            const std::string text = file.text(i, column);
-            const auto number = parse_number(text);
-            const auto infinity = parse_infinity(text);
+            const auto number = parse_number(file->cell(column));
+            const auto infinity = parse_infinity(file->cell(column));
             if (!number && !infinity) throw broken(column);
             return number ? *number : *infinity;
         };
-        const double row = parse_number(file.text(i, 0)).value_or(0.0);
+        const double row = parse_number(file->cell(0)).value_or(0.0);
         if (row < 1.0 || row > static_cast<double>(record.rows) || row != std::floor(row)) throw broken(0);
-        const auto column = columns.find(std::string(trim(file.text(i, 1))));
+        const auto column = columns.find(std::string(trim(file->cell(1))));
         if (column == columns.end()) throw broken(1);
-        const auto name = std::find(kKnowledgeNames.begin() + 2, kKnowledgeNames.end(), file.text(i, 2));
+        const auto name = std::find(kKnowledgeNames.begin() + 2, kKnowledgeNames.end(), file->cell(2));
         if (name == kKnowledgeNames.end()) throw broken(2);
         cells.push_back({static_cast<std::int32_t>(row) - 1, column->second,
                          static_cast<Knowledge>(name - kKnowledgeNames.begin()), end(3), end(4)});

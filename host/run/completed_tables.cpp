@@ -8,8 +8,12 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
+#include <functional>
+#include <iterator>
 #include <limits>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
@@ -17,8 +21,7 @@
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/run/result_file.h"
-#include "ullage/host/table/csv_text.h"
-#include "ullage/host/table/read_cell.h"
+#include "ullage/host/table/csv_rows.h"
 
 namespace ullage::host {
 namespace {
@@ -28,213 +31,294 @@ namespace fs = std::filesystem;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr std::string_view kMissingWords[] = {"", "NA", ".", "*"};
 
-/** From files of cells to completed tables. A block is the rows of one table within a file. */
+/** Complain of a row of a long file that is not where it belongs. */
+void check_imputation(const CsvRows &file, std::string_view number) {
+    const std::string_view text = file.cell(file.names().size() - 2);
+    if (text != number) {
+        throw file.broken(fmt::format("column .imp: expected {}, and there is {}", number, quote(text)));
+    }
+}
+
+std::size_t hash_of_id(const CsvRows &file) {
+    return std::hash<std::string_view>()(file.cell(file.names().size() - 1));
+}
+
+/** From the rows of files to completed tables, in one pass. */
 class TableBuilder {
 public:
-    explicit TableBuilder(const RunRecord &record) : record_(record) {
-        result_.rows = static_cast<std::size_t>(record.rows);
-        result_.imputations = static_cast<std::size_t>(record.imputations);
-        for (const RunLevel &level : record.levels) result_.levels.push_back(level.name);
-    }
+    explicit TableBuilder(const RunRecord &record)
+        : record_(record),
+          row_count_(static_cast<std::size_t>(record.rows)),
+          imputations_(static_cast<std::size_t>(record.imputations)) {}
 
-    CompletedTables from_long(const FileText &file);
+    CompletedTables from_long(CsvRows &file);
     CompletedTables from_files(const std::string &directory);
 
 private:
-    void take_header(const FileText &file, std::size_t width);
-    void take_carried(const FileText &file);
-    void take_levels(const FileText &file);
-    void check_counts() const;
+    /** What is read of one column of a file. */
+    struct Place {
+        std::size_t column;  // of the file
+        CompletedColumn values;
+        std::optional<std::size_t> in_model = {};  // its number there
+        bool has_number = false;                   // of a column outside the model
+        bool has_word = false;
+    };
+
+    void take_header(const CsvRows &file, std::size_t width);
+    void take_first_table(CsvRows &file, bool is_long);
+    void take_carried(const CsvRows &file, std::size_t row);
+    void take_level(const CsvRows &file, std::size_t row);
+    void check_levels(const CsvRows &file) const;
+    void check_end(CsvRows &file, std::size_t tables, bool has_row, std::size_t rows_read) const;
+    void take_imputation(CsvRows &file, std::size_t imputation);
+    void take_changes(CsvRows &file, std::size_t imputation);
+    CompletedTables finish(std::string source, bool knows_hidden);
 
     const RunRecord &record_;
-    CompletedTables result_;
-    std::vector<std::size_t> model_place_;   // of each column of the model, in the file
-    std::vector<std::size_t> column_place_;  // of each column of the result, in the file
+    std::size_t row_count_;
+    std::size_t imputations_;
+    std::vector<Place> model_;
+    std::vector<Place> carried_;
+    std::optional<std::size_t> level_place_;
+    std::unordered_map<std::string, std::int32_t> level_index_;
+    std::vector<std::int32_t> level_of_row_;
+    std::vector<std::int64_t> rows_of_level_;
+    std::vector<std::size_t> ids_;  // hashed, of a long file
 };
 
-/** Find the columns of the model, and those besides that hold numbers, in the first width columns of the file. */
-void TableBuilder::take_header(const FileText &file, std::size_t width) {
-    result_.source = file.source;
+/** Find the columns of the model, that of the levels, and the others, in the first width columns of the file. */
+void TableBuilder::take_header(const CsvRows &file, std::size_t width) {
+    std::vector<bool> is_taken(file.names().size(), false);
+    const auto make_place = [&](std::size_t column) {
+        is_taken[column] = true;
+        return Place{column, {file.names()[column], std::vector<double>(row_count_, kNaN), {}, {}}};
+    };
     for (const RunColumn &column : record_.columns) {
-        model_place_.push_back(place_of(file, column.name, "which run.json has in its model"));
+        model_.push_back(make_place(file.place_of(column.name, "which run.json has in its model")));
+        model_.back().values.imputed.resize(imputations_);
+        model_.back().in_model = model_.size() - 1;
     }
-    std::string buffer;
     for (std::size_t c = 0; c < width; ++c) {
-        const bool in_model = std::find(model_place_.begin(), model_place_.end(), c) != model_place_.end();
-        bool has_number = in_model;
-        bool has_word = false;
-        for (std::size_t row = 0; row < result_.rows && !in_model && !has_word; ++row) {
-            const std::string_view text = cell_of(file, row, c, buffer);
-            if (std::find(std::begin(kMissingWords), std::end(kMissingWords), text) != std::end(kMissingWords))
-                continue;
-            (parse_number(text) ? has_number : has_word) = true;
-        }
-        if (!has_number || has_word) {
-            result_.other_columns.push_back(file.names[c]);
-            continue;
-        }
-        column_place_.push_back(c);
-        result_.columns.push_back({file.names[c], std::vector<double>(result_.rows, kNaN), {}, {}});
+        if (!is_taken[c]) carried_.push_back(make_place(c));
     }
-    for (const std::size_t place : model_place_) {
-        const auto found = std::find(column_place_.begin(), column_place_.end(), place);
-        result_.model.push_back(static_cast<std::size_t>(found - column_place_.begin()));
-        result_.columns[result_.model.back()].imputed.resize(result_.imputations);
-    }
-}
-
-/** Read the columns outside the model from the first table. */
-void TableBuilder::take_carried(const FileText &file) {
-    std::string buffer;
-    for (std::size_t i = 0; i < result_.columns.size(); ++i) {
-        if (std::find(result_.model.begin(), result_.model.end(), i) != result_.model.end()) continue;
-        for (std::size_t row = 0; row < result_.rows; ++row) {
-            result_.columns[i].original[row] =
-                parse_number(cell_of(file, row, column_place_[i], buffer)).value_or(kNaN);
-        }
-    }
-}
-
-void TableBuilder::take_levels(const FileText &file) {
-    result_.level_of_row.assign(result_.rows, 0);
+    level_of_row_.assign(row_count_, 0);
     if (!record_.by) return;
-    const std::size_t column = place_of(file, *record_.by, "whose levels run.json has");
-    std::unordered_map<std::string, std::int32_t> index;
-    for (std::size_t l = 0; l < result_.levels.size(); ++l) index[result_.levels[l]] = static_cast<std::int32_t>(l);
-    std::vector<std::int64_t> rows(result_.levels.size(), 0);
-    std::string buffer;
-    for (std::size_t row = 0; row < result_.rows; ++row) {
-        const auto found = index.find(std::string(cell_of(file, row, column, buffer)));
-        if (found == index.end()) {
-            throw broken_row(
-                file, row,
-                fmt::format("column {}: run.json has no level {}", quote(*record_.by), quote(file.text(row, column))));
-        }
-        result_.level_of_row[row] = found->second;
-        ++rows[static_cast<std::size_t>(found->second)];
+    level_place_ = file.place_of(*record_.by, "whose levels run.json has");
+    for (const RunLevel &level : record_.levels) {
+        level_index_.emplace(level.name, static_cast<std::int32_t>(level_index_.size()));
     }
-    for (std::size_t l = 0; l < rows.size(); ++l) {
-        if (rows[l] == record_.levels[l].rows) continue;
+    rows_of_level_.assign(record_.levels.size(), 0);
+}
+
+/** Complain of a file with too few or too many rows; has_row is whether there is one more than rows_read. */
+void TableBuilder::check_end(CsvRows &file, std::size_t tables, bool has_row, std::size_t rows_read) const {
+    const std::size_t expected = tables * row_count_;
+    if (has_row == (rows_read < expected)) return;
+    throw Error(Fault::data,
+                fmt::format("{}: {}, and not the {} of {} of {}; the file is cut off, or not of the run of run.json",
+                            file.source(), has_row ? "more rows" : count_of(rows_read, "row"), expected,
+                            count_of(tables, "table"), count_of(row_count_, "row")));
+}
+
+/** The first table of a file: the original one of a long file, where hidden cells are NA, or imputation 1. */
+void TableBuilder::take_first_table(CsvRows &file, bool is_long) {
+    const std::size_t tables = is_long ? imputations_ + 1 : 1;
+    for (std::size_t row = 0; row < row_count_; ++row) {
+        check_end(file, tables, file.next(), row);
+        if (is_long) {
+            check_imputation(file, "0");
+            ids_.push_back(hash_of_id(file));
+        }
+        for (Place &place : model_) {
+            if (is_long && file.cell(place.column) == "NA") {
+                place.values.hidden.push_back(static_cast<std::int32_t>(row));
+            } else {
+                place.values.original[row] = file.number(place.column);
+            }
+        }
+        take_carried(file, row);
+        if (level_place_) take_level(file, row);
+    }
+    if (level_place_) check_levels(file);
+}
+
+/** Columns outside the model are of use if they hold numbers only. */
+void TableBuilder::take_carried(const CsvRows &file, std::size_t row) {
+    for (Place &place : carried_) {
+        if (place.has_word) continue;
+        const std::string_view text = trim(file.cell(place.column));
+        if (std::find(std::begin(kMissingWords), std::end(kMissingWords), text) != std::end(kMissingWords)) continue;
+        const auto number = parse_number(text);
+        (number ? place.has_number : place.has_word) = true;
+        place.values.original[row] = number.value_or(kNaN);
+        if (place.has_word) place.values.original = {};
+    }
+}
+
+void TableBuilder::take_level(const CsvRows &file, std::size_t row) {
+    const std::string_view text = file.cell(*level_place_);
+    const auto found = level_index_.find(std::string(trim(text)));
+    if (found == level_index_.end()) {
+        throw file.broken(fmt::format("column {}: run.json has no level {}", quote(*record_.by), quote(text)));
+    }
+    level_of_row_[row] = found->second;
+    ++rows_of_level_[static_cast<std::size_t>(found->second)];
+}
+
+void TableBuilder::check_levels(const CsvRows &file) const {
+    for (std::size_t l = 0; l < rows_of_level_.size(); ++l) {
+        if (rows_of_level_[l] == record_.levels[l].rows) continue;
         throw Error(Fault::data,
-                    fmt::format("{}: level {} has {}, and {} in run.json: these files are not of one run", file.source,
-                                quote(result_.levels[l]), count_of(static_cast<std::size_t>(rows[l]), "row"),
-                                record_.levels[l].rows));
+                    fmt::format("{}: level {} has {}, and {} in run.json: these files are not of one run",
+                                file.source(), quote(record_.levels[l].name),
+                                count_of(static_cast<std::size_t>(rows_of_level_[l]), "row"), record_.levels[l].rows));
     }
 }
 
-void TableBuilder::check_counts() const {
-    for (std::size_t i = 0; i < record_.columns.size(); ++i) {
-        const RunColumn &column = record_.columns[i];
-        const std::size_t hidden = result_.columns[result_.model[i]].hidden.size();
-        if (static_cast<std::int64_t>(hidden) == column.missing + column.bounded) continue;
-        throw Error(
-            Fault::data,
-            fmt::format("{}: {} of column {} were imputed, and {} by run.json: these files are not of one run",
-                        result_.source, count_of(hidden, "cell"), quote(column.name), column.missing + column.bounded));
+/** A table of a long file behind the original one; imputation counts from 0. */
+void TableBuilder::take_imputation(CsvRows &file, std::size_t imputation) {
+    const std::string number = std::to_string(imputation + 1);
+    for (Place &place : model_) place.values.imputed[imputation].reserve(place.values.hidden.size());
+    for (std::size_t row = 0; row < row_count_; ++row) {
+        check_end(file, imputations_ + 1, file.next(), (imputation + 1) * row_count_ + row);
+        check_imputation(file, number);
+        if (hash_of_id(file) != ids_[row]) {
+            throw file.broken("column .id: the rows are not in the order of the original table");
+        }
+        for (Place &place : model_) {
+            const double value = file.number(place.column);
+            if (std::isnan(place.values.original[row])) {
+                place.values.imputed[imputation].push_back(value);
+            } else if (value != place.values.original[row]) {
+                throw file.broken(fmt::format("column {}: an observed cell is not that of the original table",
+                                              quote(place.values.name)));
+            }
+        }
     }
 }
 
-CompletedTables TableBuilder::from_long(const FileText &file) {
-    const std::size_t width = file.names.size();
-    if (width < 3 || file.names[width - 2] != ".imp" || file.names[width - 1] != ".id") {
-        throw Error(Fault::data, fmt::format("{}: its last columns are not .imp and .id", file.source));
-    }
-    const std::size_t rows = result_.rows;
-    if (file.row_count() != rows * (result_.imputations + 1)) {
-        throw Error(
-            Fault::data,
-            fmt::format("{}: {}, and not the {} of {} and the original table of {}; the file is cut off, or not "
-                        "of the run of run.json",
-                        file.source, count_of(file.row_count(), "row"), rows * (result_.imputations + 1),
-                        count_of(result_.imputations, "imputation"), count_of(rows, "row")));
-    }
-    std::string buffer;
-    for (std::size_t row = 0; row < file.row_count(); ++row) {
-        if (parse_number(cell_of(file, row, width - 2, buffer)) != static_cast<double>(row / rows)) {
-            throw broken_row(
-                file, row,
-                fmt::format("column .imp: expected {}, and there is {}", row / rows, quote(file.text(row, width - 2))));
-        }
-        if (file.raw(row, width - 1) != file.raw(row % rows, width - 1)) {
-            throw broken_row(file, row, "column .id: the rows are not in the order of the original table");
-        }
+CompletedTables TableBuilder::from_long(CsvRows &file) {
+    const std::size_t width = file.names().size();
+    if (width < 3 || file.names()[width - 2] != ".imp" || file.names()[width - 1] != ".id") {
+        throw Error(Fault::data, fmt::format("{}: its last columns are not .imp and .id", file.source()));
     }
     take_header(file, width - 2);
-    take_carried(file);
-    take_levels(file);
-    for (std::size_t i = 0; i < model_place_.size(); ++i) {
-        CompletedColumn &column = result_.columns[result_.model[i]];
-        const std::size_t c = model_place_[i];
-        for (std::size_t row = 0; row < rows; ++row) {
-            if (file.raw(row, c) == "NA") {
-                column.hidden.push_back(static_cast<std::int32_t>(row));
-                continue;
-            }
-            column.original[row] = number_of(file, row, c);
-            for (std::size_t k = 1; k <= result_.imputations; ++k) {
-                if (file.raw(k * rows + row, c) == file.raw(row, c)) continue;
-                throw broken_row(
-                    file, k * rows + row,
-                    fmt::format("column {}: an observed cell is not that of the original table", quote(file.names[c])));
+    take_first_table(file, true);
+    for (std::size_t k = 0; k < imputations_; ++k) take_imputation(file, k);
+    check_end(file, imputations_ + 1, file.next(), row_count_ * (imputations_ + 1));
+    return finish(file.source(), true);
+}
+
+/** Put rows among the hidden ones of a column: what they hold in the last of some imputations, and before it. */
+void add_hidden(CompletedColumn &column, std::size_t imputation, const std::vector<std::int32_t> &rows,
+                const std::vector<double> &values) {
+    if (rows.empty()) return;
+    std::vector<std::int32_t> all;
+    std::merge(column.hidden.begin(), column.hidden.end(), rows.begin(), rows.end(), std::back_inserter(all));
+    for (std::size_t k = 0; k <= imputation; ++k) {
+        std::vector<double> merged;
+        merged.reserve(all.size());
+        std::size_t next = 0;
+        for (const std::int32_t row : all) {
+            if (next == rows.size() || rows[next] != row) {
+                merged.push_back(column.imputed[k][merged.size() - next]);
+            } else {
+                merged.push_back(k < imputation ? column.original[static_cast<std::size_t>(row)] : values[next]);
+                ++next;
             }
         }
-        for (std::size_t k = 0; k < result_.imputations; ++k) {
-            column.imputed[k].reserve(column.hidden.size());
-            for (const std::int32_t row : column.hidden) {
-                column.imputed[k].push_back(number_of(file, (k + 1) * rows + static_cast<std::size_t>(row), c));
+        column.imputed[k] = std::move(merged);
+    }
+    column.hidden = std::move(all);
+}
+
+/** A file of its own, of an imputation behind the first: what is not as in the first was imputed. */
+void TableBuilder::take_changes(CsvRows &file, std::size_t imputation) {
+    struct Found {
+        std::vector<std::int32_t> rows;
+        std::vector<double> values;
+        std::size_t next = 0;  // of the hidden cells that are known
+    };
+    std::vector<Found> found(model_.size());
+    for (std::size_t row = 0; row < row_count_; ++row) {
+        check_end(file, 1, file.next(), row);
+        for (std::size_t i = 0; i < model_.size(); ++i) {
+            CompletedColumn &column = model_[i].values;
+            const double value = file.number(model_[i].column);
+            if (found[i].next < column.hidden.size() &&
+                column.hidden[found[i].next] == static_cast<std::int32_t>(row)) {
+                column.imputed[imputation].push_back(value);
+                ++found[i].next;
+            } else if (value != column.original[row]) {
+                found[i].rows.push_back(static_cast<std::int32_t>(row));
+                found[i].values.push_back(value);
             }
         }
     }
-    check_counts();
-    return std::move(result_);
+    for (std::size_t i = 0; i < model_.size(); ++i) {
+        add_hidden(model_[i].values, imputation, found[i].rows, found[i].values);
+    }
 }
 
 CompletedTables TableBuilder::from_files(const std::string &directory) {
-    const std::size_t digits = std::to_string(result_.imputations).size();
+    const std::size_t digits = std::to_string(imputations_).size();
     std::vector<std::string> header;
-    for (std::size_t k = 0; k < result_.imputations; ++k) {
-        const std::string name = fmt::format("imputation_{:0{}}.csv", k + 1, digits);
-        const FileText file = find_cells(path_in(directory, name), read_result(directory, name), record_.separator);
-        if (file.row_count() != result_.rows) {
-            throw Error(Fault::data, fmt::format("{}: {}, and {} in run.json: these files are not of one run",
-                                                 file.source, count_of(file.row_count(), "row"), result_.rows));
-        }
+    for (std::size_t k = 0; k < imputations_; ++k) {
+        const ResultRows file(directory, fmt::format("imputation_{:0{}}.csv", k + 1, digits), record_.separator);
         if (k == 0) {
-            header = file.names;
-            take_header(file, file.names.size());
-            take_carried(file);
-            take_levels(file);
-        } else if (file.names != header) {
-            throw Error(Fault::data, file.source + ": the columns are not those of the first imputation");
+            header = file->names();
+            file.need_rows(static_cast<double>(row_count_));
+            take_header(*file, header.size());
+            take_first_table(*file, false);
+        } else if (file->names() != header) {
+            throw Error(Fault::data, file->source() + ": the columns are not those of the first imputation");
+        } else {
+            take_changes(*file, k);
         }
-        for (std::size_t i = 0; i < model_place_.size(); ++i) {
-            std::vector<double> &values = result_.columns[result_.model[i]].imputed[k];
-            for (std::size_t row = 0; row < result_.rows; ++row) {
-                values.push_back(number_of(file, row, model_place_[i]));
-            }
+        check_end(*file, 1, file->next(), row_count_);
+    }
+    for (Place &place : model_) {
+        for (const std::int32_t row : place.values.hidden) place.values.original[static_cast<std::size_t>(row)] = kNaN;
+    }
+    // A single file does not tell what was hidden.
+    return finish(path_in(directory, "imputation_*.csv"), imputations_ > 1);
+}
+
+/** Put the columns of numbers in the order of the file, when all rows are read. */
+CompletedTables TableBuilder::finish(std::string source, bool knows_hidden) {
+    CompletedTables result;
+    result.source = std::move(source);
+    result.rows = row_count_;
+    result.imputations = imputations_;
+    for (const RunLevel &level : record_.levels) result.levels.push_back(level.name);
+    result.level_of_row = std::move(level_of_row_);
+    for (std::size_t i = 0; i < model_.size(); ++i) {
+        const RunColumn &column = record_.columns[i];
+        CompletedColumn &values = model_[i].values;
+        values.hidden.shrink_to_fit();
+        if (!knows_hidden) continue;
+        if (static_cast<std::int64_t>(values.hidden.size()) == column.missing + column.bounded) continue;
+        throw Error(Fault::data, fmt::format("{}: {} of column {} were imputed, and {} by run.json: these files are "
+                                             "not of one run",
+                                             result.source, count_of(values.hidden.size(), "cell"), quote(column.name),
+                                             column.missing + column.bounded));
+    }
+    std::vector<Place *> places;
+    for (Place &place : model_) places.push_back(&place);
+    for (Place &place : carried_) {
+        if (place.has_number && !place.has_word) {
+            places.push_back(&place);
+        } else {
+            result.other_columns.push_back(place.values.name);
         }
     }
-    result_.source = path_in(directory, "imputation_*.csv");
-    for (const std::size_t place : result_.model) {
-        CompletedColumn &column = result_.columns[place];
-        column.original = column.imputed[0];
-        for (std::size_t row = 0; row < result_.rows; ++row) {
-            if (std::all_of(column.imputed.begin(), column.imputed.end(),
-                            [&](const std::vector<double> &values) { return values[row] == column.original[row]; })) {
-                continue;
-            }
-            column.hidden.push_back(static_cast<std::int32_t>(row));
-            column.original[row] = kNaN;
-        }
-        for (std::vector<double> &values : column.imputed) {
-            for (std::size_t h = 0; h < column.hidden.size(); ++h) {
-                values[h] = values[static_cast<std::size_t>(column.hidden[h])];
-            }
-            values.resize(column.hidden.size());
-        }
+    std::sort(places.begin(), places.end(), [](const Place *a, const Place *b) { return a->column < b->column; });
+    result.model.resize(model_.size());
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        if (places[i]->in_model) result.model[*places[i]->in_model] = i;
+        result.columns.push_back(std::move(places[i]->values));
     }
-    if (result_.imputations > 1) check_counts();
-    return std::move(result_);
+    return result;
 }
 
 }  // namespace
@@ -276,13 +360,14 @@ std::vector<std::int32_t> CompletedTables::rows_of_level(std::size_t level) cons
 CompletedTables read_completed_tables(const std::string &directory, const RunRecord &record) {
     std::error_code ignored;
     TableBuilder builder(record);
-    const std::string path = path_in(directory, "imputations.csv");
     const auto digits = std::to_string(record.imputations).size();
-    if (!fs::exists(path, ignored) &&
+    if (!fs::exists(path_in(directory, "imputations.csv"), ignored) &&
         fs::exists(path_in(directory, fmt::format("imputation_{:0{}}.csv", 1, digits)), ignored)) {
         return builder.from_files(directory);
     }
-    return builder.from_long(find_cells(path, read_result(directory, "imputations.csv"), record.separator));
+    const ResultRows file(directory, "imputations.csv", record.separator);
+    file.need_rows(static_cast<double>(record.rows) * (record.imputations + 1.0));
+    return builder.from_long(*file);
 }
 
 }  // namespace ullage::host

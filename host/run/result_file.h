@@ -1,16 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// Reading a file of a run's directory: its bytes, and its cells with messages that say where.
+// Reading a file of a run's directory: its bytes, or its rows.
 
 #ifndef ULLAGE_HOST_RUN_RESULT_FILE_H
 #define ULLAGE_HOST_RUN_RESULT_FILE_H
 
-#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <string>
-#include <string_view>
 
-#include "ullage/host/base/error.h"
-#include "ullage/host/table/table.h"
+#include "ullage/host/table/csv_rows.h"
 
 namespace ullage::host {
 
@@ -24,19 +23,22 @@ namespace ullage::host {
  */
 [[nodiscard]] std::string read_result(const std::string &directory, const std::string &name);
 
-/** A row of the file that something is wrong with. */
-[[nodiscard]] Error broken_row(const FileText &file, std::size_t row, const std::string &message);
+/** The rows of a CSV file DIR/name, one after the other. */
+class ResultRows {
+public:
+    /** @throws Error  as read_result, and those of CsvRows */
+    ResultRows(const std::string &directory, const std::string &name, char separator);
 
-/** The text of a cell without blanks; buffer holds it if it had quotes. */
-[[nodiscard]] std::string_view cell_of(const FileText &file, std::size_t row, std::size_t column, std::string &buffer);
+    [[nodiscard]] CsvRows &operator*() const { return *rows_; }
+    [[nodiscard]] CsvRows *operator->() const { return rows_.get(); }
+    /** Refuse a file that is too small for so many rows, before a number of run.json decides how much memory is taken.
+     * @throws Error  data */
+    void need_rows(double count) const;
 
-/** The number in a cell.
- * @throws Error  data if it is none */
-[[nodiscard]] double number_of(const FileText &file, std::size_t row, std::size_t column);
-
-/** The place of the column of that name.
- * @throws Error  data if there is none; why is the end of the sentence */
-[[nodiscard]] std::size_t place_of(const FileText &file, const std::string &name, const char *why);
+private:
+    std::int64_t bytes_ = 0;
+    std::unique_ptr<CsvRows> rows_;
+};
 
 }  // namespace ullage::host
 

@@ -195,7 +195,7 @@ class ResultsTest(unittest.TestCase):
             (lambda folder: (folder / "run.json").write_text("{"), 65, "no JSON"),
             (lambda folder: (folder / "run.json").write_text("[1]"), 65, "version is missing"),
             (change("run.json", '"thin": 10', '"thin": "10"'), 65, "settings.thin"),
-            (change("run.json", '"thin": 10', '"thin": 11'), 65, "parameters.csv: 80 rows"),
+            (change("run.json", '"thin": 10', '"thin": 11'), 65, "parameters.csv: line 42: expected"),
             (change("run.json", '"transformation": "log"', '"transformation": "exp"'), 65, "columns[0].transformation"),
             (change("run.json", '"transformation": "log"', '"transformation": "sqrt"'), 65, "sqrt(lead)"),
             (change("run.json", '"name": "zinc"', '"name": "tin"'), 65, "tin"),
