@@ -25,6 +25,7 @@
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/report/report.h"
 #include "ullage/host/run/convergence_warnings.h"
+#include "ullage/host/run/overimputation_file.h"
 #include "ullage/host/run/parameter_file.h"
 #include "ullage/host/run/run_record.h"
 #include "ullage/host/run/write_stat_file.h"
@@ -176,32 +177,25 @@ void write_stat(OutputFile &file, Format format, const Input &input, const host:
     file.commit();
 }
 
-void run_overimpute(const Options &options, const Input &input, const host::PriorChoice &prior,
-                    const host::ImputeSettings &settings, OutputFile &file) {
-    std::vector<host::OverimputedColumn> columns;
-    {
-        ProgressBar bar(options);
-        columns = host::overimpute(input.table, prior, settings,
-                                   [&](const host::ImputeProgress &progress) { bar.show(progress); });
-    }
-    TextTable table = {{"column", "cells", "in_50", "in_90"}};
-    for (const host::OverimputedColumn &column : columns) {
-        table.push_back(
-            {column.name, std::to_string(column.cells), std::to_string(column.in_50), std::to_string(column.in_90)});
-    }
-    file.write(as_csv(table));
-    file.commit();
+std::vector<host::OverimputedColumn> run_overimpute(const Options &options, const Input &input,
+                                                    const host::PriorChoice &prior,
+                                                    const host::ImputeSettings &settings) {
+    ProgressBar bar(options);
+    return host::overimpute(input.table, prior, settings,
+                            [&](const host::ImputeProgress &progress) { bar.show(progress); });
+}
+
+void say_overimputation(const Options &options, const std::vector<host::OverimputedColumn> &columns) {
     if (columns.empty()) {
         say(options, "note: no column has 10 observed cells, so none was hidden for over-imputation");
         return;
     }
-    table[0] = {"over-imputation", "cells", "in 50% interval", "in 90% interval"};
-    for (std::size_t i = 0; i < columns.size(); ++i) {
+    TextTable table = {{"over-imputation", "cells", "in 50% interval", "in 90% interval"}};
+    for (const host::OverimputedColumn &column : columns) {
         const auto percent = [&](std::size_t count) {
-            return fmt::format("{:.0f}%", 100.0 * static_cast<double>(count) / static_cast<double>(columns[i].cells));
+            return fmt::format("{:.0f}%", 100.0 * static_cast<double>(count) / static_cast<double>(column.cells));
         };
-        table[i + 1][2] = percent(columns[i].in_50);
-        table[i + 1][3] = percent(columns[i].in_90);
+        table.push_back({column.name, std::to_string(column.cells), percent(column.in_50), percent(column.in_90)});
     }
     std::string text = in_columns(table, 1);
     text.pop_back();
@@ -264,6 +258,12 @@ int run_impute(const Options &options) {
         result = host::impute(model, settings, [&](const host::ImputeProgress &progress) { bar.show(progress); });
         facts.seconds = bar.seconds();
     }
+    std::optional<std::vector<host::OverimputedColumn>> overimputed;
+    if (overimputation) {
+        overimputed = run_overimpute(options, input, prior, settings);
+        host::write_overimputation(*overimputation, *overimputed);
+        overimputation->commit();
+    }
     const auto convergence = host::judge_parameters(model, result);
     const auto warnings = host::convergence_warnings(convergence, settings.chains);
 
@@ -283,7 +283,9 @@ int run_impute(const Options &options) {
         record->commit();
         if (report) {
             const auto written = host::read_run_record(options.impute.output);
-            report->write(host::make_report(host::gather_results(written, model, result)));
+            host::RunResults results = host::gather_results(written, model, result);
+            results.overimputation = overimputed;
+            report->write(host::make_report(results));
             report->commit();
         }
         directory->remove_earlier_results(options);
@@ -297,7 +299,7 @@ int run_impute(const Options &options) {
                              settings.chains, settings.total(), facts.seconds,
                              to_stdout ? "" : fmt::format("; results in {}", options.impute.output)));
     say_convergence(options, convergence, warnings);
-    if (overimputation) run_overimpute(options, input, prior, settings, *overimputation);
+    if (overimputed) say_overimputation(options, *overimputed);
     return 0;
 }
 

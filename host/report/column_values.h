@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "ullage/host/report/run_cells.h"
 #include "ullage/host/report/svg_plot.h"
 #include "ullage/host/run/run_results.h"
 
@@ -16,32 +17,50 @@ namespace ullage::host {
 
 using Values = std::vector<double>;
 
-inline constexpr double kWide = 0.9;  ///< part of the draws that the wide bar of an interval holds
-
-/** The values of a column of the model, by what was known of them. */
-struct ColumnValues {
-    Values observed;                         ///< sorted
-    Values missing;                          ///< of all imputations, sorted
-    Values bounded;                          ///< of all imputations, sorted
-    std::vector<const BoundedCell *> cells;  ///< the bounded ones
-    std::vector<std::size_t> places;         ///< of those, in CompletedColumn::hidden
-    const CompletedColumn *column;
-    bool is_log;
+/** Numbers that sum up values; all NaN if there are none. */
+struct Summary {
+    std::size_t count;
+    double mean;
+    double deviation;  ///< standard deviation; NaN of a single value
+    double least;
+    double low;  ///< 5% of the values are smaller
+    double median;
+    double high;  ///< 5% of the values are larger
+    double most;
 };
 
-[[nodiscard]] ColumnValues values_of(const RunResults &results, std::size_t index);
+/** Sum up values, whose order changes. Sums neither overflow nor underflow. */
+[[nodiscard]] Summary sum_up(Values &values);
 
-/** The value below which a part of sorted values lies: the smallest that does, none between two. */
-[[nodiscard]] double order_statistic(const Values &sorted, double part);
+/** Median and central 90%, in words of numbers. */
+[[nodiscard]] std::string middle_words(const Summary &summary);
 
-/** Median and central range of sorted values, in words of numbers. */
-[[nodiscard]] std::string middle_words(const Values &sorted);
+/** The values of a column of the model, by what was known of them; those of hidden cells are of all imputations. */
+struct ColumnValues {
+    const RunColumn *record;
+    const CompletedColumn *column;
+    Values observed;
+    Values missing;
+    Values bounded;
+    Summary of_observed;
+    Summary of_missing;
+    Summary of_bounded;
+    std::vector<const BoundedCell *> cells;  ///< the bounded ones
+    std::vector<std::size_t> places;         ///< of those, in CompletedColumn::hidden
+};
 
-/** Edges of bins at round numbers that hold all of some sorted values. */
-[[nodiscard]] Values bin_edges(double low, double high, bool is_log);
+[[nodiscard]] ColumnValues values_of(const RunResults &results, const RunCells &cells, std::size_t index);
 
-/** How many sorted values each bin holds; its lower edge belongs to it. */
-[[nodiscard]] Values bin_counts(const Values &sorted, const Values &edges);
+/** An axis for all values of a column, whose edges of bins it ends at; on a log scale if the column is modelled so. */
+struct BinnedAxis {
+    Axis axis;
+    Values edges;  ///< of at most 30 bins, at round numbers where the axis is plain
+};
+
+[[nodiscard]] BinnedAxis bin(const ColumnValues &values);
+
+/** How many values each bin holds. Its lower edge belongs to it, and to the last one its upper edge too. */
+[[nodiscard]] Values bin_counts(const Values &values, const Values &edges);
 
 /** The outline of a histogram. */
 [[nodiscard]] Line outline(const Values &edges, const Values &heights, std::string style);

@@ -7,7 +7,6 @@
 #include <algorithm>
 
 #include "ullage/host/base/words.h"
-#include "ullage/host/report/html_text.h"
 #include "ullage/host/report/page_pieces.h"
 #include "ullage/host/report/sections.h"
 
@@ -41,14 +40,15 @@ std::string trace_figure(const ParameterDiagnosis &parameter) {
         }
         plot.lines.push_back(std::move(line));
     }
-    const double margin = high > low ? 0.05 * (high - low) : std::max(1e-300, 0.5 * std::fabs(high));
-    plot.y = {.label = full_name(parameter), .low = low - margin, .high = high + margin};
+    const double margin = high > low ? 0.05 * (high - low) : std::max(1e-3, 0.5 * std::fabs(high));
+    plot.y = {.low = low - margin, .high = high + margin};
     plot.x = {.label = "iteration after burn-in", .low = 0.0, .high = static_cast<double>(length)};
     plot.description = fmt::format("Trace of {} in {}: the draws lie between {} and {}.", full_name(parameter),
                                    count_of(parameter.chains.size(), "chain"), number(low), number(high));
-    return make_figure(plot, fmt::format("{}: R-hat {}, effective draws {}{}", full_name(parameter),
-                                         fixed(parameter.convergence.rhat, 3), fixed(parameter.convergence.ess_bulk, 0),
-                                         step > 1 ? fmt::format("; every {}th draw", step) : ""));
+    return make_figure(plot, full_name(parameter),
+                       fmt::format("R-hat {}, effective draws {}{}", fixed(parameter.convergence.rhat, 3),
+                                   fixed(parameter.convergence.ess_bulk, 0),
+                                   step > 1 ? fmt::format("; every {} draw", ordinal(step)) : ""));
 }
 
 std::string autocorrelation_figure(const ParameterDiagnosis &parameter, int thin) {
@@ -63,7 +63,7 @@ std::string autocorrelation_figure(const ParameterDiagnosis &parameter, int thin
     }
     Plot plot;
     plot.x = {.label = "lag, iterations", .low = 0.0, .high = static_cast<double>(std::max<std::size_t>(most, 1))};
-    plot.y = {.label = "autocorrelation of " + full_name(parameter), .low = std::min(-0.2, low), .high = 1.0};
+    plot.y = {.label = "autocorrelation", .low = std::min(-0.2, low), .high = 1.0};
     plot.lines.push_back({{0.0, plot.x.high}, {0.0, 0.0}, "axis"});
     const auto at = static_cast<double>(thin);
     if (static_cast<std::size_t>(thin) <= most) {
@@ -73,13 +73,12 @@ std::string autocorrelation_figure(const ParameterDiagnosis &parameter, int thin
     plot.description = fmt::format(
         "Autocorrelation of {}: {} at lag 1, {} at lag {}, from one imputation of a chain to the next.",
         full_name(parameter), fixed(parameter.autocorrelation, 2), fixed(parameter.autocorrelation_thin, 2), thin);
-    return make_figure(plot, fmt::format("{} at lag {} (dashed), from one imputation of a chain to the next",
-                                         fixed(parameter.autocorrelation_thin, 2), thin));
+    return make_figure(plot, full_name(parameter),
+                       fmt::format("{} at lag {}", fixed(parameter.autocorrelation_thin, 2), thin));
 }
 
-}  // namespace
-
-std::string whether_it_converged(const RunRecord &record, const Diagnosis &diagnosis) {
+/** The worst of all parameters, in words. */
+std::string convergence_verdict(const Diagnosis &diagnosis, double least) {
     double rhat = 0.0;
     double bulk = kOpen;
     double tail = kOpen;
@@ -91,28 +90,20 @@ std::string whether_it_converged(const RunRecord &record, const Diagnosis &diagn
         if (parameter.convergence.ess_tail < tail) tail = parameter.convergence.ess_tail;
         bad += parameter.bad ? 1 : 0;
     }
-    const double least = kLeastEssPerChain * record.chains;
-    std::string html;
-    if (rhat > 0.0) {
-        html += fmt::format(
-            "<p class=\"verdict{}\">{}</p>\n", bad > 0 ? " bad" : "",
-            html_escape(fmt::format(
-                "{} Worst R-hat {} (good up to {}); least effective number of draws {} for the centre and {} for the "
-                "tails of a distribution (good from {:.0f}).",
-                bad == 0 ? fmt::format("All {} parameters pass.", diagnosis.parameters.size())
-                         : fmt::format("{} of {} parameters {} not pass.", bad, diagnosis.parameters.size(),
-                                       bad == 1 ? "does" : "do"),
-                fixed(rhat, 3), kWorstRhat, fixed(bulk, 0), fixed(tail, 0), least)));
-    } else {
-        html +=
-            "<p class=\"verdict bad\">Convergence cannot be judged: the chains are too short, or their draws are all "
-            "the same.</p>\n";
+    if (!(rhat > 0.0)) {
+        return verdict(true,
+                       "Convergence cannot be judged: the chains are too short, or their draws are all the same.");
     }
-    html += soft_paragraph(
-        "Parameters are the means, variances and correlations on the scale of the model. R-hat compares the chains "
-        "with "
-        "each other and is 1 when they agree; the effective number is that of independent draws that would tell as "
-        "much.");
+    return verdict(bad > 0,
+                   fmt::format("{} Worst R-hat {} (good up to {}); least effective number of draws {} for the centre "
+                               "and {} for the tails of a distribution (good from {:.0f}).",
+                               bad == 0 ? fmt::format("All {} parameters pass.", diagnosis.parameters.size())
+                                        : fmt::format("{} of {} parameters {} not pass.", bad,
+                                                      diagnosis.parameters.size(), bad == 1 ? "does" : "do"),
+                               fixed(rhat, 3), kWorstRhat, fixed(bulk, 0), fixed(tail, 0), least));
+}
+
+std::string table_of_worst(const Diagnosis &diagnosis, double least, int thin) {
     std::vector<std::vector<Cell>> rows;
     for (std::size_t i = 0; i < std::min(kMostParameters, diagnosis.parameters.size()); ++i) {
         const ParameterDiagnosis &parameter = diagnosis.parameters[i];
@@ -126,24 +117,49 @@ std::string whether_it_converged(const RunRecord &record, const Diagnosis &diagn
                         {fixed(parameter.autocorrelation, 2)},
                         {fixed(parameter.autocorrelation_thin, 2)}});
     }
-    html += make_table(
-        fmt::format("The {} of {} that are worst off", count_of(rows.size(), "parameter"), diagnosis.parameters.size()),
-        {"Parameter", "Mean", "Monte Carlo error", "R-hat", "Effective, centre", "Effective, tails",
-         "Autocorrelation at lag 1", fmt::format("at lag {}", record.thin)},
-        rows);
+    const std::string caption =
+        rows.size() < diagnosis.parameters.size()
+            ? fmt::format("The {} of {} parameters that are worst off", rows.size(), diagnosis.parameters.size())
+            : std::string("All parameters, the worst first");
+    return make_table(caption,
+                      {"Parameter", "Mean", "Monte Carlo error", "R-hat", "Effective, centre", "Effective, tails",
+                       "Autocorrelation at lag 1", fmt::format("at lag {}", thin)},
+                      rows);
+}
+
+std::string chain_keys(int chains) {
     std::vector<std::pair<std::string, std::string>> keys;
-    for (int chain = 1; chain <= std::min(record.chains, 4); ++chain) {
-        keys.emplace_back(fmt::format("line c{}", chain), record.chains > 4
+    for (int chain = 1; chain <= std::min(chains, 4); ++chain) {
+        keys.emplace_back(fmt::format("line c{}", chain), chains > 4
                                                               ? fmt::format("chains {}, {}, ...", chain, chain + 4)
                                                               : fmt::format("chain {}", chain));
     }
-    html += make_keys(keys) + "<div class=\"figures pairs\">\n";
+    return make_keys(keys);
+}
+
+}  // namespace
+
+std::string whether_it_converged(const RunRecord &record, const Diagnosis &diagnosis) {
+    const double least = kLeastEssPerChain * record.chains;
+    std::string html = convergence_verdict(diagnosis, least) +
+                       soft_paragraph(
+                           "Parameters are the means, variances and correlations on the scale of the model. R-hat "
+                           "compares the chains with each other and is 1 when they agree; the effective number is that "
+                           "of independent draws that would tell as much.") +
+                       table_of_worst(diagnosis, least, record.thin);
+    std::string traces;
+    std::string autocorrelations;
     for (std::size_t i = 0; i < std::min(kMostTraces, diagnosis.parameters.size()); ++i) {
         const ParameterDiagnosis &parameter = diagnosis.parameters[i];
         if (parameter.chains.front().size() < 2) break;
-        html += trace_figure(parameter) + autocorrelation_figure(parameter, record.thin);
+        traces += trace_figure(parameter);
+        autocorrelations += autocorrelation_figure(parameter, record.thin);
     }
-    return html + "</div>\n";
+    if (traces.empty()) return html;
+    return html + heading("Traces of the worst") + chain_keys(record.chains) + side_by_side(traces) +
+           heading("Autocorrelations of the same") +
+           soft_paragraph("From one imputation of a chain to the next the correlation is that at the dashed line.") +
+           side_by_side(autocorrelations);
 }
 
 }  // namespace ullage::host

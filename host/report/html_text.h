@@ -11,18 +11,22 @@
 
 namespace ullage::host {
 
-/** The text, with U+FFFD for bytes that are no UTF-8. */
-[[nodiscard]] std::string valid_utf8(std::string_view text);
-
 /**
- * Text that stands for itself in HTML and SVG, as content and between the quotes of an attribute.
+ * Text that can be shown: valid UTF-8 of one line that nothing in it rearranges.
  *
- * Control characters become spaces, and bytes that are no UTF-8 become U+FFFD, so that any name of a file or a column
- * can be shown.
+ * Bytes that are no UTF-8 become U+FFFD, control characters and line separators become spaces, and marks that change
+ * the direction of what follows are written out, "[U+202E]".
  */
+[[nodiscard]] std::string showable(std::string_view text);
+
+/** Showable text that stands for itself in HTML and SVG, as content and between the quotes of an attribute. */
 [[nodiscard]] std::string html_escape(std::string_view text);
 
-/** The text cut to a number of characters, an ellipsis being the last; not escaped. */
+/** As html_escape, content only: a line may also break within long names, behind their punctuation where there is
+ * some. */
+[[nodiscard]] std::string breakable(std::string_view text);
+
+/** Showable text cut to a number of characters, an ellipsis being the last; not escaped. */
 [[nodiscard]] std::string shorten(std::string_view text, std::size_t characters);
 
 }  // namespace ullage::host

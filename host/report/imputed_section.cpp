@@ -10,53 +10,54 @@
 #include <map>
 #include <set>
 
+#include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/report/column_values.h"
-#include "ullage/host/report/html_text.h"
 #include "ullage/host/report/page_pieces.h"
 #include "ullage/host/report/sections.h"
 
 namespace ullage::host {
 namespace {
 
+constexpr std::size_t kMostColumns = 40;    // that are drawn
 constexpr std::size_t kMostIntervals = 14;  // of a column, drawn with their draws
 
 /** Shares of observed and of imputed missing cells per bin. */
-std::string shares_figure(const ColumnValues &values, const Axis &x, const Values &edges) {
+std::string shares_figure(const ColumnValues &values, const BinnedAxis &x) {
     Plot plot;
-    plot.x = x;
+    plot.x = x.axis;
     double most = 0.0;
-    const auto shares = [&](const Values &sorted) {
-        Values heights = bin_counts(sorted, edges);
+    const auto shares = [&](const Values &of_kind) {
+        Values heights = bin_counts(of_kind, x.edges);
         for (double &height : heights) {
-            height *= 100.0 / static_cast<double>(sorted.size());
+            height *= 100.0 / std::max(1.0, static_cast<double>(of_kind.size()));
             most = std::max(most, height);
         }
         return heights;
     };
     const Values observed = shares(values.observed);
     for (std::size_t i = 0; i < observed.size(); ++i) {
-        if (observed[i] > 0.0) plot.bars.push_back({edges[i], edges[i + 1], 0.0, observed[i], "observed"});
+        if (observed[i] > 0.0) plot.bars.push_back({x.edges[i], x.edges[i + 1], 0.0, observed[i], "observed"});
     }
-    plot.lines.push_back(outline(edges, shares(values.missing), "missing"));
+    plot.lines.push_back(outline(x.edges, shares(values.missing), "missing"));
     plot.y = {.label = "% of the cells of each kind", .high = 1.05 * most};
     plot.description =
         fmt::format("Histograms of {}. Observed: median and central 90% {}. Imputed for missing cells: {}.",
-                    values.column->name, middle_words(values.observed), middle_words(values.missing));
-    return make_figure(plot, "Observed cells against what was imputed for missing ones");
+                    values.column->name, middle_words(values.of_observed), middle_words(values.of_missing));
+    return make_figure(plot, values.column->name);
 }
 
 /** Counts of a completed table: observed, bounded and missing cells on top of each other. */
-std::string completed_figure(const ColumnValues &values, const Axis &x, const Values &edges) {
+std::string completed_figure(const ColumnValues &values, const BinnedAxis &x) {
     Plot plot;
-    plot.x = x;
+    plot.x = x.axis;
     const auto tables = static_cast<double>(values.column->imputed.size());
-    Values base(edges.size() - 1, 0.0);
-    const auto stack = [&](const Values &sorted, double weight, const char *style) {
-        const Values counts = bin_counts(sorted, edges);
+    Values base(x.edges.size() - 1, 0.0);
+    const auto stack = [&](const Values &of_kind, double weight, const char *style) {
+        const Values counts = bin_counts(of_kind, x.edges);
         for (std::size_t i = 0; i < counts.size(); ++i) {
             if (counts[i] == 0.0) continue;
-            plot.bars.push_back({edges[i], edges[i + 1], base[i], base[i] + weight * counts[i], style});
+            plot.bars.push_back({x.edges[i], x.edges[i + 1], base[i], base[i] + weight * counts[i], style});
             base[i] += weight * counts[i];
         }
     };
@@ -67,8 +68,9 @@ std::string completed_figure(const ColumnValues &values, const Axis &x, const Va
     plot.description = fmt::format(
         "Stacked histogram of {} completed. Observed: median and central 90% {}. Imputed for bounded cells: "
         "{}. Imputed for missing cells: {}.",
-        values.column->name, middle_words(values.observed), middle_words(values.bounded), middle_words(values.missing));
-    return make_figure(plot, "The column completed, on average over the imputations");
+        values.column->name, middle_words(values.of_observed), middle_words(values.of_bounded),
+        middle_words(values.of_missing));
+    return make_figure(plot, values.column->name);
 }
 
 std::string interval_name(const BoundedCell &cell) {
@@ -80,56 +82,70 @@ std::string interval_name(const BoundedCell &cell) {
     return "by order";
 }
 
-/** The draws of bounded cells within their bounds; cells with the same bounds share a line. */
-std::string intervals_figure(const ColumnValues &values, const Axis &x) {
-    struct Group {
-        const BoundedCell *cell;
-        std::vector<std::size_t> places;
-    };
-    std::map<std::pair<double, double>, Group> found;
+/** Bounded cells that have the same bounds. */
+struct SharedBounds {
+    const BoundedCell *cell;
+    std::vector<std::size_t> places;  // in CompletedColumn::hidden
+};
+
+/** The bounds of a column's cells, the lowest first; of many the most frequent. */
+std::vector<SharedBounds> shared_bounds(const ColumnValues &values, std::size_t &all) {
+    std::map<std::pair<double, double>, SharedBounds> found;
     for (std::size_t i = 0; i < values.cells.size(); ++i) {
-        Group &group = found[{values.cells[i]->upper, values.cells[i]->lower}];
+        SharedBounds &group = found[{values.cells[i]->upper, values.cells[i]->lower}];
         group.cell = values.cells[i];
         group.places.push_back(values.places[i]);
     }
-    std::vector<const Group *> groups;
-    for (const auto &[ends, group] : found) groups.push_back(&group);
-    // The most frequent are kept, in the order of their bounds.
-    if (groups.size() > kMostIntervals) {
-        std::vector<const Group *> frequent = groups;
-        std::stable_sort(frequent.begin(), frequent.end(),
-                         [](const Group *a, const Group *b) { return a->places.size() > b->places.size(); });
-        const std::set<const Group *> kept(frequent.begin(), frequent.begin() + kMostIntervals);
-        std::erase_if(groups, [&](const Group *group) { return !kept.contains(group); });
-    }
+    all = found.size();
+    std::vector<SharedBounds> groups;
+    for (auto &[ends, group] : found) groups.push_back(std::move(group));
+    if (groups.size() <= kMostIntervals) return groups;
+    std::vector<std::size_t> sizes;
+    for (const SharedBounds &group : groups) sizes.push_back(group.places.size());
+    std::nth_element(sizes.begin(), sizes.begin() + kMostIntervals - 1, sizes.end(), std::greater<>());
+    const std::size_t least = sizes[kMostIntervals - 1];
+    auto room = static_cast<std::ptrdiff_t>(kMostIntervals);
+    room -= std::count_if(groups.begin(), groups.end(), [&](const auto &group) { return group.places.size() > least; });
+    std::erase_if(groups, [&](const SharedBounds &group) {
+        return group.places.size() < least || (group.places.size() == least && room-- <= 0);
+    });
+    return groups;
+}
+
+/** The draws of bounded cells within their bounds; cells with the same bounds share a line. */
+std::string intervals_figure(const ColumnValues &values, const Axis &x) {
+    std::size_t all = 0;
     Plot plot;
     plot.x = x;
     std::vector<std::string> words;
-    for (const Group *group : groups) {
+    for (const SharedBounds &group : shared_bounds(values, all)) {
         Values draws;
         for (const Values &imputation : values.column->imputed) {
-            for (const std::size_t place : group->places) draws.push_back(imputation[place]);
+            for (const std::size_t place : group.places) draws.push_back(imputation[place]);
         }
-        std::sort(draws.begin(), draws.end());
+        const Summary summary = sum_up(draws);
         const auto y = static_cast<double>(plot.y.categories.size());
-        const double median = order_statistic(draws, 0.5);
         plot.bars.push_back(
-            {std::max(x.low, group->cell->lower), std::min(x.high, group->cell->upper), y + 0.12, y + 0.88, "range"});
-        plot.bars.push_back({order_statistic(draws, (1.0 - kWide) / 2.0), order_statistic(draws, (1.0 + kWide) / 2.0),
-                             y + 0.34, y + 0.66, "bounded"});
-        plot.lines.push_back({{median, median}, {y + 0.12, y + 0.88}, "median"});
-        const std::string name = interval_name(*group->cell);
-        plot.y.categories.push_back(
-            group->places.size() == 1 ? name : fmt::format("{} (\u00d7{})", name, group->places.size()));
-        words.push_back(fmt::format("{}: {}", name, middle_words(draws)));
+            {std::max(x.low, group.cell->lower), std::min(x.high, group.cell->upper), y + 0.12, y + 0.88, "range"});
+        plot.bars.push_back({summary.low, summary.high, y + 0.34, y + 0.66, "bounded"});
+        plot.lines.push_back({{summary.median, summary.median}, {y + 0.12, y + 0.88}, "median"});
+        const std::string name = interval_name(*group.cell);
+        plot.y.categories.push_back(group.places.size() == 1 ? name
+                                                             : fmt::format("{} (\u00d7{})", name, group.places.size()));
+        words.push_back(fmt::format("{}: {}", name, middle_words(summary)));
     }
-    plot.height = 45.0 + std::max(2.0, static_cast<double>(groups.size())) * 22.0;
+    const std::size_t shown = plot.y.categories.size();
+    plot.height = 45.0 + std::max(2.0, static_cast<double>(shown)) * 22.0;
     plot.description = fmt::format("Bounds of cells of {} and the median and central 90% of their draws. {}.",
                                    values.column->name, fmt::join(words, "; "));
-    return make_figure(plot, groups.size() < found.size()
-                                 ? fmt::format("Bounds of cells and their draws; {} of {} bounds, the most frequent",
-                                               groups.size(), found.size())
-                                 : std::string("Bounds of cells and their draws"));
+    return make_figure(plot, values.column->name,
+                       shown < all ? fmt::format("{} of {} bounds, the most frequent", shown, all) : std::string());
+}
+
+/** Where a draw lies between the bounds of its cell, from 0 to 1. */
+double place_between(const BoundedCell &cell, double draw) {
+    // Halved, as the distance of two numbers may be beyond all numbers.
+    return (draw / 2.0 - cell.lower / 2.0) / (cell.upper / 2.0 - cell.lower / 2.0);
 }
 
 /** Where the draws of cells with two bounds lie between them; empty if there are no such cells. */
@@ -141,11 +157,10 @@ std::string place_figure(const ColumnValues &values) {
         if (!std::isfinite(cell.lower) || !std::isfinite(cell.upper)) continue;
         ++cells;
         for (const Values &imputation : values.column->imputed) {
-            places.push_back((imputation[values.places[i]] - cell.lower) / (cell.upper - cell.lower));
+            places.push_back(place_between(cell, imputation[values.places[i]]));
         }
     }
     if (places.empty()) return "";
-    std::sort(places.begin(), places.end());
     Values edges;
     for (double i = 0.0; i <= 20.0; ++i) edges.push_back(i / 20.0);
     const Values counts = bin_counts(places, edges);
@@ -156,70 +171,125 @@ std::string place_figure(const ColumnValues &values) {
         plot.bars.push_back({edges[i], edges[i + 1], 0.0, height, "bounded"});
         most = std::max(most, height);
     }
-    plot.x = {.label = "place between the bounds: 0 lower, 1 upper"};
+    plot.x = {.label = "place between the bounds"};
     plot.y = {.label = "% of the draws", .high = 1.05 * most};
+    const Summary summary = sum_up(places);
     plot.description =
         fmt::format("Histogram of the place of the draws of {} between two bounds, of {}: median and central 90% {}.",
-                    values.column->name, count_of(cells, "cell"), middle_words(places));
-    return make_figure(plot, fmt::format("Where the draws of {} with two bounds lie", count_of(cells, "cell")));
+                    values.column->name, count_of(cells, "cell"), middle_words(summary));
+    return make_figure(plot, values.column->name,
+                       fmt::format("{} with two bounds; 0 is the lower one, 1 the upper", count_of(cells, "cell")));
+}
+
+/** One row of numbers for each kind of cells of a column. */
+void add_summaries(const ColumnValues &values, std::vector<std::vector<Cell>> &rows) {
+    const std::size_t first = rows.size();
+    const Summary &observed = values.of_observed;
+    const auto add = [&](const Summary &of_kind, const Values &draws, const char *kind) {
+        if (of_kind.count == 0) return;
+        std::vector<Cell> row = {{values.column->name, false, 0}, {kind}, {fmt::format("{}", of_kind.count)}};
+        for (const double value : {of_kind.mean, of_kind.deviation, of_kind.low, of_kind.median, of_kind.high}) {
+            row.push_back({number(value)});
+        }
+        const auto outside = std::count_if(draws.begin(), draws.end(),
+                                           [&](double draw) { return draw < observed.least || draw > observed.most; });
+        const auto count = static_cast<double>(of_kind.count);
+        row.push_back({&of_kind == &observed
+                           ? std::string()
+                           : fmt::format("{} ({})", outside, percent(static_cast<double>(outside), count))});
+        rows.push_back(std::move(row));
+    };
+    add(observed, values.observed, "observed");
+    add(values.of_missing, values.missing, "imputed, missing");
+    add(values.of_bounded, values.bounded, "imputed, bounded");
+    rows[first][0].rows = rows.size() - first;
+}
+
+/** The figures of all columns, by what they show. */
+struct ImputedFigures {
+    std::string shares;
+    std::string completed;
+    std::string intervals;
+    std::string places;
+};
+
+void add_figures(const ColumnValues &values, ImputedFigures &figures) {
+    const BinnedAxis x = bin(values);
+    if (!values.missing.empty()) figures.shares += shares_figure(values, x);
+    if (values.bounded.empty()) return;
+    figures.completed += completed_figure(values, x);
+    figures.intervals += intervals_figure(values, x.axis);
+    figures.places += place_figure(values);
+}
+
+/** A group of figures under its heading; nothing if there are none. */
+std::string figure_group(std::string_view title, std::string_view words,
+                         const std::vector<std::pair<std::string, std::string>> &keys, std::string_view figures) {
+    if (figures.empty()) return "";
+    return heading(title) + soft_paragraph(words) + make_keys(keys) + side_by_side(figures);
+}
+
+std::string all_figures(const ImputedFigures &figures) {
+    return figure_group("Observed against imputed", "Of each kind of cells the percentage in each bin.",
+                        {{"observed", "observed"}, {"line missing", "imputed, missing"}}, figures.shares) +
+           figure_group("Columns with bounded cells, completed", "On average over the imputations.",
+                        {{"observed", "observed"}, {"bounded", "imputed, bounded"}, {"missing", "imputed, missing"}},
+                        figures.completed) +
+           figure_group(
+               "Bounded cells and their draws", "Cells with the same bounds share a line.",
+               {{"range", "the bounds"}, {"bounded", "central 90% of the draws"}, {"line median", "their median"}},
+               figures.intervals) +
+           figure_group("Where draws lie between two bounds", "Over all cells with two bounds and all imputations.", {},
+                        figures.places);
+}
+
+/** The columns that are drawn: of many those with the most imputed cells. */
+std::set<std::size_t> drawn_columns(const CompletedTables &tables) {
+    const auto imputed = [&](std::size_t c) { return tables.columns[tables.model[c]].hidden.size(); };
+    std::vector<std::size_t> columns;
+    for (std::size_t c = 0; c < tables.model.size(); ++c) {
+        if (imputed(c) > 0) columns.push_back(c);
+    }
+    std::ranges::stable_sort(columns, std::ranges::greater(), imputed);
+    return {columns.begin(), columns.begin() + static_cast<std::ptrdiff_t>(std::min(kMostColumns, columns.size()))};
 }
 
 }  // namespace
 
-std::string what_was_imputed(const RunResults &results) {
+std::string what_was_imputed(const RunResults &results, const RunCells &cells) {
     const RunRecord &record = results.record;
+    const std::set<std::size_t> drawn = drawn_columns(results.tables);
     std::vector<std::vector<Cell>> rows;
     std::vector<std::string> untouched;
-    std::string figures;
-    bool has_missing = false;
-    bool has_bounded = false;
+    ImputedFigures figures;
+    std::size_t imputed = 0;
     for (std::size_t c = 0; c < record.columns.size(); ++c) {
-        const ColumnValues values = values_of(results, c);
-        if (values.missing.empty() && values.bounded.empty()) {
+        if (results.tables.columns[results.tables.model[c]].hidden.empty()) {
             untouched.push_back(record.columns[c].name);
             continue;
         }
-        has_missing = has_missing || !values.missing.empty();
-        has_bounded = has_bounded || !values.bounded.empty();
-        rows.push_back({{record.columns[c].name},
-                        {middle_words(values.observed)},
-                        {middle_words(values.missing)},
-                        {middle_words(values.bounded)}});
-
-        double low = kOpen;
-        double high = -kOpen;
-        for (const Values *sorted : {&values.observed, &values.missing, &values.bounded}) {
-            if (sorted->empty()) continue;
-            low = std::min(low, sorted->front());
-            high = std::max(high, sorted->back());
-        }
-        const bool is_log = values.is_log && low > 0.0;
-        const Values edges = bin_edges(low, high, is_log);
-        const Axis x{.label = record.columns[c].name, .low = edges.front(), .high = edges.back(), .is_log = is_log};
-        figures += fmt::format("<h3>{}</h3>\n<div class=\"figures\">\n", html_escape(record.columns[c].name));
-        if (!values.missing.empty()) figures += shares_figure(values, x, edges);
-        if (!values.bounded.empty()) {
-            figures += completed_figure(values, x, edges) + intervals_figure(values, x) + place_figure(values);
-        }
-        figures += "</div>\n";
+        ++imputed;
+        const ColumnValues values = values_of(results, cells, c);
+        add_summaries(values, rows);
+        if (drawn.contains(c)) add_figures(values, figures);
     }
     if (rows.empty()) return paragraph("Nothing: every cell of the model is observed.");
     std::string html;
     if (!untouched.empty()) html += paragraph("Fully observed: " + join_names(untouched) + ".");
-    html += make_table("Median, and in brackets the central 90%, of observed and imputed values",
-                       {"Column", "Observed", "Imputed, missing", "Imputed, bounded"}, rows);
-    html += soft_paragraph(
-        fmt::format("Imputed values are those of all {}{}. Missing cells need not look like observed ones; where they "
-                    "differ, the other cells of their rows should be able to explain it.",
-                    count_words(record.imputations, "imputation"), record.by ? " and all levels" : ""));
-    std::vector<std::pair<std::string, std::string>> keys = {{"observed", "observed"}};
-    if (has_missing) keys.emplace_back("missing", "imputed, missing");
-    if (has_bounded) {
-        keys.emplace_back("bounded", "imputed, bounded (central 90%)");
-        keys.emplace_back("range", "the bounds of a cell");
-        keys.emplace_back("line median", "median of the draws");
+    html += make_table("Observed and imputed values of each column",
+                       {"Column", "Cells", "Number", "Mean", "Standard deviation", "5%", "Median", "95%",
+                        "Outside the observed range"},
+                       rows, 2);
+    html += soft_paragraph(fmt::format(
+        "Imputed values are counted over {}{}. Missing cells need not look like observed ones; where they differ, the "
+        "other cells of their rows should be able to explain it. Bounded cells lie within their bounds, often outside "
+        "the observed range.",
+        record.imputations == 1 ? "one imputation" : fmt::format("all {} imputations", record.imputations),
+        record.by ? " and all levels" : ""));
+    if (drawn.size() < imputed) {
+        html += paragraph(fmt::format("The figures show the {} columns with the most imputed cells.", drawn.size()));
     }
-    return html + make_keys(keys) + figures;
+    return html + all_figures(figures);
 }
 
 }  // namespace ullage::host

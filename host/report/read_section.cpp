@@ -6,13 +6,14 @@
 
 #include <array>
 
+#include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/report/page_pieces.h"
 #include "ullage/host/report/sections.h"
 
 namespace ullage::host {
 
-std::string what_was_read(const RunResults &results, const KnownCells &knowledge) {
+std::string what_was_read(const RunResults &results, const RunCells &cells) {
     const RunRecord &record = results.record;
     const std::size_t n = record.columns.size();
     std::string text = fmt::format("The table {} has {} and {} in the model", quote(record.input_name),
@@ -22,20 +23,21 @@ std::string what_was_read(const RunResults &results, const KnownCells &knowledge
                             count_of(record.levels.size(), "level"));
     }
     std::string html = paragraph(text + ".");
+    std::vector<std::string> head = {"Column",        "Observed",       "Missing",        "Below a limit",
+                                     "Above a limit", "In an interval", "Known by order", "Not observed"};
     std::vector<std::vector<Cell>> rows;
     for (std::size_t c = 0; c < n; ++c) {
+        check_interrupt();
         std::array<std::size_t, kKnowledgeCount> counts{};
-        for (const Knowledge known : knowledge[c]) ++counts[static_cast<std::size_t>(known)];
+        for (const Knowledge known : cells.knowledge[c]) ++counts[static_cast<std::size_t>(known)];
         std::vector<Cell> row = {{record.columns[c].name}};
         for (const std::size_t count : counts) row.push_back({fmt::format("{}", count)});
         row.push_back({percent(static_cast<double>(record.rows) - static_cast<double>(counts[0]),
                                static_cast<double>(record.rows))});
         rows.push_back(std::move(row));
     }
-    html += make_table("Cells of each column by what the table says of them",
-                       {"Column", "Observed", "Missing", "Below a limit", "Above a limit", "In an interval",
-                        "Known by order", "Not observed"},
-                       rows);
+    drop_columns_of("0", head, rows);
+    html += make_table("Cells of each column by what the table says of them", head, rows);
     if (record.by) {
         rows.clear();
         for (const RunLevel &level : record.levels) {

@@ -25,19 +25,32 @@ struct Section {
     std::string body = {};
 };
 
-/** What is known of each cell: column after column of the model, one element per row. */
-KnownCells knowledge_of(const RunResults &results) {
-    KnownCells knowledge;
-    for (const std::size_t place : results.tables.model) {
-        knowledge.emplace_back(results.tables.rows, Knowledge::observed);
-        for (const std::int32_t row : results.tables.columns[place].hidden) {
-            knowledge.back()[static_cast<std::size_t>(row)] = Knowledge::missing;
-        }
-    }
-    for (const BoundedCell &cell : results.bounds) {
-        knowledge[static_cast<std::size_t>(cell.column)][static_cast<std::size_t>(cell.row)] = cell.knowledge;
-    }
-    return knowledge;
+/** Nothing is loaded or sent, and no script runs, whatever a name on the page may hold. */
+constexpr const char *kContentPolicy =
+    "default-src &#39;none&#39;; style-src &#39;unsafe-inline&#39;; img-src data:; base-uri &#39;none&#39;; "
+    "form-action &#39;none&#39;";
+
+std::string page_head(const std::string &title) {
+    return fmt::format(
+        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+        "<meta http-equiv=\"Content-Security-Policy\" content=\"{}\">\n"
+        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+        "<meta name=\"color-scheme\" content=\"light dark\">\n"
+        "<link rel=\"icon\" href=\"data:,\">\n<title>{}</title>\n<style>{}</style>\n</head>\n",
+        kContentPolicy, html_escape(title), kReportStyle);
+}
+
+std::string page_header(const RunRecord &record, const std::string &title, std::size_t warnings) {
+    std::int64_t hidden = 0;
+    for (const RunColumn &column : record.columns) hidden += column.missing + column.bounded;
+    const std::string count = count_of(warnings, "warning");
+    return fmt::format(
+        "<header>\n<h1>{}</h1>\n{}{}</header>\n", html_escape(title),
+        paragraph(fmt::format(
+            "{} {} imputed {} by ullage {}.", count_words(hidden, "cell"), hidden == 1 ? "was" : "were",
+            record.imputations == 1 ? "once" : fmt::format("{} times", record.imputations), record.version)),
+        warnings == 0 ? verdict(false, "No warnings.")
+                      : fmt::format("<p class=\"verdict bad\"><a href=\"#warnings\">{}</a></p>\n", count));
 }
 
 }  // namespace
@@ -45,36 +58,25 @@ KnownCells knowledge_of(const RunResults &results) {
 std::string make_report(const RunResults &results) {
     const RunRecord &record = results.record;
     const Diagnosis diagnosis = diagnose(record, results.draws, &results.tables);
-    const KnownCells knowledge = knowledge_of(results);
+    const RunCells cells = run_cells(results);
+    const std::vector<DrawnMoments> moments = drawn_moments(results);
     std::vector<std::string> warnings = record.input_warnings;
     warnings.insert(warnings.end(), diagnosis.warnings.begin(), diagnosis.warnings.end());
     const std::vector<Section> sections = {
-        {"read", "What was read", what_was_read(results, knowledge)},
-        {"patterns", "Patterns of missingness", patterns_of_missingness(results, knowledge)},
+        {"read", "What was read", what_was_read(results, cells)},
+        {"patterns", "Patterns of missingness", patterns_of_missingness(results, cells)},
         {"assumed", "What was assumed", what_was_assumed(record, !results.bounds.empty())},
         {"converged", "Whether it converged", whether_it_converged(record, diagnosis)},
-        {"imputed", "What was imputed", what_was_imputed(results)},
+        {"imputed", "What was imputed", what_was_imputed(results, cells)},
+        {"pairs", "Pairs of columns", pairs_of_columns(results, cells, moments)},
+        {"fits", "Whether the model fits", whether_the_model_fits(results)},
         {"pooled", "Pooled means and correlations", pooled_estimates(results, diagnosis)},
         {"warnings", "Warnings", warnings.empty() ? paragraph("None.") : list(warnings)},
         {"reproduce", "How to reproduce it", how_to_reproduce(record)},
     };
-    std::string html = fmt::format(
-        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-        "<meta name=\"color-scheme\" content=\"light dark\">\n"
-        "<link rel=\"icon\" href=\"data:,\">\n<title>Imputation of {0}</title>\n<style>{1}</style>\n</head>\n<body>\n"
-        "<a class=\"skip\" href=\"#content\">Skip to the content</a>\n"
-        "<header>\n<h1>Imputation of {0}</h1>\n",
-        html_escape(std::filesystem::path(record.input_name).filename().string()), kReportStyle);
-    std::int64_t hidden = 0;
-    for (const RunColumn &column : record.columns) hidden += column.missing + column.bounded;
-    html += paragraph(fmt::format("{} were imputed {} by ullage {}.", count_words(hidden, "cell"),
-                                  record.imputations == 1 ? "once" : fmt::format("{} times", record.imputations),
-                                  record.version));
-    html += warnings.empty() ? "<p class=\"verdict\">No warnings.</p>\n"
-                             : fmt::format("<p class=\"verdict bad\"><a href=\"#warnings\">{}</a></p>\n",
-                                           count_of(warnings.size(), "warning"));
-    html += "</header>\n<nav aria-label=\"Sections\">\n<ol>\n";
+    const std::string title = "Imputation of " + std::filesystem::path(record.input_name).filename().string();
+    std::string html = page_head(title) + "<body>\n<a class=\"skip\" href=\"#content\">Skip to the content</a>\n" +
+                       page_header(record, title, warnings.size()) + "<nav aria-label=\"Sections\">\n<ol>\n";
     for (const Section &section : sections) {
         html += fmt::format("<li><a href=\"#{}\">{}</a></li>\n", section.id, section.title);
     }

@@ -60,9 +60,12 @@ std::string how_to_reproduce(const RunRecord &record) {
     }
     return html + "</dl>\n" +
            paragraph(
-               "The same program, input, settings and seed give the same imputations, whatever the number of "
-               "processes. run.json has all settings, parameters.csv the draws of the parameters, bounds.csv what "
-               "is known of bounded cells.");
+               "This program, with the same input, settings and seed, gives the same imputations, whatever the number "
+               "of processes, on every x86-64 processor with the same C library; another library may round exp and log "
+               "differently in the last digit, and another version of the random streams draws other numbers.") +
+           paragraph(
+               "run.json has all settings, parameters.csv the draws of the parameters, bounds.csv what is known of "
+               "bounded cells.");
 }
 
 }  // namespace ullage::host

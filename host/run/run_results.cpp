@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "ullage/host/model/parameter_names.h"
+#include "ullage/host/run/overimputation_file.h"
 
 namespace ullage::host {
 
@@ -18,6 +19,7 @@ RunResults read_results(const std::string &directory) {
     results.draws = read_parameters(directory, results.record);
     results.tables = read_completed_tables(directory, results.record);
     results.bounds = read_bounded_cells(directory, results.record);
+    results.overimputation = read_overimputation(directory);
     return results;
 }
 

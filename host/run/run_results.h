@@ -5,10 +5,12 @@
 #ifndef ULLAGE_HOST_RUN_RUN_RESULTS_H
 #define ULLAGE_HOST_RUN_RUN_RESULTS_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "ullage/host/draw/impute.h"
+#include "ullage/host/draw/overimpute.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/run/bounded_cells.h"
 #include "ullage/host/run/completed_tables.h"
@@ -23,16 +25,18 @@ struct RunResults {
     ParameterDraws draws;
     CompletedTables tables;
     std::vector<BoundedCell> bounds;
+    std::optional<std::vector<OverimputedColumn>> overimputation;  ///< if there was one
 };
 
 /**
  * Read the results of a run.
  *
- * @throws Error  as the readers of run.json, parameters.csv, the completed tables and bounds.csv
+ * @throws Error  as the readers of run.json, parameters.csv, the completed tables, bounds.csv and overimputation.csv
  */
 [[nodiscard]] RunResults read_results(const std::string &directory);
 
-/** The same results as long as they are in memory. Only the columns of the model are among the tables' columns. */
+/** The same results as long as they are in memory, without over-imputation. Only the columns of the model are among the
+ * tables' columns. */
 [[nodiscard]] RunResults gather_results(RunRecord record, const ModelTable &model, const Imputations &imputations);
 
 }  // namespace ullage::host

@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 The Ullage authors
 # SPDX-License-Identifier: Apache-2.0
 """The report in headless Chromium, wide and narrow, light and dark: no errors on the console, links lead to their
-sections, text is there to be found, nothing is cut off. Usage: browser_test.py PROGRAM; skipped without Chromium."""
+sections, text is there to be found, nothing is cut off, what scrolls shows it, and no script runs. Usage: browser_test.py PROGRAM; skipped without Chromium."""
 
 import html
 import json
@@ -38,6 +38,17 @@ addEventListener('load', () => {
         if (Math.abs(target.getBoundingClientRect().top) > innerHeight) faults.push('no jump to ' + link.href);
     }
     for (const folded of document.querySelectorAll('details')) folded.open = true;
+    for (const part of document.querySelectorAll('main *, header *')) {
+        if (part.closest('svg') || part.scrollWidth <= part.clientWidth + 1) continue;
+        const style = getComputedStyle(part);
+        if (style.display == 'inline') continue;
+        if (!part.classList.contains('scroll') || style.overflowX != 'auto') faults.push('cut off: ' + part.outerHTML.slice(0, 80));
+        if (!style.backgroundImage.includes('gradient')) faults.push('no sign that it scrolls: ' + part.ariaLabel);
+    }
+    for (const part of document.querySelectorAll('p, th, td, figcaption, h1, h3, li')) {
+        const box = part.getBoundingClientRect();
+        if (!part.closest('.scroll') && (box.left < 0 || box.right > innerWidth)) faults.push('beside the window: ' + part.textContent.slice(0, 60));
+    }
     for (const picture of document.querySelectorAll('svg[role=img]')) {
         const frame = picture.getBoundingClientRect();
         if (frame.width < 100 || frame.height < 50) faults.push('no room for ' + picture.getAttribute('aria-label'));
@@ -101,10 +112,30 @@ class Browser(unittest.TestCase):
                         runs.run(PROGRAM, folder, run)
                     page = f"{run}.html"
                     text = report.read_text(encoding="utf-8")
-                    (folder / page).write_text(text.replace("</body>", PROBE + "</body>"), encoding="utf-8")
+                    probed = re.sub(r'<meta http-equiv="Content-Security-Policy"[^>]*>', "", text)
+                    self.assertNotEqual(probed, text)
+                    (folder / page).write_text(probed.replace("</body>", PROBE + "</body>"), encoding="utf-8")
                     console, seen = self.look(folder, page, width, dark)
                     self.assertEqual(console, [])
                     self.assertEqual(seen, {"faults": [], "dark": dark, "width": width, "found": 2})
+
+    def test_no_script_runs_and_nothing_is_loaded(self):
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name)
+            text = runs.run(PROGRAM, folder, "once").read_text(encoding="utf-8")
+            (folder / "picture.svg").write_text('<svg xmlns="http://www.w3.org/2000/svg"/>', encoding="utf-8")
+            attack = ("<script>parent.postMessage('a script ran', '*')</script><img src=x onerror=\""
+                      "parent.postMessage('a handler ran', '*')\"><img src=picture.svg onload=\"\">")
+            (folder / "page.html").write_text(text.replace("</body>", attack + "</body>"), encoding="utf-8")
+            frame = (folder / "frame.html")
+            frame.write_text(FRAME % ("page.html", 800), encoding="utf-8")
+            with tempfile.TemporaryDirectory() as profile:
+                done = subprocess.run([BROWSER, *FLAGS, f"--user-data-dir={profile}", "--dump-dom", frame.as_uri()],
+                                      capture_output=True, text=True, encoding="utf-8", timeout=90, check=True)
+            self.assertIn("<title></title>", done.stdout)
+            for refused in ["inline script", "inline event handler", "picture.svg"]:
+                self.assertTrue(any(refused in line and "Content Security Policy" in line
+                                    for line in done.stderr.splitlines()), refused)
 
 
 if __name__ == "__main__":

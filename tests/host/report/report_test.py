@@ -2,9 +2,12 @@
 # SPDX-License-Identifier: Apache-2.0
 """The page of the report: well formed, self-contained, complete, the same every time. Usage: report_test.py PROGRAM"""
 
+import csv
+import html
 import html.parser
 import pathlib
 import re
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -13,9 +16,9 @@ import unittest
 import runs
 
 PROGRAM = "ullage"
-VOID = {"meta", "link", "br", "hr", "img", "input"}
+VOID = {"meta", "link", "br", "hr", "img", "input", "wbr"}
 SECTIONS = ["What was read", "Patterns of missingness", "What was assumed", "Whether it converged", "What was imputed",
-            "Pooled means and correlations", "Warnings", "How to reproduce it"]
+            "Pairs of columns", "Whether the model fits", "Pooled means and correlations", "Warnings", "How to reproduce it"]
 
 
 class Page(html.parser.HTMLParser):
@@ -74,6 +77,34 @@ class Page(html.parser.HTMLParser):
             self.words += data
 
 
+def plain(markup):
+    return html.unescape(re.sub("<[^>]*>", "", markup))
+
+
+def rows_of(path, caption):
+    """The table of the page whose caption begins so: by the header of each row, or where it spans several by that and
+    the next cell, the cells by the header of their column."""
+    text = path.read_text(encoding="utf-8").replace("<wbr>", "")
+    table = re.search(f"<caption>{caption}.*?</table>", text, re.S)[0]
+    head = [plain(cell) for cell in re.findall('<th scope="col".*?</th>', table)]
+    rows, above = {}, None
+    for row in re.findall("<tr>(.*?)</tr>", table)[1:]:
+        cells = [plain(cell) for cell in re.findall("<t[hd].*?</t[hd]>", row)]
+        if "scope" not in row:
+            cells.insert(0, above)
+        above = cells[0]
+        rows[(above, cells[1]) if "rowspan" in table else above] = dict(zip(head, cells))
+    return rows
+
+
+def bars_of(svg, style):
+    """How high the bars of a histogram are, in the units of its axis."""
+    ticks = [(float(label), float(y)) for y, label in
+             re.findall(r'y="([\d.]+)" text-anchor="end" dy=".35em">([\d.]+)<', svg)]
+    unit = (ticks[-1][0] - ticks[0][0]) / (ticks[0][1] - ticks[-1][1])
+    return [unit * float(height) for height in re.findall(rf'<rect class="{style}"[^>]* height="([\d.]+)"', svg)]
+
+
 class Report(unittest.TestCase):
     maxDiff = 2000
 
@@ -99,6 +130,7 @@ class Report(unittest.TestCase):
                     self.assertIn(link[1:], page.ids)
                 self.assertEqual(page.links[0], "#content")
                 self.assertFalse({"script", "iframe", "object", "img"} & {tag for tag, _ in page.tags})
+                self.assertIn("default-src &#39;none&#39;", text)
                 self.assertNotRegex(text, r"https?://|url\(|@import")
                 self.assertNotRegex(page.words, r"\b(nan|inf)\b")
                 for tag, values in page.tags:
@@ -120,11 +152,65 @@ class Report(unittest.TestCase):
         interval = sum(".." in row[4] for row in table)
         missing = sum(row[4] == "" for row in table)
         words = re.sub(r"\s+", " ", page.words)
-        rows = re.findall(r"<tr>(.*?)</tr>", (self.path / "odd/report.html").read_text(encoding="utf-8"))
-        cells = next(re.findall(r"<t[hd][^>]*>([^<]*)<", row) for row in rows if runs.ODD_NAMES[4] in row)
-        self.assertEqual(cells[1:7], [str(60 - interval - missing), str(missing), "0", "0", str(interval), "0"])
+        read = rows_of(self.path / "odd/report.html", "Cells of each column")[runs.ODD_NAMES[4]]
+        self.assertEqual((read["Observed"], read["Missing"], read["In an interval"]),
+                         (str(60 - interval - missing), str(missing), str(interval)))
         complete = sum(all(re.fullmatch(r"-?\d+\.\d+", cell) for cell in row) for row in table)
         self.assertIn(f"{complete} of 60 rows", words)
+
+    def test_what_was_imputed_is_told_from_the_completed_tables(self):
+        text = self.read("odd")
+        name = runs.ODD_NAMES[4]
+        with open(self.path / "odd/imputations.csv", encoding="utf-8", newline="") as file:
+            lines = list(csv.DictReader(file))
+        original = {line[".id"]: line[name] for line in lines if line[".imp"] == "0"}
+        observed = sorted(float(value) for value in original.values() if value != "NA")
+        with open(self.path / "odd/bounds.csv", encoding="utf-8", newline="") as file:
+            bounded = {line["row"] for line in csv.DictReader(file) if line["column"] == name}
+        draws = {kind: [float(line[name]) for line in lines if line[".imp"] != "0" and original[line[".id"]] == "NA"
+                        and (line[".id"] in bounded) == (kind == "bounded")] for kind in ("missing", "bounded")}
+        rows = rows_of(self.path / "odd/report.html", "Observed and imputed")
+        for kind, values in [("observed", observed), ("imputed, missing", draws["missing"]),
+                             ("imputed, bounded", draws["bounded"])]:
+            values.sort()
+            row = rows[name, kind]
+            self.assertEqual(row["Number"], str(len(values)))
+            expected = [statistics.mean(values), statistics.stdev(values), values[int(0.05 * len(values))],
+                        values[len(values) // 2], values[int(0.95 * len(values))]]
+            shown = [float(row[head].replace("\u2212", "-")) for head in ("Mean", "Standard deviation", "5%", "Median", "95%")]
+            for number, right in zip(shown, expected):
+                self.assertAlmostEqual(number / right, 1, delta=6e-4)
+            if kind != "observed":
+                outside = sum(not observed[0] <= value <= observed[-1] for value in values)
+                self.assertTrue(row["Outside the observed range"].startswith(f"{outside} ("))
+        # One completed table has all rows, whatever the number of imputations; shares are of all cells of their kind.
+        svg = {kind: re.search(f'aria-label="{kind} of {name}.*?</svg>', text)[0]
+               for kind in ("Stacked histogram", "Histograms")}
+        bars = {style: sum(bars_of(svg["Stacked histogram"], style)) for style in ("observed", "bounded", "missing")}
+        for style, cells in [("observed", len(observed)), ("bounded", len(draws["bounded"]) / 5),
+                             ("missing", len(draws["missing"]) / 5)]:
+            self.assertAlmostEqual(bars[style], cells, delta=1.0)
+        self.assertAlmostEqual(sum(bars_of(svg["Histograms"], "observed")), 100, delta=2)
+
+    def test_over_imputation_is_judged(self):
+        self.read("once", ["--overimpute"])
+        report = self.path / "once/report.html"
+        first = report.read_text(encoding="utf-8")
+        over = self.path / "once/overimputation.csv"
+        cells = {line["column"]: line for line in csv.DictReader(over.read_text(encoding="utf-8").splitlines())}
+        for name, row in rows_of(report, "Observed cells that were hidden").items():
+            self.assertEqual(row["In the 90% interval"],
+                             f"{100 * int(cells[name]['in_90']) / int(cells[name]['cells']):.1f}%")
+        subprocess.run([PROGRAM, "report", "once", "--quiet"], cwd=self.path, check=True)
+        self.assertEqual(report.read_text(encoding="utf-8"), first)
+        for line, words in [("a,100,50,90", "about as many"), ("a,100,50,96", "about as many"),
+                            ("a,100,50,99", "The intervals of a hold"), ("a,100,20,90", "The intervals of a hold")]:
+            over.write_text(f"column,cells,in_50,in_90\n{line}\n", encoding="utf-8")
+            subprocess.run([PROGRAM, "report", "once", "--quiet"], cwd=self.path, check=True)
+            self.assertIn(words, report.read_text(encoding="utf-8"), line)
+        over.write_text("column,cells,in_50,in_90\na,10,11,9\n", encoding="utf-8")
+        done = subprocess.run([PROGRAM, "report", "once"], cwd=self.path, capture_output=True, text=True, check=False)
+        self.assertEqual((done.returncode, "line 2" in done.stderr), (65, True), done.stderr)
 
     def test_a_run_has_one_report(self):
         first = self.read("odd")

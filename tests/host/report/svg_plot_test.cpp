@@ -7,7 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
+#include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "ullage/host/report/html_text.h"
 
@@ -38,7 +42,9 @@ TEST(SvgPlot, TicksAreRoundAndWithinTheirAxis) {
         {1e10, 1e10 + 4, 5, false, "10000000000 10000000001 10000000002 10000000003 10000000004"},
         {7.0, 7.0, 5, false, "7"},
         {0.5, 120.0, 9, true, "0.5 1 2 5 10 20 50 100"},
-        {0.5, 120.0, 5, true, "1 10 100"},
+        {0.5, 120.0, 5, true, "1 3 10 30 100"},
+        {0.5, 120.0, 3, true, "1 10 100"},
+        {0.02, 40.0, 3, true, "0.1 1 10"},
         {1e-3, 1e9, 4, true, "1 10000 1e+08"},
         {2.0, 8.0, 4, true, "2 4 6 8"},
     };
@@ -63,6 +69,18 @@ TEST(SvgPlot, TicksOfAnyRangeEndAndAreFew) {
             }
         }
     }
+    // Ends between which no steps can be counted.
+    for (const auto &[low, high] : {std::pair(1e-308, 2e-308),
+                                    {0.0, 5e-324},
+                                    {1.0, std::nextafter(1.0, 2.0)},
+                                    {1e200, 1e200 * (1.0 + 1e-15)},
+                                    {-1.797e308, 1.797e308}}) {
+        EXPECT_EQ(round_ticks(low, high, 6).size(), 1U) << low;
+        EXPECT_FALSE(can_be_drawn({.low = low, .high = high})) << low;
+    }
+    EXPECT_LE(round_ticks(5e-324, 1.797e308, 6, true).size(), 6U);
+    EXPECT_TRUE(can_be_drawn({.low = -1e200, .high = 1e200}));
+    EXPECT_FALSE(can_be_drawn({.low = 3.0, .high = 3.0}));
 }
 
 TEST(SvgPlot, AnyTextStandsForItself) {
@@ -73,8 +91,13 @@ TEST(SvgPlot, AnyTextStandsForItself) {
         {"größe 日本 \U0001F600", "größe 日本 \U0001F600"},
         {std::string("a\0b\x1b\x7f\n", 6), "a b   "},
         {"\xff<\xc3", "\uFFFD&lt;\uFFFD"},
+        {"a\u202Eb\u2066\u061C", "a[U+202E]b[U+2066][U+061C]"},  // what would turn the text behind it
+        {"\u0085a\u2028b \u05E9\u05DD", " a b \u05E9\u05DD"},
     };
     for (const auto &c : cases) EXPECT_EQ(html_escape(c.text), c.html);
+    EXPECT_EQ(breakable("metal_10_<b>"), "metal_<wbr>10_&lt;b&gt;");
+    EXPECT_EQ(breakable("Benzo(a)pyrene, total"), "Benzo(a)<wbr>pyrene, total");
+    EXPECT_EQ(breakable(std::string(41, 'x')), std::string(20, 'x') + "<wbr>" + std::string(20, 'x') + "<wbr>x");
 }
 
 TEST(SvgPlot, ShortTextsStayAndLongOnesAreCutAtACharacter) {
@@ -120,6 +143,48 @@ TEST(SvgPlot, LongCategoriesAreShortenedAndSaidInFull) {
     EXPECT_NE(svg.find("<title>a name that is much too long to be written at a slant</title>a name"),
               std::string::npos);
     EXPECT_EQ(svg.find("<title>short"), std::string::npos);
+}
+
+/** The numbers of an attribute of all elements that begin with some text, in their order. */
+std::vector<double> attributes(const std::string &svg, const std::string &element, const std::string &name) {
+    std::vector<double> numbers;
+    for (std::size_t at = svg.find(element); at != std::string::npos; at = svg.find(element, at + 1)) {
+        numbers.push_back(std::stod(svg.substr(svg.find(' ' + name + "=\"", at) + name.size() + 3)));
+    }
+    return numbers;
+}
+
+TEST(SvgPlot, CategoriesOfRowsRunDownAndNumbersUp) {
+    Plot plot;
+    plot.y.categories = {"first", "second", "third"};
+    for (double i = 0.0; i < 3.0; ++i) plot.bars.push_back({0.0, 1.0, i, i + 1.0, "bar"});
+    const std::string rows = draw_plot(plot);
+    const std::vector<double> tops = attributes(rows, "<rect class=\"bar\"", "y");
+    EXPECT_TRUE(tops.size() == 3 && tops[0] < tops[1] && tops[1] < tops[2]) << rows;
+    // Each name stands beside its own bar.
+    for (std::size_t i = 0; i < 3; ++i) {
+        const std::size_t name = rows.find(plot.y.categories[i]);
+        const double at = attributes(rows.substr(rows.rfind("<text", name)), "<text", "y").front();
+        EXPECT_GT(at, tops[i]);
+        EXPECT_LT(at, tops[i] + attributes(rows, "<rect class=\"bar\"", "height")[i]);
+    }
+    plot.y.categories = {};
+    plot.y.high = 3.0;
+    const std::vector<double> numbers = attributes(draw_plot(plot), "<rect class=\"bar\"", "y");
+    EXPECT_TRUE(numbers[0] > numbers[1] && numbers[1] > numbers[2]);
+}
+
+TEST(SvgPlot, DotsStandWhereLinesWouldPass) {
+    Plot plot;
+    plot.lines = {{{0.25, 0.75}, {0.1, 0.9}, "line"}};
+    plot.dots = {{{0.25, 0.75}, {0.1, 0.9}, "dots"}};
+    const std::string svg = draw_plot(plot);
+    double x[2];
+    double y[2];
+    ASSERT_EQ(std::sscanf(svg.c_str() + svg.find("points=\"") + 8, "%lf,%lf %lf,%lf", &x[0], &y[0], &x[1], &y[1]), 4);
+    std::ostringstream path;
+    path << "d=\"M" << x[0] << ' ' << y[0] << "h0M" << x[1] << ' ' << y[1] << "h0\"";
+    EXPECT_NE(svg.find(path.str()), std::string::npos) << svg;
 }
 
 }  // namespace
