@@ -6,8 +6,8 @@
 
 #include <fmt/format.h>
 
-#include <Eigen/Dense>
 #include <algorithm>
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
@@ -15,6 +15,7 @@
 #include "ullage/host/base/input_file.h"
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/numbers/moments.h"
+#include "ullage/host/numbers/triangular.h"
 
 namespace ullage::host {
 namespace {
@@ -42,14 +43,17 @@ void check_file(const PriorChoice &choice, const std::string &path) {
     if (!(choice.mean_cases >= 0.0) || !(choice.covariance_cases > 0.0)) {
         refuse(fmt::format("{}: mean_cases must be 0 or more, covariance_cases above 0", path));
     }
-    const auto size = static_cast<Eigen::Index>(n);
-    Eigen::MatrixXd covariance(size, size);
-    for (Eigen::Index i = 0; i < size; ++i) {
-        for (Eigen::Index j = 0; j < size; ++j) covariance(i, j) = choice.covariance[i][j];
+    double largest = 0.0;
+    double asymmetry = 0.0;
+    std::vector<double> lower;
+    for (std::size_t i = 0; i < n; ++i) {
+        for (std::size_t j = 0; j <= i; ++j) {
+            lower.push_back(choice.covariance[i][j]);
+            largest = std::max(largest, std::fabs(choice.covariance[i][j]));
+            asymmetry = std::max(asymmetry, std::fabs(choice.covariance[i][j] - choice.covariance[j][i]));
+        }
     }
-    const bool symmetric =
-        (covariance - covariance.transpose()).cwiseAbs().maxCoeff() <= 1e-9 * covariance.cwiseAbs().maxCoeff();
-    if (!symmetric || covariance.llt().info() != Eigen::Success) {
+    if (asymmetry > 1e-9 * largest || !take_root(lower, n)) {
         refuse(fmt::format("{}: covariance must be symmetric and positive definite", path));
     }
 }

@@ -6,6 +6,7 @@
 #define ULLAGE_HOST_NUMBERS_RANDOM_STREAM_H
 
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -13,7 +14,7 @@
 namespace ullage::host {
 
 /** Goes up whenever the same key would give other numbers; recorded with every run. */
-inline constexpr std::uint32_t kStreamVersion = 1;
+inline constexpr std::uint32_t kStreamVersion = 2;
 
 /** What the numbers of a stream decide. The values are part of the stream: never changed, never used again. */
 enum class StreamPurpose : std::uint32_t {
@@ -32,11 +33,15 @@ struct StreamKey {
     std::uint64_t block;      ///< a block of rows, or a level, from 0
 };
 
+/** The right edges of the normal density's layers of equal area, from the lowest, which counts the tail, to 0. */
+using LayerEdges = std::array<double, 257>;
+extern const LayerEdges kLayerEdges;
+
 /**
  * A counter-based stream (Philox4x64-10; Salmon, Moraes, Dror, Shaw 2011) as a standard generator of 64 random bits.
  *
- * Its numbers depend on its key alone and are the same on every platform up to the last bit of exp and log, which the
- * wedge and tail of the normal sampler use. No operation fails.
+ * Its numbers depend on its key alone and have the same bits on every platform: they are made by +, -, *, / and square
+ * roots, with no function of a library. No operation fails.
  */
 class RandomStream {
 public:
@@ -55,13 +60,24 @@ public:
 
     /** Uniform on the open unit interval: the middles of 2^52 equal parts. */
     double uniform() { return (static_cast<double>((*this)() >> 12) + 0.5) * 0x1p-52; }
-    /** Standard normal. */
-    double normal();
-    /** Chi-squared with degrees above 0. */
+    /**
+     * Standard normal, by the ziggurat of 256 layers (Marsaglia and Tsang 2000, Journal of Statistical Software 5(8));
+     * layer and place come from different bits of a word (Doornik 2005, "An improved ziggurat method").
+     */
+    double normal() {
+        const std::uint64_t word = (*this)();
+        const std::size_t layer = word & 255;
+        const double place = (static_cast<double>(static_cast<std::int64_t>(word) >> 11) + 0.5) * 0x1p-52;
+        const double x = place * kLayerEdges[layer];
+        return std::fabs(x) < kLayerEdges[layer + 1] ? x : normal_outside(layer, x);
+    }
+    /** Chi-squared with degrees above 0 (Marsaglia and Tsang 2000, ACM Transactions on Mathematical Software 26(3)). It
+     * can be 0 where the degrees are below 0.1. */
     double chi_squared(double degrees);
 
 private:
     void refill();
+    double normal_outside(std::size_t layer, double x);
 
     std::array<std::uint64_t, 2> key_{};
     std::array<std::uint64_t, 4> counter_{};
