@@ -48,7 +48,7 @@ void ProgressBar::show(const host::ImputeProgress &progress) {
     const double rate = elapsed > 0.0 ? static_cast<double>(progress.done) / elapsed : 0.0;
     const double left = rate > 0.0 ? static_cast<double>(progress.total - progress.done) / rate : 0.0;
     if (form_ == Form::json) {
-        write_stderr(fmt::format("{{\"done\": {}, \"total\": {}, \"rate\": {:.1f}, \"seconds_left\": {:.1f}}}\n",
+        write_stderr(fmt::format("{{\"done\": {}, \"total\": {}, \"rate\": {:.1f}, \"seconds_left\": {:.3f}}}\n",
                                  progress.done, progress.total, rate, left));
         return;
     }

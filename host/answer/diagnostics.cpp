@@ -40,7 +40,7 @@ Chains correlation_of(const Chains &covariance, const Chains &first, const Chain
     Chains correlation = covariance;
     for (std::size_t chain = 0; chain < correlation.size(); ++chain) {
         for (std::size_t i = 0; i < correlation[chain].size(); ++i) {
-            correlation[chain][i] /= std::sqrt(first[chain][i] * second[chain][i]);
+            correlation[chain][i] /= std::sqrt(first[chain][i]) * std::sqrt(second[chain][i]);
         }
     }
     return correlation;

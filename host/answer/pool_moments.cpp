@@ -73,8 +73,8 @@ public:
         for_pairs([&](std::size_t i, std::size_t j) {
             Pieces pieces;
             for (const Moments &moments : moments_) {
-                const double r =
-                    covariance(moments, i, j) / std::sqrt(covariance(moments, i, i) * covariance(moments, j, j));
+                const double r = covariance(moments, i, j) / std::sqrt(covariance(moments, i, i)) /
+                                 std::sqrt(covariance(moments, j, j));
                 if (!(std::fabs(r) < 1.0)) {
                     throw Error(Fault::data,
                                 fmt::format("{} and {}{} have no correlation that can be pooled: one of them is "

@@ -11,6 +11,7 @@
 #include <numeric>
 
 #include "ullage/host/base/error.h"
+#include "ullage/host/base/words.h"
 #include "ullage/host/table/rules.h"
 
 namespace ullage::host {
@@ -57,6 +58,38 @@ Scale centre_and_scale(Transformation transformation, const std::vector<double> 
     for (const double value : values) squares += (value / largest - mean) * (value / largest - mean);
     const double deviation = std::sqrt(squares / count) * largest;
     return {transformation, mean * largest, deviation > 0.0 ? deviation : 1.0};
+}
+
+/** Fourth powers of a spread in this range, which variances of variances are made of, are numbers. */
+constexpr double kLeastSpread = 1e-70;
+constexpr double kLargestSpread = 1e70;
+
+void check_spread(const Table &table, std::size_t column, Transformation transformation,
+                  const std::vector<double> &values) {
+    const double spread = centre_and_scale(transformation, values).scale;
+    if (spread >= kLeastSpread && spread <= kLargestSpread) return;
+    throw Error(Fault::data,
+                fmt::format("{}: column {}: {} have the standard deviation {:.3g}, whose fourth power is beyond "
+                            "the range of double precision; give the column in other units",
+                            table.file.source, quote(table.columns[column].name),
+                            transformation == Transformation::none ? "its values" : "its transformed values", spread));
+}
+
+/** A cell whose bound lies farther out than any square could follow would be drawn there. */
+void check_bounds(const Table &table, const HiddenCells &hidden, std::span<const Scale> scales) {
+    for (const HiddenCell &cell : hidden.cells) {
+        const auto column = static_cast<std::size_t>(cell.column);
+        if (table.columns[column].holds_words()) continue;
+        const double lower = to_model(scales[column], cell.lower);
+        const double upper = to_model(scales[column], cell.upper);
+        if (!(std::isfinite(lower) && lower > kLargestSpread) && !(std::isfinite(upper) && upper < -kLargestSpread)) {
+            continue;
+        }
+        throw Error(Fault::data,
+                    fmt::format("{}: its bound lies more than {} standard deviations from the mean of "
+                                "the observed values; check it",
+                                table.describe_cell(static_cast<std::size_t>(cell.row), column), kLargestSpread));
+    }
 }
 
 bool are_equal(const std::vector<double> &values) {
@@ -171,14 +204,17 @@ std::vector<Scale> choose_scales(const Table &table, const HiddenCells &hidden) 
     const std::vector<std::size_t> tie = tied_columns(table);
     std::vector<Scale> scales(table.columns.size());
     std::vector<double> values;
+    std::vector<double> in_file;  // the same before the transformation, where there is one
     for (std::size_t first = 0; first < table.columns.size(); ++first) {
         if (tie[first] != first) continue;
         const Transformation transformation = table.columns[first].transformation;
         const auto add = [&](double value) {
             const double transformed = transform(transformation, value);
             if (std::isfinite(transformed)) values.push_back(transformed);
+            if (transformation != Transformation::none && std::isfinite(value)) in_file.push_back(value);
         };
         values.clear();
+        in_file.clear();
         for (std::size_t c = first; c < table.columns.size(); ++c) {
             if (tie[c] != first) continue;
             for (std::size_t row = 0; row < table.row_count(); ++row) {
@@ -193,10 +229,16 @@ std::vector<Scale> choose_scales(const Table &table, const HiddenCells &hidden) 
             }
         }
         const Scale scale = centre_and_scale(transformation, values);
+        if (!table.columns[first].holds_words()) {
+            check_spread(table, first, transformation, values);
+            // Answers are about the file's units, too.
+            if (transformation != Transformation::none) check_spread(table, first, Transformation::none, in_file);
+        }
         for (std::size_t c = first; c < table.columns.size(); ++c) {
             if (tie[c] == first) scales[c] = scale;
         }
     }
+    check_bounds(table, hidden, scales);
     return scales;
 }
 

@@ -29,6 +29,8 @@ struct Scale {
  * scale is 1.
  *
  * @return one scale per column
+ * @throws Error  data with the column if a spread is below 1e-70 or above 1e70, or a bound is as far from the mean:
+ *                results are made of squares of squares
  */
 [[nodiscard]] std::vector<Scale> choose_scales(const Table &table, const HiddenCells &hidden);
 

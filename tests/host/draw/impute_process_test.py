@@ -72,6 +72,7 @@ class ImputeTest(unittest.TestCase):
         self.assertEqual([c["bounded"] for c in record["columns"]], [12, 0, 0])
         progress = [json.loads(line) for line in err.splitlines() if line.startswith("{")]
         self.assertEqual(progress[-1]["done"], 4 * 320)
+        self.assertEqual(progress[-1]["seconds_left"], 0)  # to the millisecond
         # The draws of a mean lie around the mean of the completed tables, under the right name.
         with open(self.path / "out" / "parameters.csv") as file:
             draws = list(csv.DictReader(file))

@@ -10,6 +10,7 @@
 #include <random>
 
 #include "host/table/table_words.h"
+#include "ullage/host/base/error.h"
 #include "ullage/host/base/number_text.h"
 
 namespace ullage::host {
@@ -53,7 +54,7 @@ TEST(Scale, ChoosesCentreAndScale) {
          {std::sqrt(3.6875), std::sqrt(14.0 / 9)}},
         {"constant", "x,y\n2,1\n2,1\n,\n", {}, {2, 1}, {1, 1}},
         {"only zeros", "x,y\n0,1\n0,3\n", {}, {0, 2}, {1, 1}},
-        {"near the largest number", "x,y\n1.5e308,1\n1.7e308,3\n", {}, {1.6e308, 2}, {1e307, 1}},
+        {"large numbers", "x,y\n1.5e70,1\n1.7e70,3\n", {}, {1.6e70, 2}, {1e69, 1}},
     };
     for (const auto &row : rows) {
         const Ready r = ready(row.bytes, row.rules);
@@ -63,6 +64,30 @@ TEST(Scale, ChoosesCentreAndScale) {
             EXPECT_NEAR(r.scales[c].scale / row.scales[c], 1.0, 1e-13) << row.name << c;
         }
     }
+}
+
+TEST(Scale, RefusesWhatNoSquareCouldHold) {
+    const struct {
+        const char *bytes;
+        Rules rules;
+        const char *expected;
+    } rows[] = {{"x,y\n1,1e200\n2,2e200\n", {}, "column \"y\": its values have the standard deviation 5e+199"},
+                {"x,y\n1,1.5e308\n2,1.7e308\n", {}, "column \"y\""},
+                {"x,y\n1,1e-308\n2,2e-308\n", {}, "5e-309"},
+                {"x,y\n1,1e200\n2,2e200\n", {.log = {"y"}}, "its values have"},
+                {"x,y\n1,1\n2,2\n>1e300,2\n", {}, "line 4"},
+                {"x,y\n1,1\n2,2\n<-1e300,2\n", {}, "line 4"}};
+    for (const auto &row : rows) {
+        try {
+            (void)ready(row.bytes, row.rules);
+            ADD_FAILURE() << row.bytes;
+        } catch (const Error &error) {
+            EXPECT_EQ(error.fault(), Fault::data);
+            EXPECT_NE(std::string(error.what()).find(row.expected), std::string::npos) << error.what();
+        }
+    }
+    // Bounds that only leave a cell open may lie anywhere.
+    EXPECT_EQ(ready("x,y\n1,1\n2,2\n<1e300,2\n>-1e300,1\n").scales.size(), 2u);
 }
 
 TEST(Scale, ThereAndBack) {
