@@ -15,6 +15,7 @@
 #include "talk.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/output_file.h"
+#include "ullage/host/base/words.h"
 #include "ullage/host/table/closure.h"
 #include "ullage/host/table/knowledge.h"
 #include "ullage/host/table/read_stat_file.h"
@@ -61,59 +62,68 @@ std::string pad(std::string_view text, std::size_t width) {
     return std::string(text) + std::string(width > own ? width - own : 0, ' ');
 }
 
-std::string in_words(const host::Table &table, const Summary &summary) {
-    const std::vector<std::string> carried = carried_columns(table);
-    const auto number_of = [](std::size_t number, std::string_view noun) {
-        return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
-    };
-    std::string text = fmt::format("{}: {}, {} read as numbers", table.file.source, number_of(table.row_count(), "row"),
-                                   number_of(table.columns.size(), "column"));
-    if (!carried.empty()) text += fmt::format(", {} carried along", carried.size());
+/** How many rows and columns there are. */
+std::string head_of(const host::Table &table) {
+    const std::size_t carried = carried_columns(table).size();
+    std::string text =
+        fmt::format("{}: {}, {} read as numbers", host::harmless(table.file.source),
+                    host::count_of(table.row_count(), "row"), host::count_of(table.columns.size(), "column"));
+    if (carried > 0) text += fmt::format(", {} carried along", carried);
     if (table.levels.size() > 1 || !table.levels.front().empty()) {
-        text += ", " + number_of(table.levels.size(), "level");
+        text += ", " + host::count_of(table.levels.size(), "level");
     }
-    text += "\n\n";
+    return text + "\n\n";
+}
 
+std::string counts_in_words(const std::vector<std::string> &names, const Summary &summary) {
     std::size_t name_width = 6;
-    for (const host::Column &column : table.columns) name_width = std::max(name_width, width_of(column.name));
-    text += pad("column", name_width);
+    for (const std::string &name : names) name_width = std::max(name_width, width_of(name));
+    std::string text = pad("column", name_width);
     for (const char *name : host::kKnowledgeNames) text += fmt::format("  {:>8}", name);
     text += '\n';
-    for (std::size_t c = 0; c < table.columns.size(); ++c) {
-        text += pad(table.columns[c].name, name_width);
+    for (std::size_t c = 0; c < names.size(); ++c) {
+        text += pad(names[c], name_width);
         for (const std::size_t count : summary.counts[c]) text += fmt::format("  {:>8}", count);
         text += '\n';
     }
+    return text;
+}
 
+std::string patterns_in_words(const std::vector<std::string> &names, const Summary &summary, std::size_t rows) {
     // Names stand over the signs while they fit on a line; otherwise the signs stand side by side, in column order.
     std::size_t names_width = 0;
-    for (const host::Column &column : table.columns) names_width += width_of(column.name) + 2;
+    for (const std::string &name : names) names_width += width_of(name) + 2;
     const bool has_names = names_width <= kMostNameWidth;
-    text += "\npatterns    (# observed  . missing  < below  > above  = interval  ~ ordered)\n    rows      %";
-    for (std::size_t c = 0; has_names && c < table.columns.size(); ++c) text += "  " + table.columns[c].name;
+    std::string text =
+        "\npatterns    (# observed  . missing  < below  > above  = interval  ~ ordered)\n    rows      %";
+    for (std::size_t c = 0; has_names && c < names.size(); ++c) text += "  " + names[c];
     text += has_names ? "\n" : "  columns from left to right as above\n";
-    std::size_t other_rows = 0;
-    for (std::size_t p = 0; p < summary.patterns.size(); ++p) {
+    const auto share = [&](std::size_t count) {
+        return fmt::format("{:>8}  {:>5.1f}", count, 100.0 * static_cast<double>(count) / static_cast<double>(rows));
+    };
+    const std::size_t shown = std::min(summary.patterns.size(), kMostPatterns);
+    std::size_t other_rows = rows;
+    for (std::size_t p = 0; p < shown; ++p) {
         const host::Pattern &pattern = summary.patterns[p];
-        if (p >= kMostPatterns) {
-            other_rows += pattern.rows;
-            continue;
-        }
-        std::string line =
-            fmt::format("{:>8}  {:>5.1f}", pattern.rows,
-                        100.0 * static_cast<double>(pattern.rows) / static_cast<double>(table.row_count()));
+        other_rows -= pattern.rows;
+        std::string line = share(pattern.rows);
         if (!has_names) line += "  " + pattern.signs;
-        for (std::size_t c = 0; has_names && c < table.columns.size(); ++c) {
-            line += "  " + pad({&pattern.signs[c], 1}, width_of(table.columns[c].name));
+        for (std::size_t c = 0; has_names && c < names.size(); ++c) {
+            line += "  " + pad({&pattern.signs[c], 1}, width_of(names[c]));
         }
         text += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
     }
     if (other_rows > 0) {
-        text += fmt::format("{:>8}  {:>5.1f}  in {} other patterns\n", other_rows,
-                            100.0 * static_cast<double>(other_rows) / static_cast<double>(table.row_count()),
-                            summary.patterns.size() - kMostPatterns);
+        text += fmt::format("{}  in {}\n", share(other_rows),
+                            host::count_of(summary.patterns.size() - shown, "other pattern"));
     }
     return text;
+}
+
+std::string in_words(const host::Table &table, const Summary &summary) {
+    std::vector<std::string> names;
+    for (const host::Column &column : table.columns) names.push_back(host::brief(column.name));
+    return head_of(table) + counts_in_words(names, summary) + patterns_in_words(names, summary, table.row_count());
 }
 
 nlohmann::ordered_json as_json(const host::Table &table, const Summary &summary) {
@@ -158,14 +168,14 @@ nlohmann::ordered_json as_json(const std::vector<host::Problem> &problems) {
 }  // namespace
 
 int run_check(const Options &options) {
-    std::string bytes = host::read_input(options.input);
-    const std::string source = options.input == "-" ? "standard input" : options.input;
+    host::InputText input = host::read_input(options.input);
+    const std::string source = input.source;
     host::Notices notices;
     std::optional<host::Table> table;
     std::optional<host::DataError> error;
     // A table that contradicts itself can still be shown; one that cannot be read cannot.
     try {
-        table = host::read_table(source, std::move(bytes), options.read, notices);
+        table = host::read_table(std::move(input), options.read, notices);
         host::apply_rules(*table, options.rules, notices);
         (void)host::close_bounds(*table);
     } catch (const host::DataError &data_error) {

@@ -14,14 +14,12 @@ namespace ullage::cli {
 
 Input load_input(const Options &options) {
     Input input;
-    std::string bytes = host::read_input(options.input);
-    const std::string source = options.input == "-" ? "standard input" : options.input;
-    input.table = host::read_table(source, std::move(bytes), options.read, input.notices);
+    input.table = host::read_table(host::read_input(options.input), options.read, input.notices);
     host::apply_rules(input.table, options.rules, input.notices);
     say(options, input.notices);
     for (const std::string &name : input.table.file.names) {
         if (options.impute.format == Format::files || (name != ".imp" && name != ".id")) continue;
-        throw host::Error(host::Fault::data, source + ": the long format adds a column " + name +
+        throw host::Error(host::Fault::data, input.table.file.source + ": the long format adds a column " + name +
                                                  ", and there is one already; rename it, or use --format files");
     }
     input.hidden = host::close_bounds(input.table);

@@ -9,6 +9,8 @@
 
 #include <cstdio>
 
+#include "ullage/host/base/words.h"
+
 namespace ullage::cli {
 
 void write_stderr(std::string_view text) {
@@ -16,13 +18,13 @@ void write_stderr(std::string_view text) {
 }
 
 void say(const Options &options, std::string_view line) {
-    if (!options.quiet) write_stderr(fmt::format("{}\n", line));
+    if (!options.quiet) write_stderr(host::harmless(line, true) + '\n');
 }
 
 void say(const Options &options, const host::Notices &notices) {
     for (const host::Notice &notice : notices) {
         if (notice.is_warning) {
-            write_stderr(fmt::format("ullage: warning: {}\n", notice.text));
+            write_stderr(fmt::format("ullage: warning: {}\n", host::harmless(notice.text)));
         } else {
             say(options, "ullage: note: " + notice.text);
         }
@@ -32,7 +34,7 @@ void say(const Options &options, const host::Notices &notices) {
 void say_error(std::string_view text) {
     while (!text.empty()) {
         const std::size_t end = text.find('\n');
-        write_stderr(fmt::format("ullage: {}\n", text.substr(0, end)));
+        write_stderr(fmt::format("ullage: {}\n", host::harmless(text.substr(0, end))));
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
 }

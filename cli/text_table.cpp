@@ -11,10 +11,14 @@
 #include <cmath>
 
 #include "ullage/host/base/csv_quoting.h"
+#include "ullage/host/base/words.h"
 
 namespace ullage::cli {
 
-std::string in_columns(const TextTable &table, std::size_t text_columns) {
+std::string in_columns(TextTable table, std::size_t text_columns) {
+    for (auto &row : table) {
+        for (std::string &cell : row) cell = host::harmless(cell);
+    }
     const auto width_of = [](const std::string &cell) {
         return static_cast<std::size_t>(utf8::unchecked::distance(cell.begin(), cell.end()));
     };

@@ -14,8 +14,8 @@ namespace ullage::cli {
 /** Rows of cells, the first row being the header. */
 using TextTable = std::vector<std::vector<std::string>>;
 
-/** The table in columns: the first text_columns to the left, the others, numbers, to the right. */
-[[nodiscard]] std::string in_columns(const TextTable &table, std::size_t text_columns);
+/** The table in columns, for a terminal: the first text_columns to the left, the others, numbers, to the right. */
+[[nodiscard]] std::string in_columns(TextTable table, std::size_t text_columns);
 
 /** The table as CSV with commas. */
 [[nodiscard]] std::string as_csv(const TextTable &table);

@@ -20,7 +20,7 @@ namespace ullage::host {
 
 std::vector<PooledRow> pool_estimates(const std::string &source, std::string bytes, double complete_df,
                                       double confidence) {
-    const FileText file = find_cells(source, std::move(bytes), 0);
+    const FileText file = find_cells({source, std::move(bytes)});
     const auto place_of = [&](std::initializer_list<std::string_view> names) -> std::optional<std::size_t> {
         for (const std::string_view name : names) {
             const auto found = std::find(file.names.begin(), file.names.end(), name);

@@ -14,10 +14,7 @@ namespace {
 std::string in_words(const Problem &problem) {
     std::string place;
     const auto add = [&](const std::string &text) { place += (place.empty() ? "" : ", ") + text; };
-    if (problem.line > 0) {
-        add(problem.row > 0 ? fmt::format("line {} (row {})", problem.line, problem.row)
-                            : fmt::format("line {}", problem.line));
-    }
+    if (problem.line > 0 || problem.row > 0) add(place_in_words(problem.line, problem.row));
     for (std::size_t i = 0; i < problem.columns.size(); ++i) {
         const std::string_view word = i > 0 ? "" : problem.columns.size() > 1 ? "columns " : "column ";
         add(fmt::format("{}{}", word, quote(problem.columns[i])));
@@ -36,6 +33,11 @@ std::string list(std::string_view source, const std::vector<Problem> &problems, 
 }
 
 }  // namespace
+
+std::string place_in_words(std::int64_t line, std::int64_t row) {
+    if (line == 0) return fmt::format("row {}", row);
+    return row > 0 ? fmt::format("line {} (row {})", line, row) : fmt::format("line {}", line);
+}
 
 DataError::DataError(std::string_view source, std::vector<Problem> problems, std::size_t problem_count)
     : Error(Fault::data, list(source, problems, problem_count)),

@@ -34,6 +34,9 @@ private:
     Fault fault_;
 };
 
+/** "line 13 (row 12)", "row 12" or "line 13": whichever of the two is above 0. */
+[[nodiscard]] std::string place_in_words(std::int64_t line, std::int64_t row);
+
 /** One thing that is wrong with a table, at one place. */
 struct Problem {
     std::int64_t line = 0;                  ///< line of the file, from 1; 0 if it is not about a line

@@ -23,7 +23,11 @@ std::string read_file(const std::string &path) {
     const auto failure = [&] {
         return Error(Fault::no_input, fmt::format("{}: {}", is_stdin ? "standard input" : path, std::strerror(errno)));
     };
-    const int descriptor = is_stdin ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    int descriptor = STDIN_FILENO;
+    do {
+        check_interrupt();
+        if (!is_stdin) descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);  // which may wait for a writer of a FIFO
+    } while (descriptor < 0 && errno == EINTR);
     if (descriptor < 0) throw failure();
     struct Close {
         int descriptor;

@@ -33,13 +33,48 @@ bool take(std::string_view &text, std::string_view prefix) {
     return true;
 }
 
-std::string quote(std::string_view text) {
+std::string harmless(std::string_view text, bool keeps_lines) {
+    std::string result;
+    const auto byte = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const unsigned c = byte(i);
+        const unsigned second = byte(i + 1);
+        const unsigned third = byte(i + 2);
+        const bool is_blank = c == '\t' || c == '\r' || (c == '\n' && !keeps_lines);
+        const bool is_mark = c == 0xE2 && ((second == 0x80 && (third == 0x8E || third == 0x8F)) ||  // LRM, RLM
+                                           (second == 0x80 && third >= 0xA8 && third <= 0xAE) ||    // LS to RLO
+                                           (second == 0x81 && third >= 0xA6 && third <= 0xA9));     // LRI to PDI
+        const bool is_pair = (c == 0xC2 && second < 0xA0) || (c == 0xD8 && second == 0x9C);         // C1, ALM
+        if (is_blank) {
+            result += ' ';
+        } else if (c != '\n' && (c < 32 || c == 127 || is_mark || is_pair)) {
+            result += "\uFFFD";
+            i += is_mark ? 2 : is_pair ? 1 : 0;
+        } else {
+            result += text[i];
+        }
+    }
+    return result;
+}
+
+std::string brief(std::string_view text) {
     constexpr std::size_t longest = 60;
-    std::string result = "\"";
     std::size_t length = std::min(text.size(), longest);
     while (length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) ++length;
-    for (const char c : text.substr(0, length)) result += static_cast<unsigned char>(c) < 32 || c == 127 ? ' ' : c;
-    return result + (length < text.size() ? "...\"" : "\"");
+    return harmless(text.substr(0, length)) + (length < text.size() ? "..." : "");
+}
+
+std::string quote(std::string_view text) {
+    return '"' + brief(text) + '"';
+}
+
+std::string shell_word(std::string_view text) {
+    std::string result = "'";
+    for (const char c : text) {
+        if (c == '\'') result += "'\\'";
+        result += c;
+    }
+    return result + '\'';
 }
 
 std::string in_list(std::string_view name) {
@@ -50,10 +85,13 @@ std::string in_list(std::string_view name) {
 std::string list_of(const std::vector<std::string> &names) {
     std::string text;
     std::string hint;
+    constexpr std::size_t most = 40;
     for (const std::string &name : names) {
+        if (&name == names.data() + most) return fmt::format("{} and {} more{}", text, names.size() - most, hint);
         const std::string word = in_list(name);
         text += (text.empty() ? "" : ", ") + word;
-        if (word != name && hint.empty()) hint = fmt::format("; in a list, write '{}' with both kinds of quotes", word);
+        if (word != name && hint.empty())
+            hint = fmt::format("; in a list, write {} with both kinds of quotes", shell_word(word));
     }
     return text + hint;
 }

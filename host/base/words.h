@@ -21,13 +21,27 @@ namespace ullage::host {
 /** Take a prefix off, and tell whether it was there. */
 [[nodiscard]] bool take(std::string_view &text, std::string_view prefix);
 
-/** The text between double quotes, cut behind some 60 characters, with control characters as blanks. */
+/**
+ * A text that a terminal may show: line ends and tabs become blanks, other control characters and the marks that turn
+ * the direction of the text become U+FFFD.
+ *
+ * @param keeps_lines  line feeds stay
+ */
+[[nodiscard]] std::string harmless(std::string_view text, bool keeps_lines = false);
+
+/** The same, cut behind some 60 characters. */
+[[nodiscard]] std::string brief(std::string_view text);
+
+/** The same between double quotes. */
 [[nodiscard]] std::string quote(std::string_view text);
+
+/** The text between single quotes, so that a shell takes it for one word whatever stands in it. */
+[[nodiscard]] std::string shell_word(std::string_view text);
 
 /** A name as the options that take a list of names take it: between double quotes if a comma stands in it. */
 [[nodiscard]] std::string in_list(std::string_view name);
 
-/** The names with commas between them and, if a comma stands in one, how a list takes that one. */
+/** The names (the first 40) with commas between them and, if a comma stands in one, how a list takes that one. */
 [[nodiscard]] std::string list_of(const std::vector<std::string> &names);
 
 /** "1 row", "2 rows". */

@@ -104,6 +104,7 @@ PriorChoice parse_prior(const std::string &text) {
     } catch (const nlohmann::json::exception &error) {
         refuse(fmt::format("{}: not a prior: {}", text, error.what()));
     }
+    if (choice.columns.empty()) refuse(fmt::format("{}: columns is empty; name the columns of the model", text));
     check_file(choice, text);
     return choice;
 }

@@ -8,6 +8,8 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <cmath>
+#include <iterator>
 
 #include "ullage/host/base/words.h"
 #include "ullage/host/table/read_columns.h"
@@ -41,9 +43,9 @@ void tell_what_is_carried(const Table &table, const std::vector<Candidate> &with
         if (!candidate.upper && holds_remarks(table.file, candidate.file_column, options)) {
             notices.push_back(
                 {true, fmt::format("column {} holds nothing but signs such as < and >: if they belong to the values of "
-                                   "another column, --remark 'COLUMN={}' reads these as bounds; now they count as "
+                                   "another column, --remark {} reads these as bounds; now they count as "
                                    "measured",
-                                   quote(candidate.name), candidate.name)});
+                                   quote(candidate.name), shell_word("COLUMN=" + candidate.name))});
         }
         names.push_back(quote(candidate.name));
     }
@@ -66,8 +68,8 @@ void warn_of_row_numbers(const Column &column, Notices &notices) {
     for (std::size_t row = 0; row < column.values.size(); ++row) {
         if (column.values[row] != static_cast<double>(row + 1)) return;
     }
-    notices.push_back({true, fmt::format("column {} only counts the rows; --id '{}' keeps it out of the model",
-                                         quote(column.name), column.name)});
+    notices.push_back({true, fmt::format("column {} only counts the rows; --id {} keeps it out of the model",
+                                         quote(column.name), shell_word(column.name))});
 }
 
 /** The lowest observed value of a column. */
@@ -89,6 +91,41 @@ Lowest find_lowest(const Column &column) {
     return lowest;
 }
 
+/**
+ * Whether a value stands more often at the lowest place than rounding explains. Its neighbours are the next ten
+ * different values above it. It must stand there twice as often as any of these, and more often than by chance if it
+ * and the observations of the neighbourhood fell evenly on the values that rounding leaves there: the probability of
+ * that many is at most exp(-n D) for n observations, D being the divergence of the shares (Chernoff 1952).
+ */
+bool stands_out(const Column &column, const Lowest &lowest) {
+    constexpr std::size_t kNeighbours = 10;
+    constexpr double kProbability = 0.05;
+    std::vector<double> above;
+    std::ranges::copy_if(column.values, std::back_inserter(above), [&](double value) { return value > lowest.value; });
+    std::ranges::sort(above);
+    std::size_t neighbours = 0;  // different values
+    std::size_t most = 0;        // observations of one of them
+    double step = kOpen;         // the smallest between two
+    double last = lowest.value;
+    std::size_t i = 0;
+    for (; i < above.size() && neighbours < kNeighbours; ++neighbours) {
+        const std::size_t first = i;
+        while (i < above.size() && above[i] == above[first]) ++i;
+        most = std::max(most, i - first);
+        step = std::min(step, above[first] - last);
+        last = above[first];
+    }
+    if (neighbours == 0) return true;
+    const auto count = static_cast<double>(lowest.count);
+    const auto all = static_cast<double>(lowest.count + i);
+    const double share = count / all;
+    const double expected = 1.0 / (1.0 + (last - lowest.value) / step);
+    if (lowest.count < 2 * most || share <= expected) return false;
+    const double divergence =
+        share * std::log(share / expected) + (1.0 - share) * std::log((1.0 - share) / (1.0 - expected));
+    return std::exp(-all * divergence) < kProbability;
+}
+
 /** Ask whether a lowest value that stands several times is a code for missing or a limit that was filled in. */
 void warn_of_lowest(const Table &table, const Column &column, bool has_cells_below, const ReadOptions &options,
                     Notices &notices) {
@@ -97,14 +134,17 @@ void warn_of_lowest(const Table &table, const Column &column, bool has_cells_bel
     if (std::find(std::begin(kMissingCodes), std::end(kMissingCodes), lowest.value) != std::end(kMissingCodes)) {
         std::string buffer;
         const auto text = table.file.trimmed(lowest.row, static_cast<std::size_t>(column.file_column), buffer);
+        std::vector<std::string> words = options.missing;
+        words.emplace_back(text);
         notices.push_back({true, fmt::format("column {} has {} as its lowest value, {} times: if that means missing, "
-                                             "--na '{}{}{}' says so",
-                                             quote(column.name), text, lowest.count, fmt::join(options.missing, ","),
-                                             options.missing.empty() ? "" : ",", text)});
-    } else if (has_cells_below) {
+                                             "--na {} says so",
+                                             quote(column.name), text, lowest.count,
+                                             shell_word(fmt::format("{}", fmt::join(words, ","))))});
+    } else if (has_cells_below && stands_out(column, lowest)) {
         notices.push_back(
-            {true, fmt::format("column {} has cells below a limit, and its lowest value {} stands there {} times: if "
-                               "that is a limit that was filled in, write <{} in these cells",
+            {true, fmt::format("column {} has cells below a limit, and its lowest value {} stands there {} times, more "
+                               "often than its neighbours: if that is a limit that was filled in, write <{} in these "
+                               "cells",
                                quote(column.name), lowest.value, lowest.count, lowest.value)});
     }
 }

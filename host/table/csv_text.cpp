@@ -152,7 +152,7 @@ void run_parser(Walk &walk) {
     }
 }
 
-void take_header(FileText &file, const std::vector<std::size_t> &places) {
+void take_header(FileText &file, const std::vector<std::size_t> &places, std::int64_t line) {
     std::set<std::string> seen;
     bool all_numbers = true;
     Problems problems;
@@ -166,24 +166,26 @@ void take_header(FileText &file, const std::vector<std::size_t> &places) {
         const std::string &name = file.names.back();
         if (!name.empty() && !parse_number(name)) all_numbers = false;
         if (!name.empty() && !seen.insert(name).second) {
-            problems.add({.line = 1, .columns = {name}, .message = "this name stands twice in the header; rename one"});
+            problems.add(
+                {.line = line, .columns = {name}, .message = "this name stands twice in the header; rename one"});
         }
     }
     if (all_numbers) {
-        problems.add({.line = 1, .message = "the first line must hold the names of the columns, and here are none"});
+        problems.add({.line = line, .message = "the first line must hold the names of the columns, and here are none"});
     }
     problems.throw_if_any(file.source);
 }
 
 }  // namespace
 
-FileText find_cells(std::string source, std::string bytes, char separator) {
+FileText find_cells(InputText input) {
     FileText file;
-    file.source = std::move(source);
-    file.bytes = std::move(bytes);
+    file.source = std::move(input.source);
+    file.bytes = std::move(input.bytes);
     check_encoding(file.source, file.bytes);
     const std::size_t start = file.bytes.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
-    file.separator = separator != 0 ? separator : find_separator(std::string_view(file.bytes).substr(start));
+    file.separator =
+        input.separator != 0 ? input.separator : find_separator(std::string_view(file.bytes).substr(start));
 
     std::size_t separators = 0;
     std::size_t line_ends = 1;
@@ -202,7 +204,7 @@ FileText find_cells(std::string source, std::string bytes, char separator) {
     run_parser(walk);
 
     if (walk.width == 0) throw_problem(file.source, {.message = "the file is empty"});
-    take_header(file, walk.header);
+    take_header(file, walk.header, input.has_lines ? 1 : 0);
     if (walk.ragged_count > 0) {
         Problems problems;
         for (const Walk::RaggedRow &row : walk.ragged) {
@@ -217,6 +219,7 @@ FileText find_cells(std::string source, std::string bytes, char separator) {
     if (file.line.empty()) throw_problem(file.source, {.message = "there is no row below the header"});
     file.begin.shrink_to_fit();
     file.line.shrink_to_fit();
+    if (!input.has_lines) std::ranges::fill(file.line, 0);
     return file;
 }
 

@@ -141,9 +141,9 @@ void CellReader::read_text(std::size_t row, std::size_t index, std::string_view 
         add_problem(row, index,
                     looks_like_range(text)
                         ? "two numbers; write an interval as 2..3"
-                        : fmt::format("no number; correct it, or give --na if it means missing, or --carry '{}' if "
+                        : fmt::format("no number; correct it, or give --na if it means missing, or --carry {} if "
                                       "the column is not to be imputed",
-                                      in_list(candidates_[index].name)));
+                                      shell_word(in_list(candidates_[index].name))));
     } else if (content.kind == CellKind::malformed) {
         (content.is_number_like ? cells.numbers : cells.words) += 1;
         add_problem(row, index, content.message);
@@ -181,8 +181,9 @@ void CellReader::read_single(std::size_t row, std::size_t index) {
         }
     } else if (is_nondetect) {
         ++cells.words;
-        add_problem(row, index,
-                    fmt::format("not detected, but below which limit? --nd '{}=LIMIT' tells", candidate.name));
+        add_problem(
+            row, index,
+            fmt::format("not detected, but below which limit? --nd {} tells", shell_word(candidate.name + "=LIMIT")));
     } else {
         read_text(row, index, text, *remark);
     }

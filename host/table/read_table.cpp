@@ -14,7 +14,6 @@
 #include "ullage/host/base/words.h"
 #include "ullage/host/table/column_choice.h"
 #include "ullage/host/table/column_notices.h"
-#include "ullage/host/table/csv_text.h"
 #include "ullage/host/table/read_columns.h"
 
 namespace ullage::host {
@@ -75,8 +74,8 @@ bool Reader::has_numbers(std::size_t index) {
         Problem first = cells.problems.list.front();
         first.message = fmt::format(
             "{} of this column hold words and {} numbers, this is the first; give --na if the "
-            "words mean missing, or --carry '{}' if the column is not to be imputed",
-            count_of(cells.words, "cell"), cells.numbers, in_list(candidate.name));
+            "words mean missing, or --carry {} if the column is not to be imputed",
+            count_of(cells.words, "cell"), cells.numbers, shell_word(in_list(candidate.name)));
         problems_.add(std::move(first));
         return false;
     }
@@ -196,7 +195,7 @@ void Reader::read_id() {
                        .text = file.text(row, column),
                        .message = entry->first.empty()
                                       ? "the row has no id"
-                                      : fmt::format("line {} has the same id", file.line[entry->second])});
+                                      : fmt::format("{} has the same id", file.place_of(entry->second))});
     }
 }
 
@@ -253,8 +252,9 @@ Table Reader::read() {
 
 }  // namespace
 
-Table read_table(std::string source, std::string bytes, const ReadOptions &options, Notices &notices) {
-    return Reader(find_cells(std::move(source), std::move(bytes), options.separator), options, notices).read();
+Table read_table(InputText input, const ReadOptions &options, Notices &notices) {
+    if (input.separator == 0) input.separator = options.separator;
+    return Reader(find_cells(std::move(input)), options, notices).read();
 }
 
 }  // namespace ullage::host

@@ -5,9 +5,8 @@
 #ifndef ULLAGE_HOST_TABLE_READ_TABLE_H
 #define ULLAGE_HOST_TABLE_READ_TABLE_H
 
-#include <string>
-
 #include "ullage/host/base/notice.h"
+#include "ullage/host/table/csv_text.h"
 #include "ullage/host/table/read_options.h"
 #include "ullage/host/table/table.h"
 
@@ -18,13 +17,12 @@ namespace ullage::host {
  *
  * No rule is applied yet: bounds of columns are open, there is no order and no transformation.
  *
- * @param source   name of the file, for messages
- * @param bytes    the file; kept as the table's text
+ * @param input    the file; kept as the table's text. options.separator is for an input that has none of its own.
  * @param notices  gains what was noticed on the way
  * @throws DataError  with all that is wrong, when the text is no table or cells cannot be understood
  * @throws Error      usage if an option names a column that is not there
  */
-[[nodiscard]] Table read_table(std::string source, std::string bytes, const ReadOptions &options, Notices &notices);
+[[nodiscard]] Table read_table(InputText input, const ReadOptions &options, Notices &notices);
 
 }  // namespace ullage::host
 

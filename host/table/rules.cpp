@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/problems.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/table/row_order.h"
@@ -29,6 +30,7 @@ std::size_t column_of(const Table &table, const std::string &name, std::string_v
 /** Take "a<b<=c" apart. */
 void add_order(Table &table, const std::string &rule) {
     const std::string option = "--order " + quote(rule);
+    const std::size_t rules_before = table.order.size();
     std::optional<std::size_t> before;
     bool or_equal = false;
     for (std::string_view rest = rule;;) {
@@ -44,7 +46,7 @@ void add_order(Table &table, const std::string &rule) {
         or_equal = !rest.substr(sign).starts_with('<') || rest.substr(sign).starts_with("<=");
         rest.remove_prefix(sign + (rest[sign] == '<' ? (or_equal ? 2 : 1) : std::string_view("≤").size()));
     }
-    if (table.order.empty() || rule.find_first_of("<\xE2") == std::string::npos) {
+    if (table.order.size() == rules_before) {
         throw Error(Fault::usage, option + ": an order is written as a<b or a<b<c");
     }
 }
@@ -100,16 +102,17 @@ void add_transformations(Table &table, const Rules &rules, Notices &notices) {
 
 void check_observed_values(const Table &table) {
     Problems problems;
-    for (const Column &column : table.columns) {
+    for (std::size_t c = 0; c < table.columns.size(); ++c) {
+        check_interrupt();
+        const Column &column = table.columns[c];
         const Range range = range_of(column.transformation);
         if (column.transformation == Transformation::none) continue;
         for (std::size_t row = 0; row < column.values.size(); ++row) {
-            const double value = column.values[row];
-            if (column.states[row] != CellState::observed || range.holds(value)) continue;
+            if (table.is_hidden(row, c) || range.holds(column.values[row])) continue;
             problems.add({.line = table.file.line[row],
                           .row = static_cast<std::int64_t>(row + 1),
                           .columns = {column.name},
-                          .text = table.cell_text(row, static_cast<std::size_t>(&column - table.columns.data())),
+                          .text = table.cell_text(row, c),
                           .message = fmt::format("--{} needs {}", name_of(column.transformation), range.in_words)});
         }
     }

@@ -8,9 +8,14 @@
 
 #include <algorithm>
 
+#include "ullage/host/base/error.h"
 #include "ullage/host/base/words.h"
 
 namespace ullage::host {
+
+std::string FileText::place_of(std::size_t row) const {
+    return line[row] > 0 ? fmt::format("line {}", line[row]) : fmt::format("row {}", row + 1);
+}
 
 std::string FileText::text(std::size_t row, std::size_t file_column) const {
     const std::string_view cell = raw(row, file_column);
@@ -44,7 +49,7 @@ std::string Table::describe_cell(std::size_t row, std::size_t column) const {
 }
 
 std::string Table::describe_row(std::size_t row) const {
-    return fmt::format("line {} (row {})", file.line[row], row + 1);
+    return place_in_words(file.line[row], static_cast<std::int64_t>(row + 1));
 }
 
 std::optional<std::size_t> Table::find_column(std::string_view name) const {

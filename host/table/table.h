@@ -58,9 +58,11 @@ struct FileText {
     std::vector<std::string> names;      ///< the header, quotes taken off; a column without a name has an empty one
     std::vector<std::string> raw_names;  ///< the header, byte for byte
     std::vector<std::size_t> begin;      ///< row_count * (names.size() + 1) places in bytes
-    std::vector<std::uint32_t> line;     ///< line of the file on which each row begins, from 1
+    std::vector<std::uint32_t> line;     ///< line of the file on which each row begins, from 1; 0 if it has no lines
 
     [[nodiscard]] std::size_t row_count() const { return line.size(); }
+    /** "line 13", or "row 12" if the file has no lines. */
+    [[nodiscard]] std::string place_of(std::size_t row) const;
     /** The cell byte for byte, with the quotes that it has in the file. */
     [[nodiscard]] std::string_view raw(std::size_t row, std::size_t file_column) const {
         const std::size_t *place = begin.data() + row * (names.size() + 1) + file_column;

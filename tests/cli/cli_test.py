@@ -190,7 +190,9 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(code, 0)
         self.assertIn("columns from left to right as above\n", out)
         self.assertIn("       1    1.6  ##############################\n", out)
-        self.assertTrue(out.endswith("in 34 other patterns\n"), out)
+        self.assertTrue(out.endswith("      34   53.1  in 34 other patterns\n"), out)
+        self.assertTrue(self.run_program("check -", ",".join(names) + "\n" + "".join(rows.splitlines(True)[:31]))[1]
+                        .endswith("       1    3.2  in 1 other pattern\n"))
 
     def test_imputations_keep_what_is_known(self):
         settings = "--seed 5 -m 3 --burn-in 20 --thin 5 --chains 2 --order a<b --log a --lower b=0 --prior ridge=4"

@@ -26,7 +26,7 @@ inline std::unique_ptr<ReadyTable> table_of(std::string csv, const std::string &
     using namespace ullage::host;
     auto ready = std::make_unique<ReadyTable>();  // the model refers to the table: neither moves
     Notices notices;
-    ready->table = read_table("test.csv", std::move(csv), options, notices);
+    ready->table = read_table({"test.csv", std::move(csv)}, options, notices);
     apply_rules(ready->table, rules, notices);
     ready->hidden = close_bounds(ready->table);
     ready->model = prepare_model(ready->table, ready->hidden, parse_prior(prior));

@@ -122,9 +122,20 @@ class ResultsTest(unittest.TestCase):
             csv_bytes = (self.path / form / "imputations.csv").read_bytes()
             first = first or csv_bytes
             self.assertEqual(csv_bytes, first, "the format decides nothing else")
-        (self.path / "broken.sav").write_bytes((self.path / "sav" / "imputations.sav").read_bytes()[:700])
-        self.assertEqual(run("check", "broken.sav", cwd=self.path)[0], 65)
-        self.assertEqual(run("check", "nowhere.dta", cwd=self.path)[0], 66)
+        whole = {form: (self.path / form / f"imputations.{form}").read_bytes() for form in ("sav", "dta")}
+        damaged = [("cut.sav", whole["sav"][:700], 65, "it was cut off or is damaged"),
+                   ("cut.dta", whole["dta"][:-3000], 65, "it was cut off or is damaged"),
+                   ("other.xpt", whole["dta"], 65, "not of the kind that its name says"),
+                   ("nameless.dta", whole["dta"].replace(b"zinc\0", b"\0\0\0\0\0"), 0, "column 3 has no name"),
+                   ("foreign.dta", whole["dta"].replace(b"zinc\0", b"zin\xff\0"), 65,
+                    "the name of variable 3 is not in the character set that the file claims")]
+        for name, data, code, words in damaged:
+            (self.path / name).write_bytes(data)
+            got = run("check", name, cwd=self.path)
+            self.assertEqual(got[0], code, name)
+            self.assertIn(words, got[2], name)
+        self.assertEqual(run("check", "nowhere.dta", cwd=self.path)[::2],
+                         (66, "ullage: nowhere.dta: No such file or directory\n"))
         self.assertEqual(run("check", "-", stdin="x\n1\n")[0], 0)
 
     def test_overimputation_counts_the_cells_that_it_hid(self):

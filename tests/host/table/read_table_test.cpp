@@ -81,6 +81,7 @@ TEST(ReadTable, ACellMayNotSay) {
         {"2.5 3.5", "no number"},
         {"\u22125", "a dash that is no minus sign; write -5"},
         {"2-3", "two numbers; write an interval as 2..3"},
+        {"+-5", "no number"},
         {"1e999", "too large or too small"},
         {"3..2", "the lower end is above the upper one"},
         {"[3, 2]", "the lower end is above the upper one"},
@@ -330,11 +331,19 @@ TEST(ReadTable, Notices) {
          "columns \"x_lo\" and \"x_hi\" are read as the limits of \"x\" (--limits none reads them as they are)\n"},
         {",x\na,1\n", "!column 1 has no name and is carried along unchanged\n"},
         {"i,x\n1,7\n2,5\n3,\n", "!column \"i\" only counts the rows; --id 'i' keeps it out of the model\n"},
-        {"x,y\n0.5,1\n<0.7,0\n0.5,3\n2,0\n",
-         "!column \"x\" has cells below a limit, and its lowest value 0.5 stands there 2 times: if that is a limit "
-         "that "
-         "was filled in, write <0.5 in these cells\n"},
-        {"x,y\n0.5,1\n>7,0\n0.5,3\n", ""},
+        // Names reach neither the terminal nor a shell as more than a name.
+        {"i';ls,x\n1,7\n2,5\n3,\n",
+         "!column \"i';ls\" only counts the rows; --id 'i'\\'';ls' keeps it out of the model\n"},
+        {"a\x1b[2J\u202e\u009b,x\nt,7\n",
+         "carried along unchanged, as there is no number in it: \"a\uFFFD[2J\uFFFD\uFFFD\"\n"},
+        // Twice as often as any neighbour, which lie 0.1 apart; with cells above alone there is no question.
+        {"x,y\n0.5,1\n<0.7,0\n0.5,3\n0.5,2\n0.5,4\n0.6,1\n0.8,1\n0.9,1\n1.3,1\n",
+         "!column \"x\" has cells below a limit, and its lowest value 0.5 stands there 4 times, more often than its "
+         "neighbours: if that is a limit that was filled in, write <0.5 in these cells\n"},
+        {"x,y\n0.5,1\n>0.7,0\n0.5,3\n0.5,2\n0.5,4\n0.6,1\n0.8,1\n0.9,1\n1.3,1\n", ""},
+        // As often as a neighbour, and as often as chance makes it with neighbours 0.5 apart.
+        {"x,y\n20,1\n<20,0\n20,3\n20,2\n20,4\n21,1\n23,1\n23,1\n23,1\n24,1\n", ""},
+        {"x,y\n0.5,1\n<0.7,0\n0.5,3\n1,1\n1.5,2\n", ""},
         // Codes for missing, which also outdo the question about a limit; once, or not the lowest, is no code.
         {"x,y\n-999.0,1\n<7,0\n-999,3\n",
          "!column \"x\" has -999.0 as its lowest value, 2 times: if that means missing, --na 'NA,.,*,-999.0' says "
@@ -347,7 +356,7 @@ TEST(ReadTable, Notices) {
     };
     for (const auto &row : rows) {
         Notices notices;
-        (void)read_table("t.csv", row.bytes, {}, notices);
+        (void)read_table({"t.csv", row.bytes}, {}, notices);
         std::string text;
         for (const Notice &notice : notices) text += (notice.is_warning ? "!" : "") + notice.text + "\n";
         EXPECT_EQ(text, row.text) << row.bytes;

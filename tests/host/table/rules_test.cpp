@@ -103,6 +103,10 @@ TEST(CloseBounds, Contradictions) {
          {.order = {"x<y<z"}},
          "t.csv: line 2 (row 1), columns \"x\", \"z\": no value of \"x\" is above 5 (column \"x\", \">5\") and below 4 "
          "(column \"z\", \"<4\")"},
+        {"x,y\n1..1.0000000000000002,1\n2,2\n",  // no number lies between these two
+         {},
+         "t.csv: line 2 (row 1), column \"x\": no value of \"x\" is above 1 (column \"x\", "
+         "\"1..1.0000000000000002\") and below 1.0000000000000002 (column \"x\", \"1..1.0000000000000002\")"},
         {"x,y\n<y,<x\n1,2\n",
          {},
          "t.csv: line 2 (row 1), columns \"x\", \"y\": the order of these cells runs in a circle"},
@@ -120,13 +124,14 @@ TEST(ApplyRules, Refuses) {
         Rules rules;
         const char *error;
     } rows[] = {
-        {{.lower = {{"t", 1}}}, "--lower: \"t\" is no column of the model; these are x, y, z"},
+        {{.lower = {{"t", 1}}}, "--lower: \"t\" is no column of the model; these are x, y, z, a€"},
         {{.lower = {{"x", 1}, {"x", 2}}}, "--lower: \"x\" is given twice"},
         {{.lower = {{"x", 2}}, .upper = {{"x", 2}}}, "the rules leave no value for \"x\": above 2 and below 2"},
         {{.upper = {{"x", -1}}, .log = {"x"}}, "the rules leave no value for \"x\": above 0 and below -1"},
         {{.order = {"x"}}, "--order \"x\": an order is written as a<b or a<b<c"},
         {{.order = {"x<y", "z"}}, "--order \"z\": an order is written as a<b or a<b<c"},
-        {{.order = {"x<<y"}}, "--order \"x<<y\": \"\" is no column of the model; these are x, y, z"},
+        {{.order = {"x<y", "a€"}}, "--order \"a€\": an order is written as a<b or a<b<c"},
+        {{.order = {"x<<y"}}, "--order \"x<<y\": \"\" is no column of the model; these are x, y, z, a€"},
         {{.order = {"x<x"}}, "--order \"x<x\": a column cannot stand before itself"},
         {{.order = {"x<y", "y≤z", "z<x"}}, "--order: the rules run in a circle through \"x\""},
         {{.log = {"x"}, .sqrt = {"x"}}, "\"x\" is given two transformations, log and sqrt"},
@@ -139,7 +144,7 @@ TEST(ApplyRules, Refuses) {
          "without the ends\n  line 3 (row 2), column \"x\", \"-2\": --logit needs values between 0 and 1, "
          "without the ends"},
     };
-    for (const auto &row : rows) EXPECT_EQ(closed("x,y,z,t\n1,3,7,a\n-2,0,8,b\n", row.rules), row.error);
+    for (const auto &row : rows) EXPECT_EQ(closed("x,y,z,t,a€\n1,3,7,a,1\n-2,0,8,b,2\n", row.rules), row.error);
 }
 
 // Draws the cells of closed rows in a random order, each anywhere between its bounds and the cells drawn before, as the

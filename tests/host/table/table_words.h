@@ -17,7 +17,7 @@
 
 inline ullage::host::Table table_of(const std::string &bytes, const ullage::host::ReadOptions &options = {}) {
     ullage::host::Notices notices;
-    return ullage::host::read_table("t.csv", bytes, options, notices);
+    return ullage::host::read_table({"t.csv", bytes}, options, notices);
 }
 
 // What a cell says: "2", "missing", ">1 <y".
