@@ -90,7 +90,11 @@ public:
         });
     }
     void quantiles(const std::vector<double> &probabilities, std::vector<PooledRow> &out) const {
-        for (const double probability : probabilities) check_rows_for(probability);
+        std::vector<std::vector<double>> weights;
+        for (const double probability : probabilities) {
+            check_rows_for(probability);
+            weights.push_back(quantile_weights(rows_.size(), probability));
+        }
         std::vector<double> values(rows_.size());
         for (std::size_t j = 0; j < tables_.model.size(); ++j) {
             std::vector<Pieces> pieces(probabilities.size());
@@ -100,7 +104,7 @@ public:
                 std::sort(values.begin(), values.end());
                 for (std::size_t q = 0; q < probabilities.size(); ++q) {
                     pieces[q].estimates.push_back(quantile_of(values, probabilities[q]));
-                    pieces[q].variances.push_back(quantile_variance(values, probabilities[q]));
+                    pieces[q].variances.push_back(quantile_variance(values, weights[q]));
                 }
             }
             for (std::size_t q = 0; q < probabilities.size(); ++q) {

@@ -4,9 +4,9 @@
 
 #include "ullage/host/numbers/quantile.h"
 
-#include <algorithm>
 #include <boost/math/distributions/beta.hpp>
-#include <cstddef>
+
+#include "ullage/host/base/interrupt.h"
 
 namespace ullage::host {
 
@@ -18,21 +18,28 @@ double quantile_of(std::span<const double> sorted, double probability) {
     return (1.0 - fraction) * sorted[below] + fraction * sorted[below + 1];
 }
 
-double quantile_variance(std::span<const double> sorted, double probability) {
-    const auto n = static_cast<double>(sorted.size());
-    const double centre = quantile_of(sorted, probability);
-    const boost::math::beta_distribution<> weights((n + 1.0) * probability, (n + 1.0) * (1.0 - probability));
-    double first = 0.0;
-    double second = 0.0;
+std::vector<double> quantile_weights(std::size_t n, double probability) {
+    const auto count = static_cast<double>(n);
+    const boost::math::beta_distribution<> places((count + 1.0) * probability, (count + 1.0) * (1.0 - probability));
+    std::vector<double> weights(n);
     double before = 0.0;
-    for (std::size_t i = 0; i < sorted.size(); ++i) {
-        const double until = i + 1 < sorted.size() ? boost::math::cdf(weights, static_cast<double>(i + 1) / n) : 1.0;
-        const double distance = sorted[i] - centre;
-        first += (until - before) * distance;
-        second += (until - before) * distance * distance;
+    for (std::size_t i = 0; i < n; ++i) {
+        if (i % 4096 == 0) check_interrupt();
+        const double until = i + 1 < n ? boost::math::cdf(places, static_cast<double>(i + 1) / count) : 1.0;
+        weights[i] = until - before;
         before = until;
     }
-    return std::max(second - first * first, 0.0);
+    return weights;
+}
+
+double quantile_variance(std::span<const double> sorted, std::span<const double> weights) {
+    double mean = 0.0;
+    for (std::size_t i = 0; i < sorted.size(); ++i) mean += weights[i] * sorted[i];
+    double variance = 0.0;
+    for (std::size_t i = 0; i < sorted.size(); ++i) {
+        variance += weights[i] * (sorted[i] - mean) * (sorted[i] - mean);
+    }
+    return variance;
 }
 
 }  // namespace ullage::host

@@ -5,7 +5,9 @@
 #ifndef ULLAGE_HOST_NUMBERS_QUANTILE_H
 #define ULLAGE_HOST_NUMBERS_QUANTILE_H
 
+#include <cstddef>
 #include <span>
+#include <vector>
 
 namespace ullage::host {
 
@@ -18,15 +20,17 @@ namespace ullage::host {
 [[nodiscard]] double quantile_of(std::span<const double> sorted, double probability);
 
 /**
- * The variance of a quantile by the method of Maritz and Jarrett (1978, JASA 73): that of an order statistic drawn with
- * the probabilities that a beta distribution with the parameters (n + 1) p and (n + 1) (1 - p) gives to the n intervals
- * ((i - 1) / n, i / n).
+ * The weights of n order statistics in the method of Maritz and Jarrett (1978, JASA 73): the probabilities that a beta
+ * distribution with the parameters (n + 1) p and (n + 1) (1 - p) gives to the n intervals ((i - 1) / n, i / n).
  *
- * @param sorted       n numbers, ascending
  * @param probability  p, strictly between 0 and 1; outside 1 / (n + 1) .. n / (n + 1) nearly all the weight is on the
- *                     last order statistic, and the variance is too small
+ *                     last order statistic, and variances are too small
  */
-[[nodiscard]] double quantile_variance(std::span<const double> sorted, double probability);
+[[nodiscard]] std::vector<double> quantile_weights(std::size_t n, double probability);
+
+/** The variance of a quantile: that of an order statistic that is drawn with these weights.
+ * @param sorted  one number per weight, ascending */
+[[nodiscard]] double quantile_variance(std::span<const double> sorted, std::span<const double> weights);
 
 }  // namespace ullage::host
 

@@ -130,7 +130,9 @@ class BesideR(unittest.TestCase):
             ours += [named[name][k] for k in ("rhat", "ess_bulk", "ess_tail", "mcse")]
         theirs = self.r(
             "d <- read.csv('out/parameters.csv', check.names = FALSE);"
-            "d[['cor']] <- d[['cov(x2,y)']] / sqrt(d[['var(x2)']] * d[['var(y)']]);"
+            # The same operations as ours: the two draws beside the median are as far from it but for rounding, which
+            # decides their ranks.
+            "d[['cor']] <- d[['cov(x2,y)']] / (sqrt(d[['var(x2)']]) * sqrt(d[['var(y)']]));"
             "for (n in c('mean(y)', 'mean(log(x3))', 'var(x2)', 'cor')) {"
             "  m <- matrix(d[[n]], ncol = 3);"
             "  cat(posterior::rhat(m), posterior::ess_bulk(m), posterior::ess_tail(m), posterior::mcse_mean(m), '') }")
