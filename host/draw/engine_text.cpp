@@ -4,9 +4,11 @@
 
 #include "ullage/host/draw/engine_text.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <numeric>
 
 #include "ullage/host/base/error.h"
 #include "ullage/host/model/model_table.h"
@@ -70,12 +72,11 @@ private:
 // Writes the cells of a row one after the other.
 class RowText {
 public:
-    RowText(const ModelTable &model, std::size_t row, std::u16string &text)
-        : model_(model), row_(row), text_(text), hidden_(model.hidden->of_row(row).data()) {}
+    RowText(const ModelTable &model, std::size_t row, std::u16string &text) : model_(model), row_(row), text_(text) {}
 
     void append(std::size_t c) {
         const Column &column = model_.table->columns[c];
-        const HiddenCell *hidden = model_.table->is_hidden(row_, c) ? hidden_++ : nullptr;
+        const HiddenCell *hidden = hidden_cell(c);
         const ColumnVariables &own = model_.variables.columns[c];
         if (column.kind == ColumnKind::binary || column.kind == ColumnKind::nominal) {
             for (std::size_t j = 0; j < own.count; ++j) append_utility(c, own, j, hidden != nullptr);
@@ -101,6 +102,12 @@ public:
     }
 
 private:
+    [[nodiscard]] const HiddenCell *hidden_cell(std::size_t c) const {
+        if (!model_.table->is_hidden(row_, c)) return nullptr;
+        const auto cells = model_.hidden->of_row(row_);
+        return &*std::ranges::lower_bound(cells, static_cast<std::int32_t>(c), {}, &HiddenCell::column);
+    }
+
     // The variable of one word: above 0 and above all others where the word holds, below the one that holds otherwise.
     void append_utility(std::size_t c, const ColumnVariables &own, std::size_t j, bool is_hidden) {
         const Column &column = model_.table->columns[c];
@@ -132,7 +139,6 @@ private:
     const ModelTable &model_;
     std::size_t row_;
     std::u16string &text_;
-    const HiddenCell *hidden_;  // the next hidden cell of the row
 };
 
 }  // namespace
@@ -149,9 +155,12 @@ std::u16string engine_text(const ModelTable &model, const Block &block) {
         append_name(text, j);
         text += j + 1 < n ? u'\t' : u'\n';
     }
+    std::vector<std::size_t> order(model.table->columns.size());  // of the columns, as their variables stand
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::ranges::sort(order, {}, [&](std::size_t c) { return model.variables.columns[c].first; });
     for (const std::int32_t row : block.rows) {
         RowText row_text(model, static_cast<std::size_t>(row), text);
-        for (std::size_t c = 0; c < model.table->columns.size(); ++c) row_text.append(c);
+        for (const std::size_t c : order) row_text.append(c);
         text.back() = u'\n';
     }
     return text;

@@ -53,7 +53,7 @@ std::vector<double> normal_scores(const std::vector<double> &counts) {
 }
 
 void add_ordered(const Column &column, std::size_t place, Variables &variables) {
-    ColumnVariables &own = variables.columns.back();
+    ColumnVariables &own = variables.columns[place];
     const std::vector<double> scores = normal_scores(count_words(column));
     const double scale = 1.0 / (scores[1] - scores[0]);
     own.cuts = {0.0, 1.0};
@@ -63,8 +63,8 @@ void add_ordered(const Column &column, std::size_t place, Variables &variables) 
     variables.scales.push_back({Transformation::none, -scores[0] * scale, scale});
 }
 
-void add_nominal(const Column &column, std::size_t place, Variables &variables) {
-    ColumnVariables &own = variables.columns.back();
+void add_utilities(const Column &column, std::size_t place, Variables &variables) {
+    ColumnVariables &own = variables.columns[place];
     const std::vector<double> counts = count_words(column);
     const bool is_binary = column.kind == ColumnKind::binary;
     own.reference =
@@ -88,16 +88,20 @@ double cut_at(const ColumnVariables &variables, double half_way) {
 
 Variables lay_out_variables(const Table &table, std::span<const Scale> scales) {
     Variables variables;
-    for (std::size_t c = 0; c < table.columns.size(); ++c) {
-        const Column &column = table.columns[c];
-        variables.columns.push_back({.first = variables.list.size()});
-        if (column.kind == ColumnKind::ordered) {
-            add_ordered(column, c, variables);
-        } else if (column.holds_words()) {
-            add_nominal(column, c, variables);
-        } else {
-            variables.list.push_back({column.name, c});
-            variables.scales.push_back(scales[c]);
+    variables.columns.resize(table.columns.size());
+    for (const bool nominal : {false, true}) {
+        for (std::size_t c = 0; c < table.columns.size(); ++c) {
+            const Column &column = table.columns[c];
+            if ((column.kind == ColumnKind::nominal) != nominal) continue;
+            variables.columns[c].first = variables.list.size();
+            if (column.kind == ColumnKind::ordered) {
+                add_ordered(column, c, variables);
+            } else if (column.holds_words()) {
+                add_utilities(column, c, variables);
+            } else {
+                variables.list.push_back({column.name, c});
+                variables.scales.push_back(scales[c]);
+            }
         }
     }
     return variables;
@@ -132,18 +136,9 @@ std::size_t word_of(const Column &column, const ColumnVariables &variables, cons
 std::vector<double> identifying_factors(const Table &table, const Variables &variables,
                                         std::span<const double> covariance) {
     std::vector<double> factors;
-    factors.reserve(variables.list.size());
-    for (std::size_t c = 0; c < table.columns.size(); ++c) {
-        const ColumnVariables &own = variables.columns[c];
-        const bool is_free =
-            table.columns[c].kind == ColumnKind::binary || table.columns[c].kind == ColumnKind::nominal;
-        double factor = variables.scales[own.first].scale;
-        if (is_free) {
-            double sum = 0.0;
-            for (std::size_t j = own.first; j < own.first + own.count; ++j) sum += covariance[packed_index(j, j)];
-            factor = std::sqrt(static_cast<double>(own.count) / sum);
-        }
-        factors.insert(factors.end(), own.count, factor);
+    for (std::size_t j = 0; j < variables.list.size(); ++j) {
+        const bool is_binary = table.columns[variables.list[j].column].kind == ColumnKind::binary;
+        factors.push_back(is_binary ? 1.0 / std::sqrt(covariance[packed_index(j, j)]) : variables.scales[j].scale);
     }
     return factors;
 }

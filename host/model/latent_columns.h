@@ -43,7 +43,7 @@ struct ColumnVariables {
     [[nodiscard]] std::size_t variable_of(std::size_t word) const { return first + word - (word > reference ? 1 : 0); }
 };
 
-/** The variables of a table, column after column. */
+/** The variables of a table, column after column, those of nominal columns behind all others. */
 struct Variables {
     std::vector<Variable> list;
     std::vector<ColumnVariables> columns;  ///< one per column of the table
@@ -80,9 +80,9 @@ struct Interval {
                                   std::span<const double> values);
 
 /**
- * What the parameters of each variable are multiplied with to be identified, and in the units of the file: the scale of
- * a number's or an ordered column's variable; for the variables of binary and nominal words, whose scale no data tell,
- * what makes the variance, or the mean variance of a nominal column's variables, 1 (Burgette and Nordheim 2012).
+ * What the parameters of each variable are multiplied with to be identified, and in the units of the file. No data tell
+ * the scale of a binary column's variable, so its variance becomes 1; that of a nominal column's variables is known
+ * (UtilityBlock).
  *
  * @param covariance  packed, in the model's units
  */

@@ -102,6 +102,15 @@ void check_joint(const ModelTable &model, const Level &level, const std::vector<
     }
 }
 
+// The utilities of nominal columns are held by as many cases as there are rows: fixed but for what a chain needs.
+void add_utilities(const ModelTable &model, Level &level) {
+    for (std::size_t c = 0; c < model.table->columns.size(); ++c) {
+        if (model.table->columns[c].kind != ColumnKind::nominal) continue;
+        const ColumnVariables &own = model.variables.columns[c];
+        level.prior.utilities.push_back({own.first, own.count, static_cast<double>(level.row_count)});
+    }
+}
+
 // Under a flat mean something must be known of each column, and of words enough to tell where their variables lie.
 void check_known(const Column &column, const Level &level, const std::vector<std::int32_t> &rows) {
     const auto known = [&](std::int32_t row) {
@@ -215,6 +224,7 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
         level.row_count = rows_of_level[l].size();
         summarise_observed(model, rows_of_level[l], level);
         level.prior = make_prior(prior, table, model.variables, level.variance);
+        add_utilities(model, level);
         // The engine prepares a pattern of hidden cells once per group: rows of one pattern stay together.
         std::vector<std::int32_t> &rows = rows_of_level[l];
         const auto precedes = [&](std::int32_t a, std::int32_t b) {

@@ -21,9 +21,35 @@ struct Posterior {
     double degrees;
     double mean_cases;
     std::vector<double> mean;
-    std::vector<double> width;  // square roots of the scatter's diagonal
-    std::vector<double> root;   // packed root of the scatter divided by the widths
+    std::vector<double> width;          // square roots of the scatter's diagonal
+    std::vector<double> root;           // packed root of the scatter divided by the widths
+    std::vector<double> extra_degrees;  // of each variable, by what is known of utilities
 };
+
+// The scatter of a block's variables given those before it is the square of its part of the root.
+void add_utilities(const UtilityBlock &block, Posterior &posterior) {
+    std::vector<double> own(packed_size(block.count));
+    for (std::size_t i = 0; i < block.count; ++i) {
+        for (std::size_t j = 0; j <= i; ++j) {
+            own[packed_index(i, j)] = posterior.root[packed_index(block.first + i, block.first + j)];
+        }
+    }
+    std::vector<double> scatter(own.size());
+    square_of_root(own, scatter, block.count);
+    for (std::size_t i = 0; i < block.count; ++i) {
+        for (std::size_t j = 0; j <= i; ++j) {
+            const double width = posterior.width[block.first + i] * posterior.width[block.first + j];
+            scatter[packed_index(i, j)] += block.cases * (i == j ? 1.0 : 0.5) / width;
+        }
+    }
+    (void)take_root(scatter, block.count);  // the sum of two positive definite matrices
+    for (std::size_t i = 0; i < block.count; ++i) {
+        for (std::size_t j = 0; j <= i; ++j) {
+            posterior.root[packed_index(block.first + i, block.first + j)] = scatter[packed_index(i, j)];
+        }
+        posterior.extra_degrees[block.first + i] = block.cases;
+    }
+}
 
 // The columns with a large part in the direction of least variance of a correlation matrix.
 std::vector<std::size_t> collinear_columns(std::span<const double> correlation, std::size_t n) {
@@ -88,6 +114,8 @@ Posterior make_posterior(const Moments &moments, const Prior &prior) {
         is_regular = posterior.root[packed_index(i, i)] > std::sqrt(kLeastUnexplained);
     }
     if (!is_regular) throw UnusableMoments(UnusableMoments::Kind::collinear, collinear_columns(scatter, n));
+    posterior.extra_degrees.assign(n, 0.0);
+    for (const UtilityBlock &block : prior.utilities) add_utilities(block, posterior);
     return posterior;
 }
 
@@ -106,7 +134,8 @@ Parameters draw_parameters(const Moments &moments, const Prior &prior, RandomStr
     bartlett.reserve(packed_size(n));
     for (std::size_t i = 0; i < n; ++i) {
         for (std::size_t j = 0; j < i; ++j) bartlett.push_back(random.normal());
-        bartlett.push_back(std::sqrt(random.chi_squared(posterior.degrees - static_cast<double>(n - 1 - i))));
+        bartlett.push_back(std::sqrt(
+            random.chi_squared(posterior.degrees + posterior.extra_degrees[i] - static_cast<double>(n - 1 - i))));
     }
     std::vector<double> &root = posterior.root;
     divide_from_right(root, bartlett, n);

@@ -23,6 +23,19 @@ struct Parameters {
 };
 
 /**
+ * The variables of a nominal column. Their covariance given all variables before them is known to be (I + J) / 2, that
+ * of differences of independent utilities, as well as some cases tell it: the prior density gains the factor
+ * |R|^(-cases / 2) exp(-cases tr((I + J) / 2 R^-1) / 2) in that covariance R. The data tell hardly anything of it
+ * (McCulloch and Rossi 1994), and a chain that leaves it free does not mix; what the utilities have to do with the
+ * other variables stays free.
+ */
+struct UtilityBlock {
+    std::size_t first;
+    std::size_t count;
+    double cases;
+};
+
+/**
  * What is known of the parameters before the data: the normal / inverse Wishart family,
  *
  *     covariance ~ inverse Wishart(covariance_cases, scatter),  mean | covariance ~ normal(mean,
@@ -35,6 +48,7 @@ struct Prior {
     double covariance_cases = 0.0;  ///< degrees of freedom of the covariance
     std::vector<double> mean;       ///< n; not read if mean_cases is 0
     std::vector<double> scatter;    ///< packed; covariance_cases times the prior guess; not read if that is 0
+    std::vector<UtilityBlock> utilities = {};  ///< of nominal columns; they are the last variables
 };
 
 /** Why no parameters can be drawn. */

@@ -62,8 +62,10 @@ void write_rows(OutputFile &file, const Table &table, const HiddenCells &hidden,
                 line += text.raw(row, static_cast<std::size_t>(table.columns[c].file_column));
             } else if (values.empty()) {
                 line += "NA";
+            } else if (const double value = values[next_hidden++]; table.columns[c].holds_words()) {
+                line += quote_cell(table.columns[c].words[static_cast<std::size_t>(value)], text.separator);
             } else {
-                const auto [end, error] = std::to_chars(digits, digits + sizeof digits, values[next_hidden++]);
+                const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value);
                 line.append(digits, end);
             }
         }

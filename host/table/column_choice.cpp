@@ -32,6 +32,7 @@ NamedColumns find_named(const FileColumns &columns, const ReadOptions &options) 
     if (options.by) carry(*options.by, "--by");
     for (const auto &[column, remark] : options.remarks) carry(remark, "--remark");
     if (options.columns) named.by_name.insert(options.columns->begin(), options.columns->end());
+    for (const KindOption &kind : options.kinds) named.by_name.insert(kind.column);
     return named;
 }
 
@@ -62,7 +63,7 @@ void refuse_what_is_no_candidate(const std::vector<Candidate> &candidates, const
     }
 }
 
-/** Give the candidates their remarks and limits. */
+/** Give the candidates their remarks, limits and kinds. */
 void take_options_per_column(std::vector<Candidate> &candidates, const FileColumns &columns,
                              const ReadOptions &options) {
     const auto candidate = [&](const std::string &name, std::string_view option) -> Candidate & {
@@ -70,7 +71,9 @@ void take_options_per_column(std::vector<Candidate> &candidates, const FileColum
             std::find_if(candidates.begin(), candidates.end(), [&](const Candidate &c) { return c.name == name; });
         if (found == candidates.end()) {
             (void)columns.get(name, option);
-            throw Error(Fault::usage, fmt::format("{}: column {} is not read as numbers", option, quote(name)));
+            throw Error(Fault::usage,
+                        fmt::format("{}: column {} is carried along by another option, or not among --columns", option,
+                                    quote(name)));
         }
         if (found->upper) {
             throw Error(Fault::usage, fmt::format("{}: {} is a pair of limits already", option, quote(name)));
@@ -86,6 +89,19 @@ void take_options_per_column(std::vector<Candidate> &candidates, const FileColum
         Candidate &target = candidate(column, "--nd");
         if (target.limit) throw Error(Fault::usage, fmt::format("--nd: {} is given twice", quote(column)));
         target.limit = limit;
+    }
+    std::unordered_set<std::string_view> told;
+    for (const KindOption &kind : options.kinds) {
+        const std::string option = option_of(kind.kind);
+        if (!told.insert(kind.column).second) {
+            throw Error(Fault::usage, fmt::format("{}: the kind of {} is given twice", option, quote(kind.column)));
+        }
+        Candidate &target = candidate(kind.column, option);
+        if ((target.remark || target.limit) && kind.kind != ColumnKind::number && kind.kind != ColumnKind::stepped) {
+            throw Error(Fault::usage,
+                        fmt::format("{}: column {} has numbers, as --remark or --nd says", option, quote(kind.column)));
+        }
+        target.is_asked_for = true;
     }
 }
 

@@ -39,7 +39,7 @@ struct Candidate {
     std::optional<std::size_t> upper = {};   ///< for a pair of limits the column of the upper ones
     std::optional<std::size_t> remark = {};  ///< the column that remarks on its cells
     std::optional<double> limit = {};        ///< behind the word for "below the limit of the column"
-    bool is_asked_for = false;               ///< the user names it as a column of the model
+    bool is_asked_for = false;               ///< the user names it as a column of the model, or gives its kind
 };
 
 /**

@@ -32,7 +32,7 @@ bool read_end(std::string_view text, double open, double &value, std::string &me
 }
 
 /** Add the bounds of an interval. */
-void read_interval(std::string_view low_text, std::string_view high_text, CellContent &cell) {
+void read_interval(std::string_view low_text, std::string_view high_text, bool or_equal, CellContent &cell) {
     double low = 0.0;
     double high = 0.0;
     if (!read_end(low_text, -kOpen, low, cell.message) || !read_end(high_text, kOpen, high, cell.message)) {
@@ -43,16 +43,16 @@ void read_interval(std::string_view low_text, std::string_view high_text, CellCo
     } else if (low == high) {
         cell.message = "an interval without a width; write the number alone";
     } else {
-        if (low > -kOpen) cell.bounds.push_back({false, low, {}});
-        if (high < kOpen) cell.bounds.push_back({true, high, {}});
+        if (low > -kOpen) cell.bounds.push_back({false, low, {}, or_equal});
+        if (high < kOpen) cell.bounds.push_back({true, high, {}, or_equal});
     }
 }
 
 /** Add the bound of an inequality, whose sign has been taken off. */
-void read_inequality(bool is_upper, std::string_view operand, CellContent &cell) {
+void read_inequality(bool is_upper, bool or_equal, std::string_view operand, CellContent &cell) {
     operand = trim(operand);
     if (const auto number = parse_number(operand)) {
-        cell.bounds.push_back({is_upper, *number, {}});
+        cell.bounds.push_back({is_upper, *number, {}, or_equal});
     } else if (parse_infinity(operand)) {
         if (parse_infinity(operand) != (is_upper ? kOpen : -kOpen)) {
             cell.message = "no number is beyond infinity; leave the cell empty if nothing is known";
@@ -62,25 +62,30 @@ void read_inequality(bool is_upper, std::string_view operand, CellContent &cell)
     } else {
         cell.message = explain_number(operand);
         cell.is_number_like = !cell.message.empty();
-        if (cell.message.empty()) cell.bounds.push_back({is_upper, 0.0, operand});
+        if (cell.message.empty()) cell.bounds.push_back({is_upper, 0.0, operand, or_equal});
     }
 }
 
 /** Read one inequality or interval. False if the text is neither. */
 bool read_condition(std::string_view text, CellContent &cell) {
     text = trim(text);
-    if (take(text, "<=") || take(text, "≤") || take(text, "<")) {
-        read_inequality(true, text, cell);
-    } else if (take(text, ">=") || take(text, "≥") || take(text, ">")) {
-        read_inequality(false, text, cell);
+    if (take(text, "<=") || take(text, "≤")) {
+        read_inequality(true, true, text, cell);
+    } else if (take(text, "<")) {
+        read_inequality(true, false, text, cell);
+    } else if (take(text, ">=") || take(text, "≥")) {
+        read_inequality(false, true, text, cell);
+    } else if (take(text, ">")) {
+        read_inequality(false, false, text, cell);
     } else if ((text.starts_with('[') && text.ends_with(']')) || (text.starts_with('(') && text.ends_with(')'))) {
+        const bool or_equal = text.starts_with('[');
         text = text.substr(1, text.size() - 2);
         const std::size_t comma = text.find(',');
         if (comma == std::string_view::npos) return false;
         if (text.find(',', comma + 1) != std::string_view::npos) {
             cell.message = "more than one comma; write an interval as [2.5, 3.5], with decimal points";
         } else {
-            read_interval(text.substr(0, comma), text.substr(comma + 1), cell);
+            read_interval(text.substr(0, comma), text.substr(comma + 1), or_equal, cell);
         }
     } else {
         const std::size_t dots = text.find("..");
@@ -91,7 +96,7 @@ bool read_condition(std::string_view text, CellContent &cell) {
         if (rest.find("..") != std::string_view::npos || rest.starts_with('.')) {
             cell.message = "more than two dots; write an interval as 2..3";
         } else {
-            read_interval(text.substr(0, dots), rest, cell);
+            read_interval(text.substr(0, dots), rest, true, cell);
         }
     }
     return true;

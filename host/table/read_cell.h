@@ -17,6 +17,7 @@ struct StatedBound {
     bool is_upper;
     double limit;            ///< if there is no name
     std::string_view other;  ///< name of a column, or empty
+    bool or_equal = false;   ///< the cell may also equal it
 };
 
 enum class CellKind {

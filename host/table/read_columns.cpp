@@ -47,7 +47,7 @@ private:
     [[nodiscard]] std::string_view cell(std::size_t row, std::size_t file_column) {
         return file_.trimmed(row, file_column, unquoted_);
     }
-    void add_bound(std::size_t row, std::size_t index, double limit, bool is_upper);
+    void add_bound(std::size_t row, std::size_t index, double limit, bool is_upper, bool or_equal);
     void add_problem(std::size_t row, std::size_t index, std::string message);
 
     const FileText &file_;
@@ -70,9 +70,9 @@ void CellReader::add_problem(std::size_t row, std::size_t index, std::string mes
                                          .message = std::move(message)});
 }
 
-void CellReader::add_bound(std::size_t row, std::size_t index, double limit, bool is_upper) {
+void CellReader::add_bound(std::size_t row, std::size_t index, double limit, bool is_upper, bool or_equal) {
     result_.columns[index].states[row] = CellState::bounded;
-    result_.bounds.push_back({static_cast<std::int32_t>(index), -1, limit, is_upper});
+    result_.bounds.push_back({static_cast<std::int32_t>(index), -1, limit, is_upper, or_equal});
 }
 
 /** What a cell can refer to: a pair of limits by its own name, or a column of the file. */
@@ -119,7 +119,8 @@ void CellReader::keep_bounds(std::size_t row, std::size_t index, const CellConte
             }
         }
         if (!message.empty()) break;
-        result_.bounds.push_back({static_cast<std::int32_t>(index), other, bound.limit, bound.is_upper});
+        result_.bounds.push_back(
+            {static_cast<std::int32_t>(index), other, bound.limit, bound.is_upper, bound.or_equal});
     }
     CandidateCells &cells = result_.columns[index];
     if (message.empty()) {
@@ -170,11 +171,11 @@ void CellReader::read_single(std::size_t row, std::size_t index) {
     const bool is_nondetect = text == options_.nondetect;
     if (is_nondetect && candidate.limit) {  // the word may look like a number: 0 in a column that is cut off at 0
         ++cells.numbers;
-        add_bound(row, index, *candidate.limit, true);
+        add_bound(row, index, *candidate.limit, true, false);
     } else if (const auto number = parse_number(text)) {
         ++cells.numbers;
         if (*remark != Remark::observed) {
-            add_bound(row, index, *number, *remark == Remark::below);
+            add_bound(row, index, *number, *remark == Remark::below, false);
         } else {
             cells.values[row] = *number;
             cells.states[row] = CellState::observed;
@@ -216,8 +217,8 @@ void CellReader::read_pair(std::size_t row, std::size_t index) {
         cells.values[row] = ends[0];
         cells.states[row] = CellState::observed;
     } else {
-        if (ends[0] > -kOpen) add_bound(row, index, ends[0], false);
-        if (ends[1] < kOpen) add_bound(row, index, ends[1], true);
+        if (ends[0] > -kOpen) add_bound(row, index, ends[0], false, true);
+        if (ends[1] < kOpen) add_bound(row, index, ends[1], true, true);
     }
 }
 

@@ -10,7 +10,23 @@
 #include <utility>
 #include <vector>
 
+#include "ullage/host/table/table.h"
+
 namespace ullage::host {
+
+/** The kind that the user gives a column. */
+struct KindOption {
+    std::string column;
+    ColumnKind kind;
+    double step = 0.0;                    ///< stepped: above 0
+    std::vector<std::string> words = {};  ///< ordered: the words in their order
+};
+
+/** The option that gives a kind. */
+[[nodiscard]] inline std::string option_of(ColumnKind kind) {
+    return kind == ColumnKind::stepped ? "--step"
+                                       : std::string("--") + kColumnKindNames[static_cast<std::size_t>(kind)];
+}
 
 /** How the cells of a file are to be understood. Columns are given by name. */
 struct ReadOptions {
@@ -18,9 +34,11 @@ struct ReadOptions {
     std::vector<std::string> missing = {"NA", ".", "*"};  ///< words for a missing cell; an empty cell always is one
     std::optional<std::vector<std::string>> columns;  ///< the columns of the model; all that hold numbers if not given
     std::vector<std::string> carry;                   ///< columns to be carried along, whatever they hold
-    std::optional<std::string> id;                    ///< names the rows; carried along
-    std::optional<std::string> by;                    ///< one set of parameters per level; carried along
-    bool pairs = true;                                ///< read columns x_lo and x_hi as the limits of x
+    bool find_kinds = false;        ///< look for words, flags and names of rows; without it, columns are of numbers
+    std::vector<KindOption> kinds;  ///< what the values of a column are, whatever is found
+    std::optional<std::string> id;  ///< names the rows; carried along
+    std::optional<std::string> by;  ///< one set of parameters per level; carried along
+    bool pairs = true;              ///< read columns x_lo and x_hi as the limits of x
     std::string lower_suffix = "_lo";
     std::string upper_suffix = "_hi";
     std::vector<std::pair<std::string, std::string>> remarks;  ///< a column and the column that remarks on it

@@ -7,12 +7,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <unordered_map>
 
+#include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/base/problems.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/table/column_choice.h"
+#include "ullage/host/table/column_kinds.h"
 #include "ullage/host/table/column_notices.h"
 #include "ullage/host/table/read_columns.h"
 
@@ -37,9 +40,13 @@ public:
 
 private:
     [[nodiscard]] bool has_numbers(std::size_t index);
+    void keep_words(std::size_t index, KindChoice &choice);
+    void keep_numbers(std::size_t index, const KindChoice &choice);
+    void refuse_if_asked_for(std::size_t index, const KindChoice &choice);
     void keep_columns();
     void lay_out();
     void keep_bounds();
+    void refuse_comparison(std::size_t row, const Bound &bound, std::int32_t other);
     void resolve_references();
     void read_id();
     void read_levels();
@@ -55,7 +62,8 @@ private:
     std::vector<Candidate> candidates_;
     ReadCells cells_;                    // of the candidates
     std::vector<std::int32_t> kept_as_;  // of each candidate, the column; -1 if it is carried along
-    std::string unquoted_;               // holds the text of cell() if it had quotes
+    std::vector<std::vector<WordCells::Limits>> word_limits_;  // of each column, of its bounded cells by row
+    std::string unquoted_;                                     // holds the text of cell() if it had quotes
     Problems problems_;
 };
 
@@ -84,19 +92,57 @@ bool Reader::has_numbers(std::size_t index) {
     return true;
 }
 
-/** Make columns of the candidates that hold numbers. */
+void Reader::keep_numbers(std::size_t index, const KindChoice &choice) {
+    const Candidate &candidate = candidates_[index];
+    table_.columns.push_back({.name = candidate.name,
+                              .kind = *choice.kind,
+                              .kind_reason = choice.reason,
+                              .step = choice.step,
+                              .file_column = static_cast<std::ptrdiff_t>(candidate.file_column),
+                              .upper_file_column = candidate.upper ? static_cast<std::ptrdiff_t>(*candidate.upper) : -1,
+                              .values = std::move(cells_.columns[index].values),
+                              .states = std::move(cells_.columns[index].states)});
+    word_limits_.emplace_back();
+}
+
+void Reader::keep_words(std::size_t index, KindChoice &choice) {
+    const Candidate &candidate = candidates_[index];
+    WordCells cells = read_words(table_.file, candidate, choice, options_);
+    for (Problem &problem : cells.problems.list) problems_.list.push_back(std::move(problem));
+    problems_.count += cells.problems.count;
+    table_.columns.push_back({.name = candidate.name,
+                              .kind = *choice.kind,
+                              .kind_reason = choice.reason,
+                              .words = std::move(choice.words),
+                              .file_column = static_cast<std::ptrdiff_t>(candidate.file_column),
+                              .values = std::move(cells.values),
+                              .states = std::move(cells.states)});
+    word_limits_.push_back(std::move(cells.limits));
+}
+
+void Reader::refuse_if_asked_for(std::size_t index, const KindChoice &choice) {
+    const Candidate &candidate = candidates_[index];
+    if (!candidate.is_asked_for) return;
+    problems_.add(
+        {.columns = {candidate.name},
+         .message = options_.find_kinds
+                        ? fmt::format("the column cannot be modelled: {}; leave it out of --columns", choice.reason)
+                        : "the column holds no number; leave it out of --columns"});
+}
+
+/** Make columns of the candidates that can be modelled. */
 void Reader::keep_columns() {
     kept_as_.assign(candidates_.size(), -1);
     for (std::size_t i = 0; i < candidates_.size(); ++i) {
-        if (!has_numbers(i)) continue;
-        const Candidate &candidate = candidates_[i];
+        KindChoice choice = choose_kind(table_.file, candidates_[i], cells_.columns[i], options_);
+        if (!choice.kind) {
+            refuse_if_asked_for(i, choice);
+            continue;
+        }
+        const bool are_words = !choice.words.empty();
+        if (!are_words && !has_numbers(i)) continue;
         kept_as_[i] = static_cast<std::int32_t>(table_.columns.size());
-        table_.columns.push_back(
-            {.name = candidate.name,
-             .file_column = static_cast<std::ptrdiff_t>(candidate.file_column),
-             .upper_file_column = candidate.upper ? static_cast<std::ptrdiff_t>(*candidate.upper) : -1,
-             .values = std::move(cells_.columns[i].values),
-             .states = std::move(cells_.columns[i].states)});
+        are_words ? keep_words(i, choice) : keep_numbers(i, choice);
     }
     if (table_.columns.empty() && problems_.count == 0) {
         problems_.add({.message = "no column holds a number"});
@@ -123,25 +169,60 @@ void Reader::lay_out() {
     }
 }
 
-/** Keep the bounds of the cells of columns; those of candidates that are carried along go. */
+/** The limit of a cell in steps: half-way between the last step that obeys it and the next. */
+double limit_between_steps(const Column &column, const Bound &bound) {
+    const double steps = bound.limit / column.step;
+    if (bound.is_upper) return ((bound.or_equal ? std::floor(steps) : std::ceil(steps) - 1.0) + 0.5) * column.step;
+    return ((bound.or_equal ? std::ceil(steps) : std::floor(steps) + 1.0) - 0.5) * column.step;
+}
+
+/** Keep the bounds of the cells of columns; those of candidates that are carried along or hold words go. */
 void Reader::keep_bounds() {
-    std::vector<Bound> &bounds = cells_.bounds;
-    std::vector<std::size_t> &begin_of = cells_.bound_begin;
-    std::size_t kept = 0;
+    std::vector<std::size_t> next(table_.columns.size(), 0);  // of the limits of a column of words
+    std::vector<Bound> bounds;
+    bounds.reserve(cells_.bounds.size());
+    table_.bound_begin.reserve(table_.row_count() + 1);
     for (std::size_t row = 0; row < table_.row_count(); ++row) {
-        const std::size_t begin = begin_of[row];
-        begin_of[row] = kept;
-        for (std::size_t b = begin; b < begin_of[row + 1]; ++b) {
-            Bound bound = bounds[b];
+        table_.bound_begin.push_back(bounds.size());
+        for (std::size_t b = cells_.bound_begin[row]; b < cells_.bound_begin[row + 1]; ++b) {
+            Bound bound = cells_.bounds[b];
             bound.column = kept_as_[static_cast<std::size_t>(bound.column)];
-            if (bound.column >= 0) bounds[kept++] = bound;
+            if (bound.column < 0 || table_.columns[static_cast<std::size_t>(bound.column)].holds_words()) continue;
+            const Column &column = table_.columns[static_cast<std::size_t>(bound.column)];
+            if (column.kind == ColumnKind::stepped && bound.other < 0) bound.limit = limit_between_steps(column, bound);
+            bounds.push_back(bound);
+        }
+        for (std::size_t c = 0; c < next.size(); ++c) {
+            if (next[c] == word_limits_[c].size()) continue;
+            const WordCells::Limits &limits = word_limits_[c][next[c]];
+            if (static_cast<std::size_t>(limits.row) != row) continue;
+            bounds.push_back({static_cast<std::int32_t>(c), -1, limits.lower, false});
+            bounds.push_back({static_cast<std::int32_t>(c), -1, limits.upper, true});
+            ++next[c];
         }
     }
-    begin_of.back() = kept;
-    bounds.resize(kept);
+    table_.bound_begin.push_back(bounds.size());
     bounds.shrink_to_fit();
     table_.bounds = std::move(bounds);
-    table_.bound_begin = std::move(begin_of);
+    cells_.bounds = {};
+}
+
+/** Cells of columns of numbers alone are compared with each other. */
+void Reader::refuse_comparison(std::size_t row, const Bound &bound, std::int32_t other) {
+    for (const std::int32_t index : {bound.column, other}) {
+        if (index < 0) continue;
+        const Column &column = table_.columns[static_cast<std::size_t>(index)];
+        if (column.kind == ColumnKind::number) continue;
+        const Column &own = table_.columns[static_cast<std::size_t>(bound.column)];
+        problems_.add(
+            {.line = table_.file.line[row],
+             .row = static_cast<std::int64_t>(row + 1),
+             .columns = {own.name},
+             .text = table_.file.text(row, static_cast<std::size_t>(own.file_column)),
+             .message = fmt::format("{} is {}, and only columns of numbers are compared with each other; "
+                                    "--number may make it one",
+                                    quote(column.name), kColumnKindNames[static_cast<std::size_t>(column.kind)])});
+    }
 }
 
 /** Turn operands into columns, or into the number that a column outside the model holds. */
@@ -156,6 +237,7 @@ void Reader::resolve_references() {
             Bound &bound = table_.bounds[b];
             if (bound.other < 0) continue;
             const auto other = static_cast<std::size_t>(bound.other);
+            refuse_comparison(row, bound, column_of[other]);
             if (column_of[other] >= 0) {
                 bound.other = column_of[other];
                 continue;

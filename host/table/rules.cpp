@@ -20,7 +20,12 @@ namespace {
 
 std::size_t column_of(const Table &table, const std::string &name, std::string_view rule) {
     const auto column = table.find_column(name);
-    if (column) return *column;
+    if (column && !table.columns[*column].holds_words()) return *column;
+    if (column) {
+        throw Error(Fault::usage,
+                    fmt::format("{}: {} is {}, and the rule is for numbers; --number may make it one", rule,
+                                quote(name), kColumnKindNames[static_cast<std::size_t>(table.columns[*column].kind)]));
+    }
     std::vector<std::string> names;
     for (const Column &c : table.columns) names.push_back(c.name);
     throw Error(Fault::usage,
@@ -37,6 +42,11 @@ void add_order(Table &table, const std::string &rule) {
         std::size_t sign = rest.find('<');
         sign = std::min(sign, rest.find("≤"));
         const std::size_t column = column_of(table, std::string(trim(rest.substr(0, sign))), option);
+        if (table.columns[column].kind == ColumnKind::stepped) {
+            throw Error(Fault::usage, fmt::format("{}: {} is stepped, and only columns of numbers are ordered; without "
+                                                  "--step it is one",
+                                                  option, quote(table.columns[column].name)));
+        }
         if (before) {
             if (*before == column) throw Error(Fault::usage, option + ": a column cannot stand before itself");
             table.order.push_back({static_cast<std::int32_t>(*before), static_cast<std::int32_t>(column), or_equal});
@@ -109,6 +119,8 @@ void check_observed_values(const Table &table) {
         if (column.transformation == Transformation::none) continue;
         for (std::size_t row = 0; row < column.values.size(); ++row) {
             if (table.is_hidden(row, c) || range.holds(column.values[row])) continue;
+            // A step around the end of the range still reaches into it.
+            if (column.kind == ColumnKind::stepped && range.holds(column.values[row] + 0.5 * column.step)) continue;
             problems.add({.line = table.file.line[row],
                           .row = static_cast<std::int64_t>(row + 1),
                           .columns = {column.name},

@@ -21,7 +21,7 @@ namespace ullage::host {
  * WHAT HOLDS FOR ALL OF THIS
  *
  * Rows and columns are counted from 0 here and from 1 in messages. A "column" without more words is a column of
- * numbers, an index into Table::columns; a "file column" is an index into FileText::names.
+ * the model, an index into Table::columns; a "file column" is an index into FileText::names.
  *
  * Everything is in the units of the file. The model's units (transformed, centred, scaled) appear in scale.h only.
  */
@@ -83,6 +83,7 @@ struct FileText {
 struct Column {
     std::string name;
     ColumnKind kind = ColumnKind::number;
+    std::string kind_reason = {};         ///< why it is of that kind, for the user: "two words", "--nominal"
     double step = 0.0;                    ///< of a stepped column: the values are multiples of it
     std::vector<std::string> words = {};  ///< of a binary, ordered or nominal column; empty otherwise
     std::ptrdiff_t file_column = -1;      ///< where its cells stand; for a pair of limits the column of the lower ones
@@ -103,6 +104,7 @@ struct Bound {
     std::int32_t other;   ///< the other cell's column, or -1 for a number
     double limit;         ///< the number, if it is one
     bool is_upper;
+    bool or_equal = false;  ///< the cell may also equal it, which is the same for all but stepped columns
 };
 
 /** The rule first < second for the cells of every row; with or_equal two observed cells may also be equal. */
@@ -121,7 +123,7 @@ struct OutputColumn {
 /** A table, with the rules for its columns and rows. */
 struct Table {
     FileText file;
-    std::vector<Column> columns;       ///< the columns of numbers, in the order of the file
+    std::vector<Column> columns;       ///< the columns of the model, in the order of the file
     std::vector<OutputColumn> output;  ///< all columns, in the order of the file; a pair of limits comes last itself
     std::vector<Bound> bounds;         ///< the bounds that cells state, row by row
     std::vector<std::size_t> bound_begin;       ///< row_count + 1 places in bounds

@@ -192,50 +192,6 @@ class Report(unittest.TestCase):
             self.assertAlmostEqual(bars[style], cells, delta=1.0)
         self.assertAlmostEqual(sum(bars_of(svg["Histograms"], "observed")), 100, delta=2)
 
-    def test_pairs_and_quantiles_are_those_of_the_completed_tables(self):
-        text = self.read("odd")
-        with open(self.path / "odd/imputations.csv", encoding="utf-8", newline="") as file:
-            lines = list(csv.DictReader(file))
-        with open(self.path / "odd/bounds.csv", encoding="utf-8", newline="") as file:
-            bounded = {(line["row"], line["column"]) for line in csv.DictReader(file)}
-        original = [line for line in lines if line[".imp"] == "0"]
-        normal = statistics.NormalDist()
-        for column, low, high, off in re.findall(
-                r'Normal quantile plot of ([^"]*): observed values from (\S+) to (\S+) standard deviations off the mean; '
-                r'in the middle the largest distance from the line is ([\d.]+)\.', text):
-            name = html.unescape(column).strip("`")
-            observed = sorted(float(line[name]) for line in original if line[name] != "NA")
-            completed = [float(line[name]) for line in lines if line[".imp"] != "0"]
-            mean, deviation = statistics.mean(completed), statistics.pstdev(completed)
-            places = [(normal.inv_cdf((i + (sum(x <= value for x in completed) - 5 * (i + 1)) / 5 + 0.5) / 60),
-                       (value - mean) / deviation) for i, value in enumerate(observed)]
-            self.assertAlmostEqual(float(low.replace("\u2212", "-")), places[0][1], delta=0.006)
-            self.assertAlmostEqual(float(high), places[-1][1], delta=0.006)
-            right = max(abs(x - y) for x, y in places if abs(x) <= 2)
-            # A dot stands for two or three values where there are many.
-            self.assertLessEqual(float(off), right + 0.006)
-            self.assertGreater(float(off), 0.8 * right - 0.01)
-        pairs = re.findall(r'Scatter plot of ([^"]*) against ([^"]*), whose correlation is \S+: (\d+) rows with both cells '
-                           r'observed, (\d+) with a missing cell, (\d+) with a bounded cell', text)
-        self.assertGreaterEqual(len(pairs), 3)
-        for second, first, *counts in pairs:
-            found = [0, 0, 0]
-            for line in original:
-                hidden = [(line[".id"], name) for name in map(html.unescape, (first, second)) if line[name] == "NA"]
-                found[0 if not hidden else 2 if all(cell in bounded for cell in hidden) else 1] += 1
-            self.assertEqual([int(count) for count in counts], found)
-        # The number in a square of the matrix is that of the table.
-        matrix = re.search(r'aria-label="Correlations of 6 columns.*?</svg>', text)[0]
-        squares = re.findall(r'<text class="square [a-z]+" x="([\d.]+)" y="([\d.]+)"[^>]*>([^<]*)<', matrix)
-        x = sorted({float(square[0]) for square in squares})
-        y = sorted({float(square[1]) for square in squares})
-        shown = {(x.index(float(square[0])), y.index(float(square[1])) + 1): square[2] for square in squares}
-        for name, row in rows_of(self.path / "odd/report.html", "Correlations, the strongest first").items():
-            pair = next((i, j) for i in range(6) for j in range(6)
-                        if name.replace("`", "") == f"cor({runs.ODD_NAMES[i]},{runs.ODD_NAMES[j]})")
-            self.assertAlmostEqual(float(shown[pair].replace("\u2212", "-")),
-                                   float(row["Estimate"].replace("\u2212", "-")), delta=0.0051)
-
     def test_over_imputation_is_judged(self):
         self.read("once", ["--overimpute"])
         report = self.path / "once/report.html"

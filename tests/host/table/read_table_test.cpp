@@ -221,7 +221,7 @@ TEST(ReadTable, PairsRemarksAndNotDetected) {
              o.limits = {{"t", 1}};
              o.carry = {"t"};
          }),
-         "x,t\n1,2\n", "--nd: column \"t\" is not read as numbers"},
+         "x,t\n1,2\n", "--nd: column \"t\" is carried along by another option"},
         {"columns without a number", with([](ReadOptions &o) {
              o.columns = {{"x", "t"}};
          }),
