@@ -11,7 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "options.h"
+#include "commands.h"
+#include "option_words.h"
 #include "talk.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/output_file.h"
@@ -166,6 +167,18 @@ nlohmann::ordered_json as_json(const std::vector<host::Problem> &problems) {
 }
 
 }  // namespace
+
+void add_check_options(CLI::App &command, Options &options) {
+    add_table_options(command, options);
+    add_quiet(command, options);
+    command.add_flag("--json", options.json, "print everything as JSON")->group("Talk");
+    command.footer(R"(--config FILE reads these options from a file, one name = value per line.
+
+Example:
+  ullage check examples/airquality_censored.csv --log Ozone
+    shows what is missing or bounded in the table, in which patterns, and
+    whether cells and rules contradict each other.)");
+}
 
 int run_check(const Options &options) {
     host::InputText input = host::read_input(options.input);

@@ -9,7 +9,8 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "options.h"
+#include "commands.h"
+#include "option_words.h"
 #include "talk.h"
 #include "text_table.h"
 #include "ullage/host/answer/diagnostics.h"
@@ -108,6 +109,19 @@ nlohmann::ordered_json as_json(const host::RunRecord &record, const host::Diagno
 }
 
 }  // namespace
+
+void add_diagnose_options(CLI::App &command, Options &options) {
+    add_directory(command, options, true);
+    command.add_flag("--strict", options.strict, "exit with code 1 if the diagnostics are bad")->group("Results");
+    command.add_flag("--json", options.json, "print everything as JSON")->group("Results");
+    add_quiet(command, options);
+    command.footer(R"(The exit code is 0, also if the diagnostics are bad; with --strict it is then 1.
+
+Example:
+  ullage diagnose results --strict
+    shows R-hat, effective sample sizes and missing information of every
+    parameter, the worst first, and how many imputations are needed.)");
+}
 
 int run_diagnose(const Options &options) {
     const host::RunRecord record = host::read_run_record(options.input);

@@ -14,8 +14,8 @@
 #include <set>
 #include <thread>
 
+#include "commands.h"
 #include "input.h"
-#include "options.h"
 #include "progress_bar.h"
 #include "talk.h"
 #include "text_table.h"

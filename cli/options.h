@@ -62,14 +62,6 @@ struct Options {
     std::string report_output;  ///< of "ullage report": path, or "-"; empty for report.html in the directory
 };
 
-/** The commands. Each gives the exit code of success; failures are thrown as host::Error. */
-int run_check(const Options &options);
-int run_impute(const Options &options);
-/** The exit code is 1 with --strict and bad diagnostics. */
-int run_diagnose(const Options &options);
-int run_pool(const Options &options);
-int run_report(const Options &options);
-
 }  // namespace ullage::cli
 
 #endif

@@ -9,7 +9,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "options.h"
+#include "commands.h"
 #include "talk.h"
 #include "text_table.h"
 #include "ullage/host/answer/pool_estimates.h"

@@ -62,16 +62,17 @@ COMMANDS = [
      'ullage: standard input: line 3 (row 2), column "a", "0,5": a decimal comma; write 0.5\n'),
     ("no such file", "check none.csv", "", 66, "", "ullage: none.csv: No such file or directory\n"),
     ("a directory", "check .", "", 66, "", "ullage: .: Is a directory\n"),
-    ("no command", "", "", 64, "", "ullage: A subcommand is required\n" + HINT),
+    ("no command", "", "", 64, "", "ullage: a command is missing\n" + HINT),
     ("unknown command", "imputt lead.csv", "", 64, "",
      'ullage: there is no command "imputt"; ullage --help shows those that there are\n'),
-    ("unknown option", "check lead.csv --colums a", "", 64, "", None),
-    ("two files", "check lead.csv lead.csv", "", 64, "", None),
+    ("unknown option", "check lead.csv --colums a", "", 64, "", "ullage: not expected: --colums a\n" + HINT),
+    ("three files", "check lead.csv b a", "", 64, "", "ullage: not expected: b a\n" + HINT),
     ("no such column", "check lead.csv --id key", "", 64, "",
      'ullage: --id: lead.csv has no column "key"; its columns are id, site, lead, zinc, copper_lo, copper_hi, note\n'),
     ("rule without a number", "check lead.csv --lower lead=x", "", 64, "", 'ullage: --lower: "x" is no number\n'),
     ("rule without a sign", "check lead.csv --upper lead", "", 64, "",
      'ullage: --upper is given as COLUMN=NUMBER, not as "lead"\n'),
+    ("name with an equals sign", "check - --lower a=b=2", "a=b\n<1\n", 65, None, None),
     ("long separator", "check lead.csv --sep ;;", "", 64, "",
      'ullage: --sep is one character such as ; or the word tab or space, not ";;"\n'),
     ("separator by name", "check - --sep tab", "a\tb,c\n1\t2\n", 0, None, ""),
@@ -166,7 +167,8 @@ class CommandLine(unittest.TestCase):
     def test_help_and_version_go_to_standard_output(self):
         for arguments, part in [("--help", "Exit codes:"), ("check --help", "Example:\n  ullage check"),
                                 ("impute --help", "--no-report  "),
-                                ("impute --help", "Example:\n  ullage impute"), ("--version", "ullage 0.")]:
+                                ("impute --help", "Example:\n  ullage impute"), ("help", " 143  interrupted by SIGTERM"),
+                                ("help pool", "--lm FORMULA"), ("--version", "ullage 0."), ("-V", "ullage 0.")]:
             code, out, err = self.run_program(arguments)
             self.assertEqual((code, err), (0, ""))
             self.assertIn(part, out)

@@ -1,0 +1,102 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The options of "ullage impute".
+
+#include <filesystem>
+
+#include "commands.h"
+#include "option_words.h"
+#include "ullage/host/base/error.h"
+
+namespace ullage::cli {
+namespace {
+
+constexpr const char *kHelp = R"(--config FILE reads these options from a file, one name = value per line.
+
+Example:
+  ullage impute examples/airquality.csv -o results --seed 1 --log Ozone
+    completes the table 20 times and writes results/imputations.csv,
+    results/parameters.csv, results/run.json and results/report.html.)";
+
+void add_result_options(CLI::App &command, Options &options) {
+    ImputeOptions &impute = options.impute;
+    command
+        .add_option("-o,--output", impute.output, "directory for the results; - writes the tables to standard output")
+        ->required()
+        ->type_name("DIR")
+        ->group("Results");
+    const std::map<std::string, Format> formats = {
+        {"long", Format::long_table}, {"files", Format::files}, {"dta", Format::dta}, {"sav", Format::sav}};
+    command
+        .add_option("--format", impute.format,
+                    "long: one file with .imp and .id; files: one per imputation; dta, sav: long, and for Stata or "
+                    "SPSS besides")
+        ->transform(word_of(formats))
+        ->type_name("long|files|dta|sav")
+        ->group("Results");
+    command.add_flag("--json", options.json, "print the run record to standard output")->group("Results");
+    // The help would show a flag that is bound to the value as --no-report{false}.
+    command
+        .add_flag_callback(
+            "--no-report", [&impute] { impute.report = false; }, "do not write report.html")
+        ->group("Results");
+}
+
+void take_prior(const std::string &prior, ImputeOptions &impute) {
+    std::error_code ignored;
+    if (prior != "default" && prior != "jeffreys" && prior != "-" && !prior.starts_with("ridge") &&
+        !std::filesystem::exists(prior, ignored)) {
+        throw host::Error(
+            host::Fault::no_input,
+            fmt::format("--prior: \"{}\" is none of default, jeffreys and ridge=CASES, and there is no such file",
+                        prior));
+    }
+    impute.prior = prior;
+}
+
+void add_imputation_options(CLI::App &command, ImputeOptions &impute) {
+    const char *group = "Imputation";
+    const auto add_count = [&](const std::string &name, int &target, const std::string &text, int least) {
+        CLI::Option *option =
+            command.add_option(name, target, text)->transform(whole_number(least))->type_name("N")->group(group);
+        if (target > 0) option->capture_default_str();
+    };
+    add_count("-m,--imputations", impute.imputations, "completed tables", 1);
+    command.add_option("--seed", impute.seed, "of the random numbers (default: chosen, printed and recorded)")
+        ->transform(whole_number<std::uint64_t>(0))
+        ->type_name("N")
+        ->group(group);
+    add_count("--burn-in", impute.burn_in, "iterations of each chain before its first imputation", 0);
+    add_count("--thin", impute.thin, "iterations between two imputations of a chain", 1);
+    add_count("--chains", impute.chains, "independent chains", 1);
+    add_count("-j,--jobs", impute.jobs, "processes that share the work (default: one per processor)", 1);
+    command
+        .add_option_function<std::string>(
+            "--prior", [&impute](const std::string &prior) { take_prior(prior, impute); },
+            "default, jeffreys, ridge=CASES, or a file with a full prior")
+        ->type_name("PRIOR")
+        ->default_str(impute.prior)
+        ->group(group);
+    command
+        .add_flag("--overimpute", impute.overimpute,
+                  "hide observed cells in turn, impute them too, and say how often the intervals cover them")
+        ->group(group);
+}
+
+}  // namespace
+
+void add_impute_options(CLI::App &command, Options &options) {
+    add_table_options(command, options);
+    add_result_options(command, options);
+    add_imputation_options(command, options.impute);
+    add_quiet(command, options);
+    const std::map<std::string, Progress> kinds = {
+        {"auto", Progress::automatic}, {"none", Progress::none}, {"json", Progress::json}};
+    command.add_option("--progress", options.progress, "on standard error (default: auto, a bar on a terminal)")
+        ->transform(word_of(kinds))
+        ->type_name("auto|none|json")
+        ->group("Talk");
+    command.footer(kHelp);
+}
+
+}  // namespace ullage::cli

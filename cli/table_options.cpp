@@ -1,0 +1,119 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The options about a table: how to read it, and the rules for its columns.
+
+#include "option_words.h"
+#include "ullage/host/base/error.h"
+
+namespace ullage::cli {
+namespace {
+
+using host::Error;
+using host::Fault;
+using Words = std::vector<std::string>;
+
+char separator_of(const std::string &word) {
+    if (word == "tab" || word == "\\t") return '\t';
+    if (word == "space") return ' ';
+    constexpr std::string_view never = "\"\r\n.+-0123456789";
+    if (word.size() != 1 || static_cast<unsigned char>(word[0]) >= 128 || never.find(word[0]) != never.npos) {
+        throw Error(Fault::usage, "--sep is one character such as ; or the word tab or space, not \"" + word + "\"");
+    }
+    return word[0];
+}
+
+void take_limits(const std::string &word, host::ReadOptions &read) {
+    if (word == "none") {
+        read.pairs = false;
+        return;
+    }
+    const Words suffixes = split({word});
+    if (suffixes.size() != 2 || suffixes[0].empty() || suffixes[1].empty() || suffixes[0] == suffixes[1]) {
+        throw Error(Fault::usage, "--limits takes two endings such as _lo,_hi, or none");
+    }
+    read.lower_suffix = suffixes[0];
+    read.upper_suffix = suffixes[1];
+}
+
+void take_remark_codes(const Words &words, host::ReadOptions &read) {
+    for (const std::string &code : split(words)) {
+        const auto [meaning, text] = split_pair("--remark-codes", code, "below=CODE,above=CODE,observed=CODE");
+        if (meaning == "below") {
+            read.remark_below = text;
+        } else if (meaning == "above") {
+            read.remark_above = text;
+        } else if (meaning == "observed") {
+            read.remark_observed = text;
+        } else {
+            throw Error(Fault::usage, "--remark-codes knows below, above and observed, not \"" + meaning + "\"");
+        }
+    }
+}
+
+void add_reading(CLI::App &command, host::ReadOptions &read) {
+    const char *group = "Reading";
+    command
+        .add_option_function<std::string>(
+            "--sep", [&read](const std::string &word) { read.separator = separator_of(word); },
+            "character between cells, or tab, space (default: from the header)")
+        ->type_name("C")
+        ->group(group);
+    add_list(command, "--na", "WORDS", "words for a missing cell (default: NA,.,*)", group,
+             [&read](const Words &words) { read.missing = split(words); });
+    add_list(command, "--columns", "COLS", "columns of the model (default: all with numbers)", group,
+             [&read](const Words &words) { read.columns = split(words); });
+    add_list(command, "--carry", "COLS", "columns to carry along unchanged", group,
+             [&read](const Words &words) { read.carry = split(words); });
+    command.add_option("--id", read.id, "column that names the rows; carried along")->type_name("COL")->group(group);
+    command.add_option("--by", read.by, "column of groups, each with parameters of its own; carried along")
+        ->type_name("COL")
+        ->group(group);
+    command
+        .add_option_function<std::string>(
+            "--limits", [&read](const std::string &word) { take_limits(word, read); },
+            "endings of the columns with the limits of a value, or none (default: _lo,_hi)")
+        ->type_name("LO,HI")
+        ->group(group);
+    add_list(command, "--remark", "COL=COL", "column of the remarks (<, >, empty) on a column", group,
+             [&read](const Words &words) {
+                 for (const std::string &word : words)
+                     read.remarks.push_back(split_pair("--remark", word, "COLUMN=REMARKS"));
+             });
+    add_list(command, "--remark-codes", "CODES", "other remarks: below=1,above=2,observed=0", group,
+             [&read](const Words &words) { take_remark_codes(words, read); });
+    add_list(command, "--nd", "COL=V", "the limit behind the word ND in a column", group,
+             [&read](const Words &words) { read.limits = numbers_of("--nd", words); });
+    command.add_option("--nd-word", read.nondetect, "the word for \"not detected\" (default: ND)")
+        ->type_name("WORD")
+        ->group(group);
+}
+
+void add_rules(CLI::App &command, host::Rules &rules) {
+    const char *group = "Rules";
+    add_list(command, "--lower", "COL=V", "imputed cells of the column lie above V", group,
+             [&rules](const Words &words) { rules.lower = numbers_of("--lower", words); });
+    add_list(command, "--upper", "COL=V", "imputed cells of the column lie below V", group,
+             [&rules](const Words &words) { rules.upper = numbers_of("--upper", words); });
+    add_list(command, "--order", "a<b", "order of columns, in every row; also a<b<c, a<=b", group,
+             [&rules](const Words &words) { rules.order = words; });
+    add_list(command, "--log", "COLS", "model the logarithm", group,
+             [&rules](const Words &words) { rules.log = split(words); });
+    add_list(command, "--sqrt", "COLS", "model the square root", group,
+             [&rules](const Words &words) { rules.sqrt = split(words); });
+    add_list(command, "--logit", "COLS", "model the logit, log(x / (1 - x))", group,
+             [&rules](const Words &words) { rules.logit = split(words); });
+}
+
+}  // namespace
+
+void add_table_options(CLI::App &command, Options &options) {
+    command
+        .add_option("FILE", options.input, "table to read: CSV, or .sav .dta .xpt .sas7bdat; - reads standard input")
+        ->required()
+        ->type_name("")
+        ->configurable(false);
+    add_reading(command, options.read);
+    add_rules(command, options.rules);
+}
+
+}  // namespace ullage::cli
