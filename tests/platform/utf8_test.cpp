@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 #include <string_view>
 
@@ -76,19 +75,6 @@ TEST(Utf8, EveryUnitDecodesToItself) {
         for (std::size_t i = 1; i < bytes.size(); ++i)
             decoded = decoded * 64 + (static_cast<unsigned char>(bytes[i]) - 0x80);
         ASSERT_EQ(decoded, code);
-    }
-}
-
-TEST(Utf8, RandomTextsDoNotDependOnTheBuffer) {
-    const char16_t units[] = {u'a', u'\x00E9', u'\x20AC', u'\xD83D', u'\xDE00'};
-    std::mt19937 random(20260101);
-    for (int round = 0; round < 300; ++round) {
-        std::u16string text;
-        for (std::size_t length = random() % 40; length > 0; --length) text += units[random() % 5];
-        const std::string whole = convert(text, 4 * 40);
-        for (std::size_t capacity = 4; capacity < 12; ++capacity) {
-            ASSERT_EQ(convert(text, capacity), whole) << "round " << round << ", capacity " << capacity;
-        }
     }
 }
 

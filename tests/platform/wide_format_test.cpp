@@ -60,11 +60,4 @@ TEST(WideFormat, PiecesAndCutTextsAgree) {
     }
 }
 
-TEST(WideFormat, EmptyPiecesOfTheFormatAreNotSent) {
-    int calls = 0;
-    const FormatSink count = [](void *context, std::u16string_view) { ++*static_cast<int *>(context); };
-    format_wide_pieces(u"%d%s", {std::int32_t{1}, u"a"}, count, &calls);
-    EXPECT_EQ(calls, 2);
-}
-
 }  // namespace
