@@ -13,7 +13,7 @@ mkdir -p "$results"
 
 run() {
     echo
-    echo "\$ ullage $*"
+    echo "\$ $program $*"
     "$program" "$@"
 }
 

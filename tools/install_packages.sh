@@ -2,39 +2,53 @@
 # SPDX-FileCopyrightText: 2026 The Ullage authors
 # SPDX-License-Identifier: Apache-2.0
 # Install the Debian packages that a purpose needs and that are missing: install_packages.sh PURPOSE...
+# With --list in front, print their names instead.
 
 set -eu
 
 packages() {
     case $1 in
         engine) echo cmake ninja-build g++ ;;
-        host) packages engine; echo libboost-dev libcli11-dev libcsv-dev libeigen3-dev libfmt-dev librandom123-dev \
-                                    libreadstat-dev libssl-dev libutfcpp-dev nlohmann-json3-dev ;;
+        program) packages engine; echo libboost-dev libcli11-dev libcsv-dev libeigen3-dev libfmt-dev librandom123-dev \
+                                       libreadstat-dev libssl-dev libutfcpp-dev nlohmann-json3-dev ;;
         examples) packages engine; echo pkgconf libboost-dev libeigen3-dev librandom123-dev liblapacke-dev libblas-dev ;;
-        test) packages host; packages examples; echo binutils clang-format libgtest-dev python3 ;;
-        bench) packages host; echo libbenchmark-dev python3 ;;
+        test) packages program; packages examples
+              echo binutils chromium clang-format libgtest-dev locales python3 r-base-core r-cran-haven r-cran-mice \
+                   r-cran-mitml r-cran-posterior ;;
+        check) packages test; packages fuzz ;;
+        bench) packages program; echo libbenchmark-dev python3 ;;
         fuzz) packages engine; echo clang ;;
         format) echo clang-format python3 ;;
-        tidy) packages host; echo clang clang-tidy ;;
-        *) echo "install_packages.sh: unknown purpose '$1'; known are engine, host, examples, test, bench, fuzz," \
-                "format, tidy" >&2; exit 64 ;;
+        tidy) packages program; echo clang clang-tidy ;;
+        *) echo "install_packages.sh: unknown purpose '$1'; known are engine, program, examples, test, check, bench," \
+                "fuzz, format, tidy" >&2; exit 64 ;;
     esac
 }
 
-[ $# -gt 0 ] || { echo "usage: install_packages.sh PURPOSE..." >&2; exit 64; }
+only_list=no
+if [ "${1:-}" = --list ]; then
+    only_list=yes
+    shift
+fi
+[ $# -gt 0 ] || { echo "usage: install_packages.sh [--list] PURPOSE..." >&2; exit 64; }
 
 wanted=
 for purpose; do
     wanted="$wanted $(packages "$purpose")"
 done
+wanted=$(printf '%s\n' $wanted | sort -u)
+if [ $only_list = yes ]; then
+    echo $wanted
+    exit 0
+fi
 
 if ! command -v dpkg-query >/dev/null; then
-    echo "install_packages.sh: this is not a Debian system; make sure that these are installed:$wanted" >&2
+    echo "install_packages.sh: this is not a Debian system; make sure that these are installed:" $wanted >&2
     exit 0
 fi
 
 missing=
-for package in $(printf '%s\n' $wanted | sort -u); do
+for package in $wanted; do
     state=$(dpkg-query --show --showformat='${db:Status-Abbrev}' "$package" 2>/dev/null || true)
     case $state in
         ii*) ;;
@@ -48,7 +62,7 @@ if [ "$(id -u)" -eq 0 ]; then
 elif command -v sudo >/dev/null; then
     as_root=sudo
 else
-    echo "install_packages.sh: not root and no sudo; as root, run: apt-get install$missing" >&2
+    echo "install_packages.sh: not root and no sudo; as root, run: apt-get install --no-install-recommends$missing" >&2
     exit 1
 fi
 

@@ -63,7 +63,8 @@ def main():
     arguments = parser.parse_args()
     if unicodedata.unidata_version != UNICODE_VERSION:
         print(
-            f"This Python knows Unicode {unicodedata.unidata_version}; the table needs {UNICODE_VERSION} (Python 3.11).",
+            f"SKIPPED: this Python knows Unicode {unicodedata.unidata_version}; the table needs {UNICODE_VERSION} "
+            "(Python 3.11).",
             file=sys.stderr,
         )
         return 77
