@@ -3,8 +3,8 @@
 //
 // What does one pass of DS_Impute cost, and how does that grow with cases and variables?
 //
-// W1, W1pat, W1b and W1c: only missing cells, which are drawn directly. W2 and W3: bounded cells, so a chain, in a pass
-// after the start. The numbers of the source are part of the time; draws_bench says what they cost.
+// W1, W1pat, W1b, W1c and W8: only missing cells, which are drawn directly. W2, W3 and W9: bounded cells, so a chain,
+// in a pass after the start. The numbers of the source are part of the time; draws_bench says what they cost.
 
 #include <benchmark/benchmark.h>
 
@@ -79,18 +79,40 @@ std::u16string ordered(std::size_t case_count) {
     });
 }
 
-void run_passes(benchmark::State &state, const std::string &workload, const std::string &road, const MakeText &make) {
-    LoadedTable &table = loaded_table(workload, road, make);
-    table.impute();  // the start of the chains, and the room that the passes need
-    for (auto _ : state) table.impute();
-    state.counters["cases"] = static_cast<double>(table.case_count());
+// Cases of one variable, all with the same bounds.
+std::u16string one_cell(const char16_t *bounds) {
+    return make_text(4096, 1, 8, [=](std::u16string &text, std::size_t, const auto &) {
+        text += bounds;
+        text += u'\t';
+    });
 }
 
-void add(const std::string &workload, const MakeText &make) {
+enum class Work { pass, pass_and_moments };
+
+void run_passes(benchmark::State &state, const std::string &workload, const std::string &road, const MakeText &make,
+                Work work, benchmark::TimeUnit unit) {
+    LoadedTable &table = loaded_table(workload, road, make);
+    std::vector<double> means(table.means().size());
+    std::vector<double> covariance(table.covariance().size());
+    table.impute();  // the start of the chains, and the room that the passes need
+    for (auto _ : state) {
+        table.impute();
+        if (work == Work::pass_and_moments) {
+            table.engine()->DS_SampleMoments(1, means.data(), covariance.data(), 0);
+            benchmark::DoNotOptimize(covariance.data());
+        }
+    }
+    if (unit == benchmark::kNanosecond) {  // then the time is of one draw
+        state.counters["draws"] = static_cast<double>(table.case_count());
+    }
+}
+
+void add(const std::string &workload, const MakeText &make, Work work = Work::pass,
+         benchmark::TimeUnit unit = benchmark::kMillisecond) {
     for (const std::string road : kRoads) {
         benchmark::RegisterBenchmark((workload + "/" + road).c_str(), [=](benchmark::State &state) {
-            run_passes(state, workload, road, make);
-        })->Unit(benchmark::kMillisecond);
+            run_passes(state, workload, road, make, work, unit);
+        })->Unit(unit);
     }
 }
 
@@ -101,6 +123,19 @@ const bool added = [] {
     add("W1c", [] { return missing_at_random(2'000, 100, kMissingShare); });
     add("W2", [] { return censored(10'000); });
     add("W3", [] { return ordered(2'000); });
+    add(
+        "W8", [] { return missing_at_random(100'000, 10, kMissingShare); }, Work::pass_and_moments);
+    const auto add_one_cell = [](const std::string &workload, const char16_t *bounds) {
+        add(
+            workload, [=] { return one_cell(bounds); }, Work::pass, benchmark::kNanosecond);
+    };
+    add_one_cell("W9limit", u"<-0.5");
+    add_one_cell("W9central", u"-1<<1.5");
+    add_one_cell("W9narrow", u"2<<2.1");
+    add_one_cell("W9tail", u"4<");
+    for (std::size_t patterns : {1, 10, 100, 1'000, 10'000}) {
+        add("patterns_" + std::to_string(patterns), [=] { return missing_by_pattern(10'000, 20, patterns); });
+    }
     for (std::size_t cases : {1'000, 10'000, 100'000, 1'000'000}) {
         add("cases_" + std::to_string(cases), [=] { return missing_at_random(cases, 10, kMissingShare); });
     }

@@ -6,6 +6,7 @@
 #ifndef ULLAGE_BENCH_ROADS_H
 #define ULLAGE_BENCH_ROADS_H
 
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
@@ -14,8 +15,11 @@
 
 inline constexpr const char *kRoads[] = {"fast", "plain"};
 
+// Another library can take the place of the plain road, such as that of an earlier state.
 inline const char *library_of(const std::string &road) {
-    return road == "fast" ? ULLAGE_FAST_LIBRARY : ULLAGE_PLAIN_LIBRARY;
+    if (road == "fast") return ULLAGE_FAST_LIBRARY;
+    const char *other = std::getenv("ULLAGE_BENCH_AGAINST");
+    return other != nullptr ? other : ULLAGE_PLAIN_LIBRARY;
 }
 
 // The table of a workload in one road's library. The tables of the last workload are kept, so that repetitions of both

@@ -47,8 +47,13 @@ Chain::Chain(const ModelTable &model, std::uint64_t seed, std::uint64_t number)
 
 void Chain::iterate() {
     ++iteration_;
-    for (std::size_t block = 0; block < model_.blocks.size(); ++block) draw_cells(block);
-    for (std::size_t level = 0; level < model_.levels.size(); ++level) draw_level(level);
+    std::vector<std::vector<Moments>> parts;  // of each level
+    for (const Level &level : model_.levels) parts.push_back({level.complete});
+    for (std::size_t block = 0; block < model_.blocks.size(); ++block) {
+        draw_cells(block);
+        parts[model_.blocks[block].level].push_back(moments_of(block));  // while its values are in the cache
+    }
+    for (std::size_t level = 0; level < model_.levels.size(); ++level) draw_level(level, std::move(parts[level]));
 }
 
 void Chain::draw_cells(std::size_t block) {
@@ -74,18 +79,16 @@ void Chain::draw_cells(std::size_t block) {
     }
 }
 
-void Chain::draw_level(std::size_t level) {
+Moments Chain::moments_of(std::size_t block) {
     const std::size_t n = model_.variables.list.size();
-    std::vector<Moments> parts{model_.levels[level].complete};
-    for (std::size_t block = 0; block < model_.blocks.size(); ++block) {
-        const Block &rows = model_.blocks[block];
-        if (rows.level != level) continue;
-        Moments part{static_cast<double>(rows.rows.size()), std::vector<double>(n),
-                     std::vector<double>(packed_size(n))};
-        engine_.sample_moments(static_cast<std::int32_t>(block) + 1, part.mean, part.scatter);
-        for (double &element : part.scatter) element *= part.count;
-        parts.push_back(std::move(part));
-    }
+    Moments moments{static_cast<double>(model_.blocks[block].rows.size()), std::vector<double>(n),
+                    std::vector<double>(packed_size(n))};
+    engine_.sample_moments(static_cast<std::int32_t>(block) + 1, moments.mean, moments.scatter);
+    for (double &element : moments.scatter) element *= moments.count;
+    return moments;
+}
+
+void Chain::draw_level(std::size_t level, std::vector<Moments> parts) {
     random_.restart({seed_, StreamPurpose::parameters, number_, iteration_, level});
     try {
         parameters_[level] = draw_parameters(combine(std::move(parts)), model_.levels[level].prior, random_);

@@ -48,7 +48,8 @@ public:
 
 private:
     void draw_cells(std::size_t block);
-    void draw_level(std::size_t level);
+    [[nodiscard]] Moments moments_of(std::size_t block);
+    void draw_level(std::size_t level, std::vector<Moments> parts);
 
     const ModelTable &model_;
     std::uint64_t seed_;
