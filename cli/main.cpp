@@ -7,11 +7,13 @@
 
 #include <exception>
 #include <new>
+#include <string_view>
 
 #include "command_line.h"
 #include "talk.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/interrupt.h"
+#include "ullage/host/run/run_commit.h"
 
 namespace {
 
@@ -37,6 +39,14 @@ int exit_code(ullage::host::Fault fault) {
     return 70;
 }
 
+/** Where memory runs out inside a library that cannot say so, the process ends; what it has begun to write goes. */
+[[noreturn]] void end_at_once() {
+    ullage::host::abandon_commit();
+    constexpr std::string_view text = "ullage: the memory of this machine does not suffice\n";
+    (void)!write(STDERR_FILENO, text.data(), text.size());
+    _exit(70);
+}
+
 /** Fill standard streams that were closed, so that no file of ours takes their place. Writing to these fails. */
 void fill_standard_streams() {
     int descriptor = 0;
@@ -48,6 +58,7 @@ void fill_standard_streams() {
 
 int main(int argc, char **argv) {
     using namespace ullage;
+    std::set_terminate(end_at_once);
     fill_standard_streams();
     try {
         host::watch_interrupts();

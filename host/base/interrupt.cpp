@@ -29,6 +29,17 @@ void watch_interrupts() {
     for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
 }
 
+InterruptsWait::InterruptsWait() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+    pthread_sigmask(SIG_BLOCK, &signals, &before_);
+}
+
+InterruptsWait::~InterruptsWait() {
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
 int interrupt_signal() {
     return caught;
 }

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <system_error>
 
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/interrupt.h"
@@ -31,15 +32,41 @@ constexpr std::size_t kBufferSize = std::size_t{1} << 18;
                 fmt::format("{}: {}", is_stdout ? "standard output" : path, std::strerror(reason)));
 }
 
+/** The path that symbolic links lead to, also where nothing lies there yet. */
+std::string behind_links(const std::string &path) {
+    constexpr int most_links = 40;
+    std::filesystem::path target = path;
+    std::error_code failure;
+    for (int link = 0; std::filesystem::is_symlink(target, failure); ++link) {
+        if (link == most_links) failure = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+        if (!failure) target = target.parent_path() / std::filesystem::read_symlink(target, failure);
+        if (failure) throw Error(Fault::cannot_create, fmt::format("{}: {}", path, failure.message()));
+    }
+    return target.string();
+}
+
 }  // namespace
 
 OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
     buffer_.reserve(kBufferSize);
-    if (path_ == "-") {
+    struct stat status = {};
+    struct stat of_stdout = {};
+    const bool exists = path_ != "-" && stat(path_.c_str(), &status) == 0;
+    if (path_ == "-" || (exists && fstat(STDOUT_FILENO, &of_stdout) == 0 && status.st_dev == of_stdout.st_dev &&
+                         status.st_ino == of_stdout.st_ino)) {
         descriptor_ = STDOUT_FILENO;
         return;
     }
-    const std::filesystem::path target(path_);
+    if (exists && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+        // A FIFO opens when somebody reads it.
+        while ((descriptor_ = open(path_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY)) < 0 && errno == EINTR) {
+            check_interrupt();
+        }
+        if (descriptor_ < 0) fail(path_);
+        return;
+    }
+    target_ = behind_links(path_);
+    const std::filesystem::path target(target_);
     temporary_ = (target.parent_path() / fmt::format(".{}.XXXXXX", target.filename().string())).string();
     descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);
     if (descriptor_ < 0) {
@@ -52,10 +79,18 @@ OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
     (void)fchmod(descriptor_, 0666 & ~mask);
 }
 
+OutputFile::OutputFile(std::string path, std::string place) : path_(std::move(path)), temporary_(std::move(place)) {
+    buffer_.reserve(kBufferSize);
+    descriptor_ = open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (descriptor_ < 0) {
+        temporary_.clear();
+        fail(path_);
+    }
+}
+
 OutputFile::~OutputFile() {
-    if (temporary_.empty()) return;
-    if (descriptor_ >= 0) close(descriptor_);
-    unlink(temporary_.c_str());
+    if (descriptor_ >= 0 && descriptor_ != STDOUT_FILENO) close(descriptor_);
+    if (!temporary_.empty()) unlink(temporary_.c_str());
 }
 
 void OutputFile::write(std::string_view text) {
@@ -65,6 +100,8 @@ void OutputFile::write(std::string_view text) {
 
 void OutputFile::flush() {
     std::string_view rest = buffer_;
+    checksum_.add(rest);
+    size_ += static_cast<std::int64_t>(rest.size());
     while (!rest.empty()) {
         check_interrupt();
         const ssize_t written = ::write(descriptor_, rest.data(), rest.size());
@@ -76,21 +113,25 @@ void OutputFile::flush() {
 
 void OutputFile::commit() {
     flush();
-    if (temporary_.empty()) return;
-    if (fsync(descriptor_) != 0) fail(path_);
+    sha256_ = checksum_.finish();
+    if (descriptor_ == STDOUT_FILENO) return;
+    if (!temporary_.empty() && fsync(descriptor_) != 0) fail(path_);
     const int descriptor = descriptor_;
     descriptor_ = -1;
     if (close(descriptor) != 0) fail(path_);
-    check_interrupt();
-    if (std::rename(temporary_.c_str(), path_.c_str()) != 0) fail(path_);
-    temporary_.clear();
-    // The new name lies in the directory, which has its own way to the disk; not every file system lets it be asked.
-    const std::filesystem::path parent = std::filesystem::path(path_).parent_path();
-    const int directory = open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (directory >= 0) {
-        (void)fsync(directory);
-        close(directory);
+    if (!target_.empty()) {
+        check_interrupt();
+        if (std::rename(temporary_.c_str(), target_.c_str()) != 0) fail(path_);
+        sync_directory(std::filesystem::path(target_).parent_path().string());
     }
+    temporary_.clear();
+}
+
+void sync_directory(const std::string &path) {
+    const int directory = open(path.empty() ? "." : path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory < 0) return;
+    (void)fsync(directory);
+    close(directory);
 }
 
 }  // namespace ullage::host

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -62,20 +63,29 @@ struct Worker {
 
 using Workers = std::vector<std::unique_ptr<Worker>>;
 
-// The life of a worker. Signals that stop the run are its parent's business: the terminal sends them to both.
-[[noreturn]] void be_worker(std::size_t piece, int descriptor,
-                            const std::function<void(std::size_t, FrameWriter &)> &work) {
+// The life of a worker, which has no way back into its copy of the caller. Signals that stop the run are its parent's
+// business: the terminal sends them to both.
+[[noreturn]] void be_worker(std::size_t piece, int descriptor, pid_t parent,
+                            const std::function<void(std::size_t, FrameWriter &)> &work) noexcept {
+    // It ends with its parent, also with one that has no time to say so.
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) _exit(1);
     for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) signal(signal_number, SIG_IGN);
     FrameWriter writer(descriptor);
+    const auto fail = [&](Fault fault, std::string_view message) {
+        writer.write(FrameKind::failure, static_cast<std::uint32_t>(fault), message.substr(0, kFlushBytes / 2));
+    };
     try {
         work(piece, writer);
         writer.write(FrameKind::end, 0);
     } catch (const Error &error) {
-        writer.write(FrameKind::failure, static_cast<std::uint32_t>(error.fault()), error.what());
+        fail(error.fault(), error.what());
     } catch (const std::bad_alloc &) {
-        writer.write(FrameKind::failure, static_cast<std::uint32_t>(Fault::internal), "out of memory");
+        fail(Fault::internal,
+             "the memory of this machine does not suffice; nothing was written. Fewer chains at a time "
+             "(--jobs) need less");
     } catch (const std::exception &error) {
-        writer.write(FrameKind::failure, static_cast<std::uint32_t>(Fault::internal), error.what());
+        fail(Fault::internal, error.what());
     }
     writer.flush();
     _exit(0);  // the parent's objects are not the worker's to destroy
@@ -89,11 +99,12 @@ std::unique_ptr<Worker> start_worker(std::size_t piece, const Workers &others,
     if (pipe(ends.data()) != 0) throw Error(Fault::internal, "cannot make a pipe: " + system_message(errno));
     worker->descriptor = ends[0];
     std::fflush(nullptr);  // or the worker's copy of what is buffered would be written a second time
+    const pid_t parent = getpid();
     worker->process = fork();
     if (worker->process == 0) {
         close(ends[0]);
         for (const auto &other : others) close(other->descriptor);
-        be_worker(piece, ends[1], work);
+        be_worker(piece, ends[1], parent, work);
     }
     const int error = errno;
     close(ends[1]);
@@ -147,10 +158,20 @@ void finish(Worker &worker) {
 
 }  // namespace
 
+FrameWriter::FrameWriter(int descriptor) : descriptor_(descriptor) {
+    buffer_.reserve(2 * kFlushBytes);
+}
+
 void FrameWriter::write(FrameKind kind, std::uint32_t argument, std::string_view bytes) {
     const FrameHead head{kind, argument, bytes.size()};
+    if (buffer_.size() + sizeof head + bytes.size() > buffer_.capacity()) flush();
     buffer_.append(reinterpret_cast<const char *>(&head), sizeof head);
-    buffer_.append(bytes);
+    if (buffer_.size() + bytes.size() > buffer_.capacity()) {
+        flush();
+        put(bytes);
+    } else {
+        buffer_.append(bytes);
+    }
     if (buffer_.size() >= kFlushBytes || std::chrono::steady_clock::now() - flushed_ > kFlushAfter) flush();
 }
 
@@ -159,17 +180,17 @@ void FrameWriter::write(FrameKind kind, std::uint32_t argument, std::span<const 
 }
 
 void FrameWriter::flush() {
-    const char *next = buffer_.data();
-    std::size_t left = buffer_.size();
-    while (left > 0) {
-        const ssize_t put = ::write(descriptor_, next, left);
-        if (put < 0 && errno == EINTR) continue;
-        if (put < 0) _exit(1);  // the parent is gone
-        next += put;
-        left -= static_cast<std::size_t>(put);
-    }
+    put(buffer_);
     buffer_.clear();
     flushed_ = std::chrono::steady_clock::now();
+}
+
+void FrameWriter::put(std::string_view bytes) const {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR) _exit(1);  // the parent is gone
+        if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
 }
 
 std::vector<double> Frame::numbers() const {

@@ -27,18 +27,23 @@ struct FrameHead {
     std::uint64_t size;      ///< bytes that follow
 };
 
-/** The worker's end: gathers small frames, so that a chain of short iterations makes few calls of the system. */
+/**
+ * The worker's end: gathers small frames, so that a chain of short iterations makes few calls of the system, and needs
+ * no memory for large ones, so that a worker whose memory is at its end can still say so.
+ */
 class FrameWriter {
 public:
-    explicit FrameWriter(int descriptor) : descriptor_(descriptor) {}
-    /** Nothing waits longer than a fraction of a second. A worker whose reader is gone ends itself. */
+    explicit FrameWriter(int descriptor);
+    /** What waits goes with the first frame that comes a fraction of a second later. A worker whose reader is gone ends
+     * itself. */
     void write(FrameKind kind, std::uint32_t argument, std::string_view bytes = {});
     void write(FrameKind kind, std::uint32_t argument, std::span<const double> numbers);
     void flush();
 
 private:
+    void put(std::string_view bytes) const;
     int descriptor_;
-    std::string buffer_;
+    std::string buffer_;  // never grows
     std::chrono::steady_clock::time_point flushed_ = std::chrono::steady_clock::now();
 };
 

@@ -17,6 +17,7 @@
 #include "ullage/host/base/output_file.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/run/result_file.h"
+#include "ullage/host/run/result_names.h"
 #include "ullage/host/table/read_cell.h"
 #include "ullage/host/table/read_table.h"
 
@@ -53,7 +54,7 @@ void write_bounded_cells(OutputFile &file, const Table &table, const std::vector
 }
 
 std::vector<BoundedCell> read_bounded_cells(const std::string &directory, const RunRecord &record) {
-    const ResultRows file(directory, "bounds.csv", ',');
+    const ResultRows file(directory, record, kBoundsName, ',');
     if (!std::equal(kHeader.begin(), kHeader.end(), file->names().begin(), file->names().end())) {
         throw Error(Fault::data, fmt::format("{}: its columns are not {}", file->source(), fmt::join(kHeader, ", ")));
     }

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <functional>
 #include <iterator>
 #include <limits>
@@ -21,12 +20,11 @@
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/run/result_file.h"
+#include "ullage/host/run/result_names.h"
 #include "ullage/host/table/csv_rows.h"
 
 namespace ullage::host {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr std::string_view kMissingWords[] = {"", "NA", ".", "*"};
@@ -261,10 +259,9 @@ void TableBuilder::take_changes(CsvRows &file, std::size_t imputation) {
 }
 
 CompletedTables TableBuilder::from_files(const std::string &directory) {
-    const std::size_t digits = std::to_string(imputations_).size();
     std::vector<std::string> header;
     for (std::size_t k = 0; k < imputations_; ++k) {
-        const ResultRows file(directory, fmt::format("imputation_{:0{}}.csv", k + 1, digits), record_.separator);
+        const ResultRows file(directory, record_, imputation_name(k + 1, imputations_), record_.separator);
         if (k == 0) {
             header = file->names();
             file.need_rows(static_cast<double>(row_count_));
@@ -358,14 +355,9 @@ std::vector<std::int32_t> CompletedTables::rows_of_level(std::size_t level) cons
 }
 
 CompletedTables read_completed_tables(const std::string &directory, const RunRecord &record) {
-    std::error_code ignored;
     TableBuilder builder(record);
-    const auto digits = std::to_string(record.imputations).size();
-    if (!fs::exists(path_in(directory, "imputations.csv"), ignored) &&
-        fs::exists(path_in(directory, fmt::format("imputation_{:0{}}.csv", 1, digits)), ignored)) {
-        return builder.from_files(directory);
-    }
-    const ResultRows file(directory, "imputations.csv", record.separator);
+    if (record.file(kLongTableName) == nullptr) return builder.from_files(directory);
+    const ResultRows file(directory, record, kLongTableName, record.separator);
     file.need_rows(static_cast<double>(record.rows) * (record.imputations + 1.0));
     return builder.from_long(*file);
 }

@@ -7,7 +7,6 @@
 #include <fmt/format.h>
 
 #include <cmath>
-#include <filesystem>
 #include <utility>
 
 #include "ullage/host/base/csv_quoting.h"
@@ -15,6 +14,7 @@
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/run/result_file.h"
+#include "ullage/host/run/result_names.h"
 
 namespace ullage::host {
 namespace {
@@ -31,11 +31,10 @@ void write_overimputation(OutputFile &file, const std::vector<OverimputedColumn>
     }
 }
 
-std::optional<std::vector<OverimputedColumn>> read_overimputation(const std::string &directory) {
-    const std::string name = "overimputation.csv";
-    std::error_code ignored;
-    if (!std::filesystem::exists(path_in(directory, name), ignored)) return std::nullopt;
-    const ResultRows file(directory, name, ',');
+std::optional<std::vector<OverimputedColumn>> read_overimputation(const std::string &directory,
+                                                                  const RunRecord &record) {
+    if (record.file(kOverimputationName) == nullptr) return std::nullopt;
+    const ResultRows file(directory, record, kOverimputationName, ',');
     if (file->names() != std::vector<std::string>{"column", "cells", "in_50", "in_90"}) {
         throw Error(Fault::data, fmt::format("{}: its columns are not column, cells, in_50, in_90", file->source()));
     }

@@ -11,6 +11,7 @@
 
 #include "ullage/host/base/output_file.h"
 #include "ullage/host/draw/overimpute.h"
+#include "ullage/host/run/run_record.h"
 
 namespace ullage::host {
 
@@ -20,9 +21,10 @@ void write_overimputation(OutputFile &file, const std::vector<OverimputedColumn>
 /**
  * Read DIR/overimputation.csv, which a run without over-imputation does not leave: then nothing is given.
  *
- * @throws Error  data if the file is broken
+ * @throws Error  data if the file is broken or not of the run that the record describes
  */
-[[nodiscard]] std::optional<std::vector<OverimputedColumn>> read_overimputation(const std::string &directory);
+[[nodiscard]] std::optional<std::vector<OverimputedColumn>> read_overimputation(const std::string &directory,
+                                                                                const RunRecord &record);
 
 }  // namespace ullage::host
 

@@ -14,6 +14,7 @@
 #include "ullage/host/base/words.h"
 #include "ullage/host/model/parameter_names.h"
 #include "ullage/host/run/result_file.h"
+#include "ullage/host/run/result_names.h"
 
 namespace ullage::host {
 void write_parameters(OutputFile &file, const ModelTable &model, const Imputations &result) {
@@ -52,7 +53,7 @@ void check_columns(const CsvRows &file, const std::vector<std::string> &header) 
 }  // namespace
 
 ParameterDraws read_parameters(const std::string &directory, const RunRecord &record) {
-    const ResultRows file(directory, "parameters.csv", ',');
+    const ResultRows file(directory, record, kParametersName, ',');
     std::vector<std::string> columns;
     for (const RunColumn &column : record.columns) columns.push_back(column.transformed_name());
     ParameterDraws result;

@@ -1,60 +1,51 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// The bytes and rows of a file of results.
+// Holding a file of results against the record, and its rows.
 
 #include "ullage/host/run/result_file.h"
 
 #include <fmt/format.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 
 #include "ullage/host/base/error.h"
-#include "ullage/host/base/input_file.h"
+#include "ullage/host/run/result_names.h"
 
 namespace ullage::host {
 
-std::string path_in(const std::string &directory, const std::string &name) {
+std::string path_in(const std::string &directory, std::string_view name) {
     return (std::filesystem::path(directory) / name).string();
 }
 
-namespace {
-
-void check_directory(const std::string &directory) {
-    std::error_code ignored;
-    if (std::filesystem::is_directory(directory, ignored)) return;
-    throw Error(Fault::no_input,
-                fmt::format("{}: there is no such directory; give the one that ullage impute -o wrote", directory));
+std::unique_ptr<InputFile> open_result(const std::string &directory, const RunRecord &record, std::string_view name) {
+    const std::string of_record = path_in(directory, kRecordName);
+    auto file = std::make_unique<InputFile>(path_in(directory, name));
+    const FileFacts *facts = record.file(name);
+    if (facts == nullptr) {
+        throw Error(Fault::data,
+                    fmt::format("{}: it is not among the files of the run of {}", file->path(), of_record));
+    }
+    if (file->size() == facts->bytes && file->sha256() == facts->sha256) return file;
+    // Either a run has just replaced its directory, or somebody has changed the file.
+    if (read_run_record(directory).files != record.files) {
+        throw Error(
+            Fault::data,
+            fmt::format("{}: a run replaced the results while they were read; start this command again", directory));
+    }
+    throw Error(Fault::data,
+                fmt::format("{}: this file is not as the run of {} left it: it was changed, cut off, or comes from "
+                            "another run. Bring the file of that run back, or run ullage impute again",
+                            file->path(), of_record));
 }
 
-}  // namespace
-
-std::string read_result(const std::string &directory, const std::string &name) {
-    check_directory(directory);
-    return read_file(path_in(directory, name));
-}
-
-ResultRows::ResultRows(const std::string &directory, const std::string &name, char separator) {
-    check_directory(directory);
-    const std::string path = path_in(directory, name);
-    const std::shared_ptr<std::FILE> file(std::fopen(path.c_str(), "rbe"), [](std::FILE *open) {
-        if (open != nullptr) std::fclose(open);
-    });
-    const auto failure = [path] { return Error(Fault::no_input, fmt::format("{}: {}", path, std::strerror(errno))); };
-    if (file == nullptr) throw failure();
-    bytes_ = static_cast<std::int64_t>(std::filesystem::file_size(path));
-    const auto read = [file, failure](char *buffer, std::size_t size) {
-        const std::size_t got = std::fread(buffer, 1, size, file.get());
-        if (got < size && std::ferror(file.get()) != 0) throw failure();
-        return got;
-    };
-    rows_ = std::make_unique<CsvRows>(path, read, separator);
-}
+ResultRows::ResultRows(const std::string &directory, const RunRecord &record, std::string_view name, char separator)
+    : file_(open_result(directory, record, name)),
+      rows_(std::make_unique<CsvRows>(
+          file_->path(), [file = file_.get()](char *buffer, std::size_t size) { return file->read(buffer, size); },
+          separator)) {}
 
 void ResultRows::need_rows(double count) const {
-    if (2.0 * count <= static_cast<double>(bytes_)) return;
+    if (2.0 * count <= static_cast<double>(file_->size())) return;
     throw Error(Fault::data, fmt::format("{}: this file is too small for the {} rows of run.json; it is cut off, or "
                                          "not of that run",
                                          rows_->source(), count));

@@ -1,33 +1,36 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// Reading a file of a run's directory: its bytes, or its rows.
+// Reading a file of a run's directory, once it is known to be of that run.
 
 #ifndef ULLAGE_HOST_RUN_RESULT_FILE_H
 #define ULLAGE_HOST_RUN_RESULT_FILE_H
 
-#include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
+#include "ullage/host/base/input_file.h"
+#include "ullage/host/run/run_record.h"
 #include "ullage/host/table/csv_rows.h"
 
 namespace ullage::host {
 
 /** DIR/name. */
-[[nodiscard]] std::string path_in(const std::string &directory, const std::string &name);
+[[nodiscard]] std::string path_in(const std::string &directory, std::string_view name);
 
 /**
- * The bytes of DIR/name.
+ * Open DIR/name, a file of the run that the record describes, whose size and checksum it has.
  *
- * @throws Error  no_input if there is no such directory or file
+ * @throws Error  no_input if there is no such file, data if it is not of that run
  */
-[[nodiscard]] std::string read_result(const std::string &directory, const std::string &name);
+[[nodiscard]] std::unique_ptr<InputFile> open_result(const std::string &directory, const RunRecord &record,
+                                                     std::string_view name);
 
-/** The rows of a CSV file DIR/name, one after the other. */
+/** The rows of such a file of CSV, one after the other. */
 class ResultRows {
 public:
-    /** @throws Error  as read_result, and those of CsvRows */
-    ResultRows(const std::string &directory, const std::string &name, char separator);
+    /** @throws Error  as open_result, and those of CsvRows */
+    ResultRows(const std::string &directory, const RunRecord &record, std::string_view name, char separator);
 
     [[nodiscard]] CsvRows &operator*() const { return *rows_; }
     [[nodiscard]] CsvRows *operator->() const { return rows_.get(); }
@@ -36,7 +39,7 @@ public:
     void need_rows(double count) const;
 
 private:
-    std::int64_t bytes_ = 0;
+    std::unique_ptr<InputFile> file_;
     std::unique_ptr<CsvRows> rows_;
 };
 

@@ -5,21 +5,24 @@
 #include "ullage/host/run/run_record.h"
 
 #include <fmt/format.h>
-#include <openssl/evp.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
+#include <filesystem>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <utility>
 
+#include "ullage/host/base/checksum.h"
 #include "ullage/host/base/error.h"
+#include "ullage/host/base/input_file.h"
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/base/words.h"
-#include "ullage/host/model/parameter_names.h"
 #include "ullage/host/model/scale.h"
 #include "ullage/host/run/result_file.h"
+#include "ullage/host/run/result_names.h"
+#include "ullage/host/run/run_commit.h"
 #include "ullage/host/table/transformations.h"
 
 namespace ullage::host {
@@ -27,73 +30,120 @@ namespace {
 
 using Json = nlohmann::ordered_json;  // members in the order in which they are written
 
-// JSON has no infinities and no NaN.
-Json number_or_null(double number) {
-    return std::isfinite(number) ? Json(number) : Json(nullptr);
-}
+constexpr std::int64_t kMostCount = std::numeric_limits<std::int32_t>::max();
 
-Json describe_column(const ModelTable &model, std::size_t index) {
-    const Column &column = model.table->columns[index];
-    std::array<std::int64_t, 3> counts{};
-    for (const CellState state : column.states) ++counts[static_cast<std::size_t>(state)];
-    return {{"name", column.name},
-            {"observed", counts[static_cast<std::size_t>(CellState::observed)]},
-            {"missing", counts[static_cast<std::size_t>(CellState::missing)]},
-            {"bounded", counts[static_cast<std::size_t>(CellState::bounded)]},
-            {"lower", number_or_null(column.lower)},
-            {"upper", number_or_null(column.upper)},
-            {"transformation", name_of(column.transformation)},
-            {"centre", model.scales[index].centre},
-            {"scale", model.scales[index].scale}};
-}
-
-/** The members of run.json, each with its kind checked. */
-class Members {
+/**
+ * MEMBERS OF run.json
+ *
+ * describe() goes through all members of a record with a writer or a reader. Both have the same functions, one for each
+ * kind of member; limits of counts and open ends concern the reader alone.
+ */
+class Writer {
 public:
-    Members(const std::string &source, const Json &json, std::string path = "")
+    explicit Writer(Json &json) : json_(json) {}
+
+    void constant(const char *name, const char *value) { json_[name] = value; }
+    void text(const char *name, const std::string &value) { json_[name] = value; }
+    void texts(const char *name, const std::vector<std::string> &value) { json_[name] = value; }
+    void text_or_null(const char *name, const std::optional<std::string> &value) {
+        json_[name] = value ? Json(*value) : Json(nullptr);
+    }
+    void character(const char *name, char value) { json_[name] = std::string(1, value); }
+    void word(const char *name, Transformation value) { json_[name] = name_of(value); }
+    void natural(const char *name, std::uint64_t value) { json_[name] = value; }
+    template <typename Count>
+    void count(const char *name, Count value, std::int64_t, std::int64_t) {
+        json_[name] = value;
+    }
+    /** JSON has no infinities and no NaN. */
+    void number(const char *name, double value, double) {
+        json_[name] = std::isfinite(value) ? Json(value) : Json(nullptr);
+    }
+    template <typename Members>
+    void object(const char *name, const Members &members) {
+        Json object = Json::object();
+        Writer writer(object);
+        members(writer);
+        json_[name] = std::move(object);
+    }
+    template <typename Item, typename Members>
+    void list(const char *name, const std::vector<Item> &items, const Members &members) {
+        Json all = Json::array();
+        for (const Item &item : items) {
+            Json object = Json::object();
+            Writer writer(object);
+            members(writer, item);
+            all.push_back(std::move(object));
+        }
+        json_[name] = std::move(all);
+    }
+
+private:
+    Json &json_;
+};
+
+class Reader {
+public:
+    Reader(const std::string &source, const Json &json, std::string path = "")
         : source_(source), json_(json), path_(std::move(path)) {}
 
-    [[nodiscard]] const Json &at(const std::string &name) const {
-        const auto found = json_.is_object() ? json_.find(name) : json_.end();
-        if (!json_.is_object() || found == json_.end()) throw broken(name, "is missing");
-        return *found;
+    void constant(const char *name, const char *value) const {
+        if (at(name) != value) throw broken(name, fmt::format("is not \"{}\"", value));
     }
-    [[nodiscard]] Members object(const std::string &name) const { return {source_, at(name), path_ + name + "."}; }
-    [[nodiscard]] std::vector<Members> list(const std::string &name) const {
-        const Json &array = at(name);
-        if (!array.is_array()) throw broken(name, "is no list");
-        std::vector<Members> all;
-        for (std::size_t i = 0; i < array.size(); ++i) {
-            all.emplace_back(source_, array[i], fmt::format("{}{}[{}].", path_, name, i));
-        }
-        return all;
-    }
-    [[nodiscard]] std::string text(const std::string &name) const {
+    void text(const char *name, std::string &value) const {
         if (!at(name).is_string()) throw broken(name, "is no text");
-        return at(name).get<std::string>();
+        value = at(name).get<std::string>();
     }
-    [[nodiscard]] std::vector<std::string> texts(const std::string &name) const {
-        std::vector<std::string> all;
-        if (!at(name).is_array()) throw broken(name, "is no list");
-        for (const Json &text : at(name)) {
+    void texts(const char *name, std::vector<std::string> &value) const {
+        for (const Json &text : array(name)) {
             if (!text.is_string()) throw broken(name, "holds something else than texts");
-            all.push_back(text.get<std::string>());
+            value.push_back(text.get<std::string>());
         }
-        return all;
     }
-    [[nodiscard]] std::int64_t count(const std::string &name, std::int64_t least, std::int64_t most) const {
+    void text_or_null(const char *name, std::optional<std::string> &value) const {
+        if (!at(name).is_null()) text(name, value.emplace());
+    }
+    void character(const char *name, char &value) const {
+        std::string characters;
+        text(name, characters);
+        if (characters.size() != 1) throw broken(name, "is no single character");
+        value = characters[0];
+    }
+    void word(const char *name, Transformation &value) const {
+        std::string word;
+        text(name, word);
+        const auto known = transformation_named(word);
+        if (!known) throw broken(name, "is none that is known");
+        value = *known;
+    }
+    void natural(const char *name, std::uint64_t &value) const {
+        if (!at(name).is_number_unsigned()) throw broken(name, "is no whole number from 0");
+        value = at(name).get<std::uint64_t>();
+    }
+    template <typename Count>
+    void count(const char *name, Count &value, std::int64_t least, std::int64_t most) const {
         const Json &number = at(name);
         if (!number.is_number_integer() || (number.is_number_unsigned() && number.get<std::uint64_t>() > INT64_MAX) ||
             number.get<std::int64_t>() < least || number.get<std::int64_t>() > most) {
             throw broken(name, fmt::format("is no whole number from {} to {}", least, most));
         }
-        return number.get<std::int64_t>();
+        value = static_cast<Count>(number.get<std::int64_t>());
     }
-    /** An end of an interval, where null is open. */
-    [[nodiscard]] double end(const std::string &name, double open) const {
-        if (at(name).is_null()) return open;
-        if (!at(name).is_number()) throw broken(name, "is no number");
-        return at(name).get<double>();
+    void number(const char *name, double &value, double if_null) const {
+        if (!at(name).is_null() && !at(name).is_number()) throw broken(name, "is no number");
+        value = at(name).is_null() ? if_null : at(name).get<double>();
+    }
+    template <typename Members>
+    void object(const char *name, const Members &members) const {
+        Reader reader(source_, at(name), path_ + name + ".");
+        members(reader);
+    }
+    template <typename Item, typename Members>
+    void list(const char *name, std::vector<Item> &items, const Members &members) const {
+        for (const Json &object : array(name)) {
+            Reader reader(source_, object, fmt::format("{}{}[{}].", path_, name, items.size()));
+            members(reader, items.emplace_back());
+        }
     }
     [[nodiscard]] Error broken(const std::string &name, const std::string &why) const {
         return {Fault::data,
@@ -101,17 +151,134 @@ public:
     }
 
 private:
+    [[nodiscard]] const Json &at(const char *name) const {
+        const auto found = json_.is_object() ? json_.find(name) : json_.end();
+        if (!json_.is_object() || found == json_.end()) throw broken(name, "is missing");
+        return *found;
+    }
+    [[nodiscard]] const Json &array(const char *name) const {
+        if (!at(name).is_array()) throw broken(name, "is no list");
+        return at(name);
+    }
+
     const std::string &source_;
     const Json &json_;
     std::string path_;
 };
 
-Transformation transformation_of(const Members &column) {
-    if (const auto known = transformation_named(column.text("transformation"))) return *known;
-    throw column.broken("transformation", "is none that is known");
+template <typename Members, typename Record>
+void describe(Members &&top, Record &record) {
+    constexpr double unknown = std::numeric_limits<double>::quiet_NaN();
+    top.constant("program", "ullage");
+    top.text("version", record.version);
+    top.count("stream_version", record.stream_version, 0, kMostCount);
+    top.texts("command", record.command);
+    top.natural("seed", record.seed);
+    top.object("input", [&](auto &input) {
+        input.text("name", record.input_name);
+        input.count("bytes", record.input_bytes, 0, INT64_MAX);
+        input.text("sha256", record.input_sha256);
+        input.count("rows", record.rows, 1, kMostCount);
+        input.character("separator", record.separator);
+        input.texts("warnings", record.input_warnings);
+    });
+    top.object("settings", [&](auto &settings) {
+        settings.count("imputations", record.imputations, 1, kMostCount);
+        settings.count("chains", record.chains, 1, kMostCount);
+        settings.count("burn_in", record.burn_in, 0, kMostCount);
+        settings.count("thin", record.thin, 1, kMostCount);
+        settings.count("iterations", record.iterations, 1, kMostCount);
+        settings.count("block_rows", record.block_rows, 1, kMostCount);
+        settings.text("prior", record.prior);
+    });
+    top.list("columns", record.columns, [](auto &members, auto &column) {
+        members.text("name", column.name);
+        members.count("observed", column.observed, 0, kMostCount);
+        members.count("missing", column.missing, 0, kMostCount);
+        members.count("bounded", column.bounded, 0, kMostCount);
+        members.number("lower", column.lower, -kOpen);
+        members.number("upper", column.upper, kOpen);
+        members.word("transformation", column.transformation);
+        members.number("centre", column.centre, unknown);
+        members.number("scale", column.scale, unknown);
+    });
+    top.texts("order", record.order);
+    top.text_or_null("by", record.by);
+    top.list("levels", record.levels, [](auto &members, auto &level) {
+        members.text("name", level.name);
+        members.count("rows", level.rows, 0, kMostCount);
+        members.count("complete_rows", level.complete_rows, 0, kMostCount);
+    });
+    top.list("convergence", record.convergence, [](auto &members, auto &parameter) {
+        members.text("level", parameter.level);
+        members.text("parameter", parameter.name);
+        members.number("rhat", parameter.convergence.rhat, unknown);
+        members.number("ess_bulk", parameter.convergence.ess_bulk, unknown);
+        members.number("ess_tail", parameter.convergence.ess_tail, unknown);
+    });
+    top.texts("warnings", record.warnings);
+    top.object("timings", [&](auto &timings) {
+        timings.number("seconds", record.seconds, unknown);
+        timings.count("jobs", record.jobs, 1, kMostCount);
+    });
+    top.list("files", record.files, [](auto &members, auto &file) {
+        members.text("name", file.name);
+        members.count("bytes", file.bytes, 0, INT64_MAX);
+        members.text("sha256", file.sha256);
+    });
+}
+
+/** Hold what a record says against itself, before anything is sized by it. */
+void check_record(const RunRecord &record, const Reader &top) {
+    const std::int64_t per_chain = (std::int64_t{record.imputations} + record.chains - 1) / record.chains;
+    if (record.iterations != record.burn_in + per_chain * record.thin) {
+        throw top.broken("settings.iterations", "does not follow from the other settings");
+    }
+    const double draws = static_cast<double>(record.kept()) * record.chains * static_cast<double>(record.levels.size());
+    if (draws > 0x1p53) throw top.broken("settings", "has more draws than a file can hold");
+    const bool is_long = record.file(kLongTableName) != nullptr;
+    if (record.columns.empty()) throw top.broken("columns", "is empty");
+    std::set<std::string_view> names;
+    for (std::size_t i = 0; i < record.columns.size(); ++i) {
+        const RunColumn &column = record.columns[i];
+        const std::string place = fmt::format("columns[{}]", i);
+        if (!names.insert(column.name).second) throw top.broken(place + ".name", "stands there twice");
+        if (is_long && (column.name == ".imp" || column.name == ".id")) {
+            throw top.broken(place + ".name", "is that of a column which the tables have besides");
+        }
+        if (column.observed + column.missing + column.bounded != record.rows) {
+            throw top.broken(place, "has other numbers of cells than there are rows");
+        }
+        if (!(column.lower < column.upper)) throw top.broken(place, "has bounds that leave no room");
+    }
+    if (record.levels.empty()) throw top.broken("levels", "is empty");
+    if (!record.by && record.levels.size() > 1) throw top.broken("by", "is null, and there are several levels");
+    std::int64_t rows = 0;
+    std::set<std::string_view> levels;
+    for (const RunLevel &level : record.levels) {
+        if (!levels.insert(level.name).second) throw top.broken("levels", "names a level twice");
+        rows += level.rows;
+    }
+    if (rows != record.rows) throw top.broken("levels", "have other numbers of rows than the input");
+    std::set<std::string_view> files;
+    for (std::size_t i = 0; i < record.files.size(); ++i) {
+        const std::string &name = record.files[i].name;
+        if (is_result_name(name) && files.insert(name).second) continue;
+        throw top.broken(fmt::format("files[{}].name", i), "is that of no file of a run, or stands there twice");
+    }
+    for (int i = 1; !is_long && i <= record.imputations; ++i) {
+        const std::string name =
+            imputation_name(static_cast<std::size_t>(i), static_cast<std::size_t>(record.imputations));
+        if (!files.contains(name))
+            throw top.broken("files", fmt::format("has neither {} nor {}", kLongTableName, name));
+    }
 }
 
 }  // namespace
+
+std::string_view library_version() {
+    return ULLAGE_VERSION;
+}
 
 std::string RunColumn::transformed_name() const {
     return host::transformed_name(transformation, name);
@@ -121,120 +288,70 @@ double RunColumn::transform(double value) const {
     return to_model({transformation, 0.0, 1.0}, value);
 }
 
-std::string_view library_version() {
-    return ULLAGE_VERSION;
+const FileFacts *RunRecord::file(std::string_view name) const {
+    const auto found =
+        std::find_if(files.begin(), files.end(), [&](const FileFacts &facts) { return facts.name == name; });
+    return found == files.end() ? nullptr : &*found;
 }
 
-std::string sha256(std::string_view bytes) {
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned int size = 0;
-    if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) {
-        throw Error(Fault::internal, "the checksum of the input could not be computed");
-    }
-    std::string text;
-    for (unsigned int i = 0; i < size; ++i) text += fmt::format("{:02x}", digest[i]);
-    return text;
-}
-
-std::string run_record(const ModelTable &model, const RunFacts &facts,
-                       std::span<const ParameterConvergence> convergence, std::span<const std::string> warnings) {
+RunRecord describe_run(const ModelTable &model, const ImputeSettings &settings) {
     const Table &table = *model.table;
-    const ImputeSettings &settings = facts.settings;
-    Json record;
-    record["program"] = "ullage";
-    record["version"] = library_version();
-    record["stream_version"] = kStreamVersion;
-    record["command"] = facts.command;
-    record["seed"] = settings.seed;
-    record["input"] = {{"name", table.file.source},
-                       {"bytes", table.file.bytes.size()},
-                       {"sha256", sha256(table.file.bytes)},
-                       {"rows", table.row_count()},
-                       {"separator", std::string(1, table.file.separator)},
-                       {"warnings", facts.input_warnings}};
-    record["settings"] = {{"imputations", settings.imputations},
-                          {"chains", settings.chains},
-                          {"burn_in", settings.burn_in},
-                          {"thin", settings.thin},
-                          {"iterations", settings.total()},
-                          {"block_rows", kBlockRows},
-                          {"prior", facts.prior}};
-    for (std::size_t i = 0; i < table.columns.size(); ++i) record["columns"].push_back(describe_column(model, i));
-    record["order"] = Json::array();
+    RunRecord record;
+    record.version = library_version();
+    record.stream_version = kStreamVersion;
+    record.seed = settings.seed;
+    record.input_name = table.file.source;
+    record.input_bytes = static_cast<std::int64_t>(table.file.bytes.size());
+    record.input_sha256 = sha256(table.file.bytes);
+    record.separator = table.file.separator;
+    record.rows = static_cast<std::int64_t>(table.row_count());
+    record.imputations = settings.imputations;
+    record.chains = settings.chains;
+    record.burn_in = settings.burn_in;
+    record.thin = settings.thin;
+    record.iterations = settings.total();
+    record.block_rows = kBlockRows;
+    record.jobs = settings.jobs;
+    for (std::size_t i = 0; i < table.columns.size(); ++i) {
+        const Column &column = table.columns[i];
+        const auto count = [&](CellState state) {
+            return std::count(column.states.begin(), column.states.end(), state);
+        };
+        record.columns.push_back({column.name, count(CellState::observed), count(CellState::missing),
+                                  count(CellState::bounded), column.lower, column.upper, column.transformation,
+                                  model.scales[i].centre, model.scales[i].scale});
+    }
     for (const OrderRule &rule : table.order) {
-        record["order"].push_back(table.columns[static_cast<std::size_t>(rule.first)].name +
-                                  (rule.or_equal ? "<=" : "<") +
-                                  table.columns[static_cast<std::size_t>(rule.second)].name);
+        record.order.push_back(table.columns[static_cast<std::size_t>(rule.first)].name + (rule.or_equal ? "<=" : "<") +
+                               table.columns[static_cast<std::size_t>(rule.second)].name);
     }
-    record["by"] = facts.by ? Json(*facts.by) : Json(nullptr);
-    record["levels"] = Json::array();
     for (const Level &level : model.levels) {
-        record["levels"].push_back({{"name", level.name},
-                                    {"rows", level.row_count},
-                                    {"complete_rows", static_cast<std::int64_t>(level.complete.count)}});
+        record.levels.push_back(
+            {level.name, static_cast<std::int64_t>(level.row_count), static_cast<std::int64_t>(level.complete.count)});
     }
-    record["convergence"] = Json::array();
-    for (const ParameterConvergence &parameter : convergence) {
-        record["convergence"].push_back({{"level", parameter.level},
-                                         {"parameter", parameter.name},
-                                         {"rhat", number_or_null(parameter.convergence.rhat)},
-                                         {"ess_bulk", number_or_null(parameter.convergence.ess_bulk)},
-                                         {"ess_tail", number_or_null(parameter.convergence.ess_tail)}});
-    }
-    record["warnings"] = warnings;
-    const double iterations = static_cast<double>(settings.total()) * settings.chains;
-    record["timings"] = {{"seconds", facts.seconds},
-                         {"jobs", settings.jobs},
-                         {"iterations_per_second", facts.seconds > 0.0 ? iterations / facts.seconds : 0.0}};
-    // A name that is no valid UTF-8 is recorded with replacement characters.
-    return record.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+    return record;
+}
+
+std::string run_record_text(const RunRecord &record) {
+    Json json = Json::object();
+    describe(Writer(json), record);
+    return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
 }
 
 RunRecord read_run_record(const std::string &directory) {
-    const std::string source = path_in(directory, "run.json");
-    const Json json = Json::parse(read_result(directory, "run.json"), nullptr, false);
+    std::error_code ignored;
+    if (!std::filesystem::is_directory(directory, ignored)) {
+        throw Error(Fault::no_input,
+                    fmt::format("{}: there is no such directory; give the one that ullage impute -o wrote", directory));
+    }
+    finish_interrupted_commit(directory);
+    const std::string source = path_in(directory, kRecordName);
+    const Json json = Json::parse(read_regular_file(source), nullptr, false);
     if (json.is_discarded()) throw Error(Fault::data, source + ": this is no JSON text; the file is broken");
-    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
-    const Members top(source, json);
     RunRecord record;
-    record.version = top.text("version");
-    record.stream_version = static_cast<std::uint32_t>(top.count("stream_version", 0, most));
-    record.command = top.texts("command");
-    if (!top.at("seed").is_number_unsigned()) throw top.broken("seed", "is no whole number from 0");
-    record.seed = top.at("seed").get<std::uint64_t>();
-    const Members input = top.object("input");
-    record.input_name = input.text("name");
-    record.input_bytes = input.count("bytes", 0, INT64_MAX);
-    record.input_sha256 = input.text("sha256");
-    record.input_warnings = input.texts("warnings");
-    record.rows = input.count("rows", 1, most);
-    const std::string separator = input.text("separator");
-    if (separator.size() != 1) throw input.broken("separator", "is no single character");
-    record.separator = separator[0];
-    const Members settings = top.object("settings");
-    record.imputations = static_cast<int>(settings.count("imputations", 1, most));
-    record.chains = static_cast<int>(settings.count("chains", 1, most));
-    record.burn_in = static_cast<int>(settings.count("burn_in", 0, most));
-    record.thin = static_cast<int>(settings.count("thin", 1, most));
-    record.prior = settings.text("prior");
-    if (!top.at("by").is_null()) record.by = top.text("by");
-    for (const Members &column : top.list("columns")) {
-        record.columns.push_back({column.text("name"), column.count("observed", 0, most),
-                                  column.count("missing", 0, most), column.count("bounded", 0, most),
-                                  column.end("lower", -kOpen), column.end("upper", kOpen), transformation_of(column)});
-    }
-    if (record.columns.empty()) throw top.broken("columns", "is empty");
-    record.order = top.texts("order");
-    for (const Members &level : top.list("levels")) {
-        record.levels.push_back(
-            {level.text("name"), level.count("rows", 0, most), level.count("complete_rows", 0, most)});
-    }
-    if (record.levels.empty()) throw top.broken("levels", "is empty");
-    if (!record.by && record.levels.size() > 1) throw top.broken("by", "is null, and there are several levels");
-    record.warnings = top.texts("warnings");
-    const Json &seconds = top.object("timings").at("seconds");
-    if (!seconds.is_number()) throw top.broken("timings.seconds", "is no number");
-    record.seconds = seconds.get<double>();
+    const Reader top(source, json);
+    describe(top, record);
+    check_record(record, top);
     return record;
 }
 

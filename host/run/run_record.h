@@ -5,9 +5,9 @@
 #ifndef ULLAGE_HOST_RUN_RUN_RECORD_H
 #define ULLAGE_HOST_RUN_RUN_RECORD_H
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,9 +22,6 @@ namespace ullage::host {
 /** Version of the library, as "1.2.3". */
 [[nodiscard]] std::string_view library_version();
 
-/** The SHA-256 checksum of bytes, in hexadecimal digits. */
-[[nodiscard]] std::string sha256(std::string_view bytes);
-
 /** A column of the model as run.json describes it. */
 struct RunColumn {
     std::string name;
@@ -34,6 +31,8 @@ struct RunColumn {
     double lower = -kOpen;  ///< bound of every hidden cell
     double upper = kOpen;
     Transformation transformation = Transformation::none;
+    double centre = 0.0;  ///< the model's unit: (transformed value - centre) / scale
+    double scale = 1.0;
 
     /** The name as parameters have it: "log(lead)". */
     [[nodiscard]] std::string transformed_name() const;
@@ -48,9 +47,17 @@ struct RunLevel {
     std::int64_t complete_rows = 0;
 };
 
-/** run.json. */
+/** A file of a run besides run.json. */
+struct FileFacts {
+    std::string name;  ///< is_result_name()
+    std::int64_t bytes = 0;
+    std::string sha256;
+    bool operator==(const FileFacts &) const = default;
+};
+
+/** run.json. Every member but command, seconds and jobs follows from the input, the settings and the seed. */
 struct RunRecord {
-    std::string version;
+    std::string version;  ///< of the library
     std::uint32_t stream_version = 0;
     std::vector<std::string> command;  ///< the words of the command line
     std::uint64_t seed = 0;
@@ -64,32 +71,34 @@ struct RunRecord {
     int chains = 0;
     int burn_in = 0;
     int thin = 0;
+    int iterations = 0;  ///< of each chain, with those of the burn-in
+    std::int64_t block_rows = 0;
     std::string prior;  ///< as the user wrote it
     std::optional<std::string> by;
     std::vector<RunColumn> columns;
     std::vector<std::string> order;  ///< rules for every row: "a<b"
     std::vector<RunLevel> levels;
-    std::vector<std::string> warnings;  ///< about convergence, in words
+    std::vector<ParameterConvergence> convergence;  ///< numbers that are not known are NaN
+    std::vector<std::string> warnings;              ///< about convergence, in words
+    std::vector<FileFacts> files;
     double seconds = 0.0;
+    int jobs = 0;
+
+    /** What is recorded of a file, or null. */
+    [[nodiscard]] const FileFacts *file(std::string_view name) const;
+    /** Iterations of each chain that count. */
+    [[nodiscard]] std::size_t kept() const { return static_cast<std::size_t>(iterations - burn_in); }
 };
 
-/** What a run was asked for and how long it took. */
-struct RunFacts {
-    std::vector<std::string> command;  ///< the words of the command line; may be empty
-    ImputeSettings settings;
-    std::string prior;              ///< as the user wrote it
-    std::optional<std::string> by;  ///< the column of the levels
-    double seconds = 0.0;
-    std::vector<std::string> input_warnings = {};  ///< what was noticed when the table was read
-};
+/** What follows from the model and the settings; the rest is empty. */
+[[nodiscard]] RunRecord describe_run(const ModelTable &model, const ImputeSettings &settings);
 
-/** The record of a run as JSON text. Every member but "timings" and "command" follows from input, settings and seed. */
-[[nodiscard]] std::string run_record(const ModelTable &model, const RunFacts &facts,
-                                     std::span<const ParameterConvergence> convergence,
-                                     std::span<const std::string> warnings);
+/** The text of run.json. What is no valid UTF-8 has replacement characters. */
+[[nodiscard]] std::string run_record_text(const RunRecord &record);
 
 /**
- * Read DIR/run.json.
+ * Read DIR/run.json. A commit that was interrupted there is finished first. What the record says fits together: counts
+ * of cells, rows and levels, names that are given once, iterations, and one file or one per imputation with the tables.
  *
  * @throws Error  no_input if there is no such file, data if it is not the record of a run; the message names the member
  */

@@ -19,7 +19,7 @@ RunResults read_results(const std::string &directory) {
     results.draws = read_parameters(directory, results.record);
     results.tables = read_completed_tables(directory, results.record);
     results.bounds = read_bounded_cells(directory, results.record);
-    results.overimputation = read_overimputation(directory);
+    results.overimputation = read_overimputation(directory, results.record);
     return results;
 }
 

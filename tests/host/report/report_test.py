@@ -13,7 +13,9 @@ import sys
 import tempfile
 import unittest
 
+sys.path.insert(0, str(pathlib.Path(__file__).parents[1]))
 import runs
+from seal import seal
 
 PROGRAM = "ullage"
 VOID = {"meta", "link", "br", "hr", "img", "input", "wbr"}
@@ -206,9 +208,11 @@ class Report(unittest.TestCase):
         for line, words in [("a,100,50,90", "about as many"), ("a,100,50,96", "about as many"),
                             ("a,100,50,99", "The intervals of a hold"), ("a,100,20,90", "The intervals of a hold")]:
             over.write_text(f"column,cells,in_50,in_90\n{line}\n", encoding="utf-8")
+            seal(self.path / "once")
             subprocess.run([PROGRAM, "report", "once", "--quiet"], cwd=self.path, check=True)
             self.assertIn(words, report.read_text(encoding="utf-8"), line)
         over.write_text("column,cells,in_50,in_90\na,10,11,9\n", encoding="utf-8")
+        seal(self.path / "once")
         done = subprocess.run([PROGRAM, "report", "once"], cwd=self.path, capture_output=True, text=True, check=False)
         self.assertEqual((done.returncode, "line 2" in done.stderr), (65, True), done.stderr)
 
@@ -235,12 +239,14 @@ class Report(unittest.TestCase):
                 path = self.path / "odd" / name
                 before = path.read_text(encoding="utf-8")
                 path.unlink() if text is None else path.write_text(text, encoding="utf-8")
+                seal(path.parent)
                 done = subprocess.run([PROGRAM, "report", "odd", "-o", "new.html"], cwd=self.path, capture_output=True,
                                       text=True, encoding="utf-8", check=False)
                 self.assertEqual(done.returncode, code, done.stderr)
                 self.assertIn(message, done.stderr)
                 self.assertFalse((self.path / "new.html").exists())
                 path.write_text(before, encoding="utf-8")
+                seal(path.parent)
 
 
 if __name__ == "__main__":

@@ -5,12 +5,16 @@
 import csv
 import io
 import json
+import os
 import pathlib
 import shutil
 import subprocess
 import sys
 import tempfile
 import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).parents[1]))
+from seal import seal
 
 PROGRAM = sys.argv.pop(1)
 
@@ -191,12 +195,34 @@ class ResultsTest(unittest.TestCase):
                 text = (folder / name).read_text()
                 self.assertIn(old, text)
                 (folder / name).write_text(text.replace(old, new, 1))
+                seal(folder)
             return act
+
+        def set_member(value, *place):
+            def act(folder):
+                record = json.loads((folder / "run.json").read_text())
+                inner = record
+                for step in place[:-1]:
+                    inner = inner[step]
+                inner[place[-1]] = value
+                (folder / "run.json").write_text(json.dumps(record))
+            return act
+
+        def huge(folder):
+            settings = {"imputations": 2**31 - 1, "chains": 2**31 - 1, "thin": 2**31 - 1, "burn_in": 0, "iterations": 2**31 - 1}
+            record = json.loads((folder / "run.json").read_text())
+            record["settings"] |= settings
+            (folder / "run.json").write_text(json.dumps(record))
+
+        def fifo(folder):
+            (folder / "run.json").unlink()
+            os.mkfifo(folder / "run.json")
 
         def cut(name):
             def act(folder):
                 lines = (folder / name).read_text().splitlines(keepends=True)
                 (folder / name).write_text("".join(lines[:-1]))
+                seal(folder)
             return act
 
         cases = (
@@ -204,9 +230,22 @@ class ResultsTest(unittest.TestCase):
             (lambda folder: (folder / "parameters.csv").unlink(), 66, "parameters.csv: No such file"),
             (lambda folder: (folder / "imputations.csv").unlink(), 66, "imputations.csv: No such file"),
             (lambda folder: (folder / "run.json").write_text("{"), 65, "no JSON"),
-            (lambda folder: (folder / "run.json").write_text("[1]"), 65, "version is missing"),
+            (lambda folder: (folder / "run.json").write_text("[1]"), 65, "program is missing"),
             (change("run.json", '"thin": 10', '"thin": "10"'), 65, "settings.thin"),
-            (change("run.json", '"thin": 10', '"thin": 11'), 65, "parameters.csv: line 42: expected"),
+            (change("run.json", '"thin": 10', '"thin": 11'), 65, "settings.iterations"),
+            (huge, 65, "settings has more draws"),
+            (set_member(2**31 - 1, "settings", "imputations"), 65, "settings.iterations does not follow"),
+            (set_member(2**63, "input", "rows"), 65, "input.rows is no whole number"),
+            (set_member(61, "input", "rows"), 65, "columns[0] has other numbers of cells"),
+            (set_member(".imp", "columns", 1, "name"), 65, "columns[1].name is that of a column"),
+            (set_member("zinc", "columns", 0, "name"), 65, "columns[1].name stands there twice"),
+            (set_member(29, "levels", 0, "rows"), 65, "levels have other numbers of rows"),
+            (set_member("../table.csv", "files", 0, "name"), 65, "files[0].name is that of no file of a run"),
+            (set_member([], "files"), 65, "files has neither imputations.csv nor imputation_1.csv"),
+            (set_member("0" * 64, "files", 0, "sha256"), 65, "imputations.csv: this file is not as the run"),
+            (fifo, 66, "run.json: this is no regular file"),
+            (lambda folder: shutil.copy(self.path / "plain" / "parameters.csv", folder), 65,
+             "parameters.csv: this file is not as the run"),
             (change("run.json", '"transformation": "log"', '"transformation": "exp"'), 65, "columns[0].transformation"),
             (change("run.json", '"transformation": "log"', '"transformation": "sqrt"'), 65, "sqrt(lead)"),
             (change("run.json", '"name": "zinc"', '"name": "tin"'), 65, "tin"),
