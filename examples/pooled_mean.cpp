@@ -4,11 +4,11 @@
 // The mean of a column of numbers, pooled over 20 imputations by the host library: pooled_mean TABLE COLUMN
 
 #include <ullage/host/base/error.h>
-#include <ullage/host/base/input_file.h>
 #include <ullage/host/draw/impute.h>
 #include <ullage/host/model/model_table.h>
 #include <ullage/host/numbers/rubin.h>
 #include <ullage/host/table/closure.h>
+#include <ullage/host/table/read_stat_file.h>
 #include <ullage/host/table/read_table.h>
 
 #include <cstdio>
@@ -20,7 +20,7 @@ int main(int argc, char **argv) {
     if (argc != 3) return std::fputs("usage: pooled_mean TABLE COLUMN\n", stderr), 64;
     try {
         Notices notices;
-        const Table table = read_table(argv[1], read_file(argv[1]), {}, notices);
+        const Table table = read_table(read_input(argv[1]), {}, notices);
         const std::size_t column = table.find_column(argv[2]).value();
         const HiddenCells hidden = close_bounds(table);
         const ModelTable model = prepare_model(table, hidden, parse_prior("jeffreys"));

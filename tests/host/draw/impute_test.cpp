@@ -268,7 +268,7 @@ TEST(Workers, HoweverOneEndsNoneIsLeft) {
         {"killed", [] { raise(SIGKILL); }, Fault::internal, "worker of chain 2 was ended by signal 9"},
         {"left", [] { _exit(3); }, Fault::internal, "worker of chain 2 ended with status 3"},
         {"an error", [] { throw Error(Fault::data, "line 7: wrong"); }, Fault::data, "line 7: wrong"},
-        {"no memory", [] { throw std::bad_alloc(); }, Fault::internal, "out of memory"},
+        {"no memory", [] { throw std::bad_alloc(); }, Fault::internal, "the memory of this machine does not suffice"},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
