@@ -17,7 +17,7 @@ packages() {
                    r-cran-mitml r-cran-posterior ;;
         check) packages test; packages fuzz ;;
         bench) packages program; echo libbenchmark-dev python3 ;;
-        fuzz) packages engine; echo clang ;;
+        fuzz) packages engine; echo clang libclang-rt-14-dev ;;
         format) echo clang-format python3 ;;
         tidy) packages program; echo clang clang-tidy ;;
         *) echo "install_packages.sh: unknown purpose '$1'; known are engine, program, examples, test, check, bench," \

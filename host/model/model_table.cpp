@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ranges>
 #include <utility>
 
 #include "ullage/host/base/error.h"
@@ -208,11 +207,6 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
     if (table.columns.empty()) throw Error(Fault::data, "there is no column to model");
     ModelTable model{&table, &hidden, choose_scales(table, hidden), {}, {}, {}};
     model.variables = lay_out_variables(table, model.scales);
-    const auto hidden_numbers = [&](std::int32_t row) {
-        return hidden.of_row(static_cast<std::size_t>(row)) | std::views::filter([&](const HiddenCell &cell) {
-                   return !is_latent(table.columns[static_cast<std::size_t>(cell.column)].kind);
-               });
-    };
     const bool has_latent = std::ranges::any_of(table.columns, is_latent, &Column::kind);
     std::vector<std::vector<std::int32_t>> rows_of_level(table.levels.size());
     for (std::size_t row = 0; row < table.row_count(); ++row) {
@@ -228,8 +222,9 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
         // The engine prepares a pattern of hidden cells once per group: rows of one pattern stay together.
         std::vector<std::int32_t> &rows = rows_of_level[l];
         const auto precedes = [&](std::int32_t a, std::int32_t b) {
-            return std::ranges::lexicographical_compare(hidden_numbers(a), hidden_numbers(b), {}, &HiddenCell::column,
-                                                        &HiddenCell::column);
+            return std::ranges::lexicographical_compare(hidden.of_row(static_cast<std::size_t>(a)),
+                                                        hidden.of_row(static_cast<std::size_t>(b)), {},
+                                                        &HiddenCell::column, &HiddenCell::column);
         };
         std::ranges::stable_sort(rows, precedes);
         const auto first_hidden = has_latent ? rows.begin() : std::ranges::partition_point(rows, [&](std::int32_t row) {

@@ -28,8 +28,8 @@ RunCells run_cells(const RunResults &results) {
     for (std::vector<const BoundedCell *> &column : cells.bounded) {
         // A file that was edited may have them in any order, and one cell twice.
         std::ranges::stable_sort(column, {}, &BoundedCell::row);
-        const auto repeated = std::ranges::unique(column, {}, &BoundedCell::row);
-        column.erase(repeated.begin(), repeated.end());
+        const auto is_same = [](const BoundedCell *a, const BoundedCell *b) { return a->row == b->row; };
+        column.erase(std::unique(column.begin(), column.end(), is_same), column.end());
     }
     return cells;
 }

@@ -53,8 +53,8 @@ std::vector<std::string> in_order(const std::set<std::string, std::less<>> &text
     if (std::ranges::all_of(words, [](const std::string &word) { return parse_number(word).has_value(); })) {
         const auto number = [](const std::string &word) { return *parse_number(word); };
         std::ranges::stable_sort(words, {}, number);
-        const auto [first, last] = std::ranges::unique(words, {}, number);  // "1" and "1.0" are one
-        words.erase(first, last);
+        const auto is_same = [&](const std::string &a, const std::string &b) { return number(a) == number(b); };
+        words.erase(std::unique(words.begin(), words.end(), is_same), words.end());  // "1" and "1.0" are one
     }
     return words;
 }
