@@ -4,6 +4,7 @@
 
 import concurrent.futures
 import errno
+import fcntl
 import hashlib
 import json
 import os
@@ -87,6 +88,24 @@ class CommitTest(unittest.TestCase):
                         self.assertIn((code, source), ((0, "other.csv"), (73, "table.csv"), (70, "table.csv")), err)
             self.assertEqual({source for _, source in seen}, {"table.csv", "other.csv"})
 
+    def wait_for_workers(self):
+        """A killed run's workers end when they find it gone; until then the directory is theirs."""
+        try:
+            lock = os.open(self.path / "out/.ullage-run/lock", os.O_RDWR)
+        except FileNotFoundError:
+            return
+        try:
+            deadline = time.monotonic() + 30
+            while time.monotonic() < deadline:
+                try:
+                    fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+                    return
+                except BlockingIOError:
+                    time.sleep(0.01)
+            self.fail("workers outlive their run")
+        finally:
+            os.close(lock)
+
     def test_signals_at_any_moment(self):
         self.assertEqual(self.impute(*FIRST, into="first")[0], 0)
         numbers = random.Random(1)
@@ -98,6 +117,8 @@ class CommitTest(unittest.TestCase):
                 time.sleep(numbers.uniform(0, 0.06))
                 process.send_signal(signal_number)
                 code = process.wait(timeout=60)
+                if signal_number == signal.SIGKILL:
+                    self.wait_for_workers()
                 source = self.check_one_run()
                 if signal_number != signal.SIGKILL and code not in (0, -signal_number):
                     self.assertEqual((code, source), (128 + signal_number, "table.csv"))
