@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <random>
 #include <thread>
 #include <utility>
@@ -54,8 +55,15 @@ host::ImputeSettings settings_of(const ImputeOptions &options) {
     return settings;
 }
 
-std::string stat_file_name(Format format) {
-    return format == Format::dta ? "imputations.dta" : "imputations.sav";
+/** The package of a format, if it is that of one. */
+std::optional<host::StatFormat> stat_format(Format format) {
+    if (format == Format::dta) return host::StatFormat::dta;
+    if (format == Format::sav) return host::StatFormat::sav;
+    return std::nullopt;
+}
+
+std::string stat_file_name(host::StatFormat format) {
+    return format == host::StatFormat::dta ? "imputations.dta" : "imputations.sav";
 }
 
 /** What cannot be done together. */
@@ -81,7 +89,7 @@ std::vector<std::string> result_names(const ImputeOptions &options) {
     } else {
         names.emplace_back(host::kLongTableName);
     }
-    if (options.format == Format::dta || options.format == Format::sav) names.push_back(stat_file_name(options.format));
+    if (const auto format = stat_format(options.format)) names.push_back(stat_file_name(*format));
     names.emplace_back(host::kParametersName);
     names.emplace_back(host::kBoundsName);
     if (options.overimpute) names.emplace_back(host::kOverimputationName);
@@ -155,10 +163,8 @@ void write_tables(host::ResultDirectory &directory, Format format, const Input &
     } else {
         write_long(directory.file(host::kLongTableName), input, result);
     }
-    if (format == Format::dta || format == Format::sav) {
-        host::write_stat_file(directory.file(stat_file_name(format)),
-                              format == Format::dta ? host::StatFormat::dta : host::StatFormat::sav, input.table,
-                              input.hidden, result.values);
+    if (const auto stat = stat_format(format)) {
+        host::write_stat_file(directory.file(stat_file_name(*stat)), *stat, input.table, input.hidden, result.values);
     }
 }
 
@@ -260,6 +266,9 @@ int run_impute(const Options &options) {
     const host::ImputeSettings settings = settings_of(options.impute);
     const host::PriorChoice prior = host::parse_prior(options.impute.prior);
     const Input input = load_input(options);
+    if (const auto format = stat_format(options.impute.format)) {
+        host::check_stat_file(*format, input.table, static_cast<std::size_t>(options.impute.imputations));
+    }
     const host::ModelTable model = host::prepare_model(input.table, input.hidden, prior);
     if (options.impute.output == "-") {
         impute_to_stdout(options, input, model, settings);

@@ -218,6 +218,10 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
         level.row_count = rows_of_level[l].size();
         summarise_observed(model, rows_of_level[l], level);
         level.prior = make_prior(prior, table, model.variables, level.variance);
+        // Before anything of the size of a covariance is made.
+        if (!has_enough_rows(static_cast<double>(level.row_count), model.variables.list.size(), level.prior)) {
+            throw explain_unusable(model, level, UnusableMoments(UnusableMoments::Kind::too_few, {}));
+        }
         add_utilities(model, level);
         // The engine prepares a pattern of hidden cells once per group: rows of one pattern stay together.
         std::vector<std::int32_t> &rows = rows_of_level[l];

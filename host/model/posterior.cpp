@@ -67,13 +67,17 @@ std::vector<std::size_t> collinear_columns(std::span<const double> correlation, 
     return columns;
 }
 
+/** Of the covariance; a flat prior mean costs one. */
+double degrees_of_freedom(double count, const Prior &prior) {
+    return prior.covariance_cases + count - (prior.mean_cases > 0.0 ? 0.0 : 1.0);
+}
+
 Posterior make_posterior(const Moments &moments, const Prior &prior) {
     const std::size_t n = moments.mean.size();
     Posterior posterior;
     posterior.mean_cases = prior.mean_cases + moments.count;
-    // A flat prior mean costs one degree of freedom.
-    posterior.degrees = prior.covariance_cases + moments.count - (prior.mean_cases > 0.0 ? 0.0 : 1.0);
-    if (!(posterior.degrees > static_cast<double>(n) - 1.0) || !(moments.count > 0.0)) {
+    posterior.degrees = degrees_of_freedom(moments.count, prior);
+    if (!has_enough_rows(moments.count, n, prior)) {
         std::vector<std::size_t> all(n);
         std::iota(all.begin(), all.end(), std::size_t{0});
         throw UnusableMoments(UnusableMoments::Kind::too_few, std::move(all));
@@ -120,6 +124,10 @@ Posterior make_posterior(const Moments &moments, const Prior &prior) {
 }
 
 }  // namespace
+
+bool has_enough_rows(double count, std::size_t n, const Prior &prior) {
+    return degrees_of_freedom(count, prior) > static_cast<double>(n) - 1.0 && count > 0.0;
+}
 
 void check_moments(const Moments &moments, const Prior &prior) {
     (void)make_posterior(moments, prior);

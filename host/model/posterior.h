@@ -78,6 +78,10 @@ inline constexpr double kLeastUnexplained = 1e-11;
  */
 [[nodiscard]] Parameters draw_parameters(const Moments &moments, const Prior &prior, RandomStream &random);
 
+/** Whether so many rows and the prior determine the parameters of n columns, if the columns vary and do not follow from
+ * each other. */
+[[nodiscard]] bool has_enough_rows(double count, std::size_t n, const Prior &prior);
+
 /**
  * Look whether moments allow a draw of parameters, without drawing.
  *

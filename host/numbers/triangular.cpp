@@ -8,12 +8,15 @@
 #include <cmath>
 #include <vector>
 
+#include "ullage/host/base/interrupt.h"
+
 namespace ullage::host {
 
 bool take_root(std::span<double> matrix, std::size_t n) {
     std::vector<double> column(n);
     double *pivot_row = matrix.data();
     for (std::size_t k = 0; k < n; pivot_row += ++k) {
+        check_interrupt();
         if (!(pivot_row[k] > 0.0)) return false;
         const double pivot = std::sqrt(pivot_row[k]);
         pivot_row[k] = pivot;
@@ -30,6 +33,7 @@ bool take_root(std::span<double> matrix, std::size_t n) {
 void divide_from_right(std::span<double> lower, std::span<const double> divisor, std::size_t n) {
     double *row = lower.data();
     for (std::size_t i = 0; i < n; row += ++i) {
+        check_interrupt();
         const double *divisor_row = divisor.data() + i * (i + 1) / 2;
         for (std::size_t j = i + 1; j-- > 0; divisor_row -= j) {
             const double factor = row[j] / divisor_row[j];
@@ -43,6 +47,7 @@ void square_of_root(std::span<const double> lower, std::span<double> square, std
     std::fill(square.begin(), square.end(), 0.0);
     std::vector<double> column(n);
     for (std::size_t k = 0; k < n; ++k) {
+        check_interrupt();
         std::size_t row = k * (k + 1) / 2;
         for (std::size_t i = k; i < n; row += ++i) {
             const double factor = lower[row + k];

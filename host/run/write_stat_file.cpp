@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 #include <readstat.h>
+#include <utf8.h>
 
 #include <algorithm>
 #include <cmath>
@@ -18,12 +19,42 @@
 #include <utility>
 
 #include "ullage/host/base/error.h"
+#include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/base/output_file.h"
+#include "ullage/host/base/problems.h"
 #include "ullage/host/base/words.h"
 
 namespace ullage::host {
 namespace {
+
+/** What a format can hold. */
+struct Limits {
+    std::string_view package;
+    std::size_t name;   // bytes
+    std::size_t label;  // bytes
+    std::size_t label_characters;
+    std::size_t text;  // bytes
+    std::size_t columns;
+};
+
+const Limits &limits_of(StatFormat format) {
+    static constexpr Limits kStata = {"Stata", 32, 320, 80, 2045, 32767};
+    static constexpr Limits kSpss = {"SPSS", 64, 255, 255, 32767, std::numeric_limits<int>::max()};
+    return format == StatFormat::dta ? kStata : kSpss;
+}
+
+/** As much of a name as a label holds. */
+std::string label_of(const std::string &name, const Limits &limits) {
+    auto end = name.begin();
+    for (std::size_t characters = 0; end != name.end() && characters < limits.label_characters; ++characters) {
+        auto next = end;
+        utf8::unchecked::next(next);
+        if (next - name.begin() > static_cast<std::ptrdiff_t>(limits.label)) break;
+        end = next;
+    }
+    return {name.begin(), end};
+}
 
 /** Do the work of a callback. */
 template <typename Work>
@@ -53,7 +84,7 @@ ssize_t on_bytes(const void *bytes, std::size_t size, void *context) {
 /** Makes names that the package allows, each of them once, whatever its case. */
 class Names {
 public:
-    explicit Names(StatFormat format) : format_(format), limit_(format == StatFormat::dta ? 32 : 64) {}
+    explicit Names(StatFormat format) : format_(format), limit_(limits_of(format).name) {}
 
     std::string allowed(const std::string &name) {
         std::string base;
@@ -102,6 +133,22 @@ struct StatColumn {
     readstat_variable_t *variable = nullptr;
 };
 
+/** A column that is carried along: numbers if it holds nothing else. */
+StatColumn carried(const Table &table, std::size_t file_column) {
+    StatColumn column{table.file.names[file_column], static_cast<std::ptrdiff_t>(file_column)};
+    std::size_t width = 1;
+    bool has_word = false;
+    bool has_number = false;
+    for (std::size_t row = 0; row < table.row_count(); ++row) {
+        const std::string text = table.file.text(row, file_column);
+        width = std::max(width, text.size());
+        if (trim(text).empty() || trim(text) == "NA") continue;
+        (parse_number(text) ? has_number : has_word) = true;
+    }
+    column.width = has_number && !has_word ? 0 : width;
+    return column;
+}
+
 class StatWriter {
 public:
     StatWriter(OutputFile &file, StatFormat format, const Table &table)
@@ -117,11 +164,11 @@ public:
             if (column.column >= 0) {
                 columns_.push_back({table_.columns[static_cast<std::size_t>(column.column)].name, -1, column.column});
             } else {
-                columns_.push_back(carried(static_cast<std::size_t>(column.file_column)));
+                columns_.push_back(carried(table_, static_cast<std::size_t>(column.file_column)));
             }
         }
         StatColumn id;
-        if (table_.id_file_column) id = carried(*table_.id_file_column);
+        if (table_.id_file_column) id = carried(table_, *table_.id_file_column);
         Names names(format_);
         // The two columns of the imputation have the first choice of their names.
         const std::string imputation_name = names.allowed(format_ == StatFormat::dta ? "imp_" : "Imputation_");
@@ -136,15 +183,13 @@ public:
         for (StatColumn &column : columns_) {
             const std::string name = names.allowed(column.name);
             column.variable = add(name, column.width);
-            if (name != column.name) readstat_variable_set_label(column.variable, column.name.c_str());
+            if (name != column.name)
+                readstat_variable_set_label(column.variable, label_of(column.name, limits_of(format_)).c_str());
         }
         readstat_variable_t *imputation = add(imputation_name, 0);
         id.variable = add(id.name, id.width);
 
         const std::size_t rows = table_.row_count() * (values.size() + 1);
-        if (rows > std::numeric_limits<int>::max()) {
-            throw Error(Fault::data, fmt::format("{} rows are too many for this format; use --format long", rows));
-        }
         const auto begin = format_ == StatFormat::dta ? readstat_begin_writing_dta : readstat_begin_writing_sav;
         check(begin(writer_.get(), &writing_, static_cast<long>(rows)));
         for (std::size_t k = 0; k <= values.size(); ++k) {
@@ -173,22 +218,6 @@ public:
 
 private:
     static constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-    /** A column that is carried along: numbers if it holds nothing else. */
-    [[nodiscard]] StatColumn carried(std::size_t file_column) const {
-        StatColumn column{table_.file.names[file_column], static_cast<std::ptrdiff_t>(file_column)};
-        std::size_t width = 1;
-        bool has_word = false;
-        bool has_number = false;
-        for (std::size_t row = 0; row < table_.row_count(); ++row) {
-            const std::string text = table_.file.text(row, file_column);
-            width = std::max(width, text.size());
-            if (trim(text).empty() || trim(text) == "NA") continue;
-            (parse_number(text) ? has_number : has_word) = true;
-        }
-        column.width = has_number && !has_word ? 0 : width;
-        return column;
-    }
 
     readstat_variable_t *add(const std::string &name, std::size_t width) {
         readstat_variable_t *variable = readstat_add_variable(
@@ -220,9 +249,8 @@ private:
         if (error == READSTAT_OK) return;
         if (writing_.failure) std::rethrow_exception(writing_.failure);
         if (error == READSTAT_ERROR_MALLOC) throw std::bad_alloc();
-        throw Error(Fault::data,
-                    fmt::format("a file of {} cannot hold this table: {}; use --format long",
-                                format_ == StatFormat::dta ? "Stata" : "SPSS", readstat_error_message(error)));
+        throw Error(Fault::data, fmt::format("a file of {} cannot hold this table: {}; use --format long",
+                                             limits_of(format_).package, readstat_error_message(error)));
     }
 
     Writing writing_;
@@ -233,6 +261,40 @@ private:
 };
 
 }  // namespace
+
+void check_stat_file(StatFormat format, const Table &table, std::size_t imputations) {
+    const Limits &limits = limits_of(format);
+    const auto refuse = [&](std::size_t count, std::string_view what, std::size_t most) {
+        throw Error(Fault::data,
+                    fmt::format("{}: {} {} are more than the {} that a file of {} holds; leave out --format",
+                                table.file.source, count, what, most, limits.package));
+    };
+    constexpr std::size_t most_rows = std::numeric_limits<int>::max();
+    const std::size_t rows = table.row_count() * (imputations + 1);
+    if (rows > most_rows) refuse(rows, "rows", most_rows);
+    const std::size_t columns = table.output.size() + 2;
+    if (columns > limits.columns) refuse(columns, "columns", limits.columns);
+    Problems problems;
+    for (const OutputColumn &output : table.output) {
+        check_interrupt();
+        if (output.file_column < 0) continue;
+        const auto column = static_cast<std::size_t>(output.file_column);
+        if (carried(table, column).width <= limits.text) continue;
+        for (std::size_t row = 0; row < table.row_count(); ++row) {
+            const std::string text = table.file.text(row, column);
+            if (text.size() <= limits.text) continue;
+            problems.add(
+                {.line = table.file.line[row],
+                 .row = static_cast<std::int64_t>(row + 1),
+                 .columns = {table.file.names[column]},
+                 .text = text,
+                 .message = fmt::format("a text of {} bytes, and a file of {} holds {} at most; shorten it, or "
+                                        "leave out --format",
+                                        text.size(), limits.package, limits.text)});
+        }
+    }
+    problems.throw_if_any(table.file.source);
+}
 
 void write_stat_file(OutputFile &file, StatFormat format, const Table &table, const HiddenCells &hidden,
                      std::span<const std::vector<double>> values) {

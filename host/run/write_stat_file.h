@@ -17,15 +17,23 @@ namespace ullage::host {
 enum class StatFormat { dta, sav };
 
 /**
+ * Look whether a file of a package can hold the original table and so many completed ones, before there are any.
+ *
+ * @throws Error  data with every text that is too long, or if there are too many columns or rows
+ */
+void check_stat_file(StatFormat format, const Table &table, std::size_t imputations);
+
+/**
  * Write the original table and all completed ones, one below the other, as a file of Stata (dta) or SPSS (sav).
  *
  * Columns of numbers, also those carried along, are doubles with system-missing values; all others are texts. The last
  * two columns are the number of the imputation, 0 for the original, and the row's id: imp_ and id_ for Stata,
  * Imputation_ and id_ for SPSS, which pools split files by that name. A name that the package does not allow is
- * changed, and the original is the variable's label. The same tables give the same bytes.
+ * changed, and the original is the variable's label, cut to the length of one. The same tables give the same bytes.
  *
  * @param values  one vector per imputation, of the hidden cells in the units of the file
- * @throws Error  as OutputFile::write; data if the package cannot hold the table, such as a text that is too long
+ * @throws Error  as OutputFile::write; data if the package cannot hold the table, which check_stat_file finds
+ * beforehand
  */
 void write_stat_file(OutputFile &file, StatFormat format, const Table &table, const HiddenCells &hidden,
                      std::span<const std::vector<double>> values);

@@ -205,7 +205,7 @@ void Closure::add_cell(std::size_t row, std::size_t column) {
 HiddenCells Closure::close() {
     hidden_.row_begin.reserve(table_.row_count() + 1);
     for (std::size_t row = 0; row < table_.row_count(); ++row) {
-        if (row % 4096 == 0) check_interrupt();
+        check_interrupt();
         hidden_.row_begin.push_back(hidden_.cells.size());
         reported_.clear();
         read_own_limits(row);

@@ -11,6 +11,7 @@
 #include <cmath>
 #include <iterator>
 
+#include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/table/read_columns.h"
 
@@ -159,6 +160,7 @@ void tell_about_columns(const Table &table, const std::vector<Candidate> &withou
         if (bound.is_upper && bound.other < 0) has_cells_below[static_cast<std::size_t>(bound.column)] = true;
     }
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
+        check_interrupt();
         const Column &column = table.columns[i];
         tell_of_pair(table, column, notices);
         if (!options.columns) warn_of_row_numbers(column, notices);

@@ -13,6 +13,7 @@
 #include <memory>
 #include <set>
 
+#include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/base/problems.h"
 #include "ullage/host/base/words.h"
@@ -22,6 +23,19 @@ namespace ullage::host {
 namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+/** Do the work for pieces of some bytes, none of which ends within a character, until it is done or a signal comes. */
+template <typename Work>
+void for_pieces(std::string_view bytes, const Work &work) {
+    constexpr std::size_t piece = std::size_t{1} << 20;
+    for (std::size_t begin = 0; begin < bytes.size();) {
+        check_interrupt();
+        std::size_t end = std::min(begin + piece, bytes.size());
+        while (end < bytes.size() && (static_cast<unsigned char>(bytes[end]) & 0xC0) == 0x80) ++end;
+        work(begin, bytes.substr(begin, end - begin));
+        begin = end;
+    }
+}
 
 /** The line of a byte, from 1. */
 std::int64_t line_of(std::string_view bytes, std::size_t place) {
@@ -33,17 +47,20 @@ void check_encoding(const std::string &source, const std::string &bytes) {
     if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) {
         throw_problem(source, {.message = "this is UTF-16 text; save it as UTF-8"});
     }
-    const auto invalid = utf8::find_invalid(bytes.begin(), bytes.end());
-    if (invalid != bytes.end()) {
-        const auto place = static_cast<std::size_t>(invalid - bytes.begin());
-        throw_problem(source, {.line = line_of(bytes, place),
-                               .message = fmt::format("byte 0x{:02X} is no UTF-8; save the file as UTF-8",
-                                                      static_cast<unsigned char>(bytes[place]))});
-    }
-    const std::size_t nul = bytes.find('\0');
-    if (nul != std::string::npos) {
-        throw_problem(source, {.line = line_of(bytes, nul), .message = "a zero byte: this is no text file"});
-    }
+    for_pieces(bytes, [&](std::size_t begin, std::string_view piece) {
+        const auto invalid = utf8::find_invalid(piece.begin(), piece.end());
+        if (invalid != piece.end()) {
+            const std::size_t place = begin + static_cast<std::size_t>(invalid - piece.begin());
+            throw_problem(source, {.line = line_of(bytes, place),
+                                   .message = fmt::format("byte 0x{:02X} is no UTF-8; save the file as UTF-8",
+                                                          static_cast<unsigned char>(bytes[place]))});
+        }
+        const std::size_t nul = piece.find('\0');
+        if (nul != std::string_view::npos) {
+            throw_problem(source,
+                          {.line = line_of(bytes, begin + nul), .message = "a zero byte: this is no text file"});
+        }
+    });
 }
 
 char find_separator(std::string_view bytes) {
@@ -138,14 +155,14 @@ void run_parser(Walk &walk) {
     const auto on_row = [](int, void *data) { static_cast<Walk *>(data)->row_end(); };
 
     const std::size_t start = walk.place;
-    const std::size_t size = file.bytes.size() - start;
-    const std::size_t done = csv_parse(&parser, file.bytes.data() + start, size, on_cell, on_row, &walk);
-    if (done < size) {
+    for_pieces(std::string_view(file.bytes).substr(start), [&](std::size_t begin, std::string_view piece) {
+        const std::size_t done = csv_parse(&parser, piece.data(), piece.size(), on_cell, on_row, &walk);
+        if (done == piece.size()) return;
         if (csv_error(&parser) != CSV_EPARSE) throw std::bad_alloc();
-        throw_problem(file.source, {.line = line_of(file.bytes, start + done),
+        throw_problem(file.source, {.line = line_of(file.bytes, start + begin + done),
                                     .message = "a quote within a cell; put the whole cell between double quotes and "
                                                "write the quote itself twice"});
-    }
+    });
     if (csv_fini(&parser, on_cell, on_row, &walk) != 0) {
         if (walk.cells == 0) walk.skip_line_ends();
         throw_problem(file.source, {.line = walk.line, .message = "a quote that opens here or below is never closed"});
@@ -189,10 +206,10 @@ FileText find_cells(InputText input) {
 
     std::size_t separators = 0;
     std::size_t line_ends = 1;
-    for (const char c : file.bytes) {
-        if (c == file.separator) ++separators;
-        if (c == '\n' || c == '\r') ++line_ends;
-    }
+    for_pieces(file.bytes, [&](std::size_t, std::string_view piece) {
+        separators += static_cast<std::size_t>(std::ranges::count(piece, file.separator));
+        line_ends += static_cast<std::size_t>(std::ranges::count(piece, '\n') + std::ranges::count(piece, '\r'));
+    });
     if (line_ends > std::numeric_limits<std::int32_t>::max()) {
         throw_problem(file.source, {.message = "more than 2,147,483,646 lines"});
     }

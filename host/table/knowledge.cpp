@@ -19,6 +19,7 @@ KnownCells find_knowledge(const Table &table) {
     }
     KnownCells knowledge;
     for (std::size_t c = 0; c < table.columns.size(); ++c) {
+        check_interrupt();
         std::vector<Knowledge> &cells = knowledge.emplace_back(table.row_count());
         const Knowledge hidden = has_rule[c] ? Knowledge::ordered : Knowledge::missing;
         for (std::size_t row = 0; row < cells.size(); ++row) {
@@ -47,7 +48,7 @@ std::vector<Pattern> count_patterns(const KnownCells &knowledge) {
     std::string signs(knowledge.size(), ' ');
     const std::size_t rows = knowledge.empty() ? 0 : knowledge.front().size();
     for (std::size_t row = 0; row < rows; ++row) {
-        if (row % 4096 == 0) check_interrupt();
+        check_interrupt();
         for (std::size_t c = 0; c < knowledge.size(); ++c) {
             signs[c] = kKnowledgeSigns[static_cast<std::size_t>(knowledge[c][row])];
         }

@@ -231,7 +231,7 @@ ReadCells CellReader::read() {
     }
     result_.bound_begin.reserve(rows + 1);
     for (std::size_t row = 0; row < rows; ++row) {
-        if (row % 4096 == 0) check_interrupt();
+        check_interrupt();
         result_.bound_begin.push_back(result_.bounds.size());
         for (std::size_t i = 0; i < candidates_.size(); ++i) {
             if (candidates_[i].upper) {

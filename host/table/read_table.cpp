@@ -269,6 +269,7 @@ void Reader::read_id() {
     table_.id_file_column = column;
     std::unordered_map<std::string, std::size_t> first_row;
     for (std::size_t row = 0; row < file.row_count(); ++row) {
+        check_interrupt();
         const auto [entry, is_new] = first_row.try_emplace(std::string(cell(row, column)), row);
         if (is_new && !entry->first.empty()) continue;
         problems_.add({.line = file.line[row],
@@ -291,6 +292,7 @@ void Reader::read_levels() {
     const std::size_t column = file_columns_.get(*options_.by, "--by");
     std::unordered_map<std::string, std::int32_t> index;
     for (std::size_t row = 0; row < file.row_count(); ++row) {
+        check_interrupt();
         const std::string_view text = cell(row, column);
         if (is_missing(text, options_)) {
             problems_.add({.line = file.line[row],

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+#include "ullage/host/base/interrupt.h"
+
 namespace ullage::host {
 
 RowOrder::RowOrder(const Table &table, std::span<const Bound> bounds) {
@@ -20,7 +22,9 @@ RowOrder::RowOrder(const Table &table, std::span<const Bound> bounds) {
     }
     std::sort(columns_.begin(), columns_.end());
     columns_.erase(std::unique(columns_.begin(), columns_.end()), columns_.end());
-    matrix_.assign(columns_.size() * columns_.size(), kUnordered);
+    words_ = (columns_.size() + 63) / 64;
+    ordered_.assign(columns_.size() * words_, 0);
+    strict_.assign(columns_.size() * words_, 0);
     for (const OrderRule &rule : table.order) add(rule.first, rule.second, rule.or_equal ? kOrEqual : kStrict);
     for (const Bound &bound : bounds) {
         if (bound.other < 0) continue;
@@ -35,23 +39,28 @@ std::optional<std::size_t> RowOrder::find(std::size_t column) const {
     return static_cast<std::size_t>(place - columns_.begin());
 }
 
-void RowOrder::add(std::int32_t first, std::int32_t second, std::uint8_t ordered) {
-    const std::size_t i = *find(static_cast<std::size_t>(first));
+void RowOrder::add(std::int32_t first, std::int32_t second, Ordered ordered) {
     const std::size_t j = *find(static_cast<std::size_t>(second));
-    std::uint8_t &cell = matrix_[i * columns_.size() + j];
-    cell = std::max(cell, ordered);
+    const std::size_t word = *find(static_cast<std::size_t>(first)) * words_ + j / 64;
+    const std::uint64_t bit = std::uint64_t{1} << (j % 64);
+    ordered_[word] |= bit;
+    if (ordered == kStrict) strict_[word] |= bit;
 }
 
 void RowOrder::close() {
-    const std::size_t n = columns_.size();
-    for (std::size_t through = 0; through < n; ++through) {
-        for (std::size_t i = 0; i < n; ++i) {
-            const std::uint8_t before = at(i, through);
+    for (std::size_t through = 0; through < columns_.size(); ++through) {
+        check_interrupt();
+        const std::uint64_t *ordered = ordered_.data() + through * words_;
+        const std::uint64_t *strict = strict_.data() + through * words_;
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            const Ordered before = at(i, through);
             if (before == kUnordered) continue;
-            for (std::size_t j = 0; j < n; ++j) {
-                if (at(through, j) == kUnordered) continue;
-                std::uint8_t &cell = matrix_[i * n + j];
-                cell = std::max({cell, before, at(through, j)});
+            std::uint64_t *own_ordered = ordered_.data() + i * words_;
+            std::uint64_t *own_strict = strict_.data() + i * words_;
+            const std::uint64_t *more_strict = before == kStrict ? ordered : strict;
+            for (std::size_t w = 0; w < words_; ++w) {
+                own_strict[w] |= more_strict[w];
+                own_ordered[w] |= ordered[w];
             }
         }
     }

@@ -30,16 +30,26 @@ public:
     /** The columns in relations, ascending. */
     [[nodiscard]] const std::vector<std::size_t> &columns() const { return columns_; }
     /** How the i-th of these columns stands before the j-th. */
-    [[nodiscard]] std::uint8_t at(std::size_t i, std::size_t j) const { return matrix_[i * columns_.size() + j]; }
+    [[nodiscard]] Ordered at(std::size_t i, std::size_t j) const {
+        const std::size_t word = i * words_ + j / 64;
+        const std::size_t shift = j % 64;
+        return (strict_[word] >> shift & 1U) != 0    ? kStrict
+               : (ordered_[word] >> shift & 1U) != 0 ? kOrEqual
+                                                     : kUnordered;
+    }
     /** Where a column stands among these, or nothing. */
     [[nodiscard]] std::optional<std::size_t> find(std::size_t column) const;
 
 private:
-    void add(std::int32_t first, std::int32_t second, std::uint8_t ordered);
+    void add(std::int32_t first, std::int32_t second, Ordered ordered);
     void close();
 
+    // Sets of columns as bits, one row of words per column: those that it stands before or beside, and those that it
+    // stands strictly before, which are among the former.
     std::vector<std::size_t> columns_;
-    std::vector<std::uint8_t> matrix_;
+    std::size_t words_ = 0;
+    std::vector<std::uint64_t> ordered_;
+    std::vector<std::uint64_t> strict_;
 };
 
 }  // namespace ullage::host
