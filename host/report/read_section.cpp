@@ -38,6 +38,15 @@ std::string what_was_read(const RunResults &results, const RunCells &cells) {
     }
     drop_columns_of("0", head, rows);
     html += make_table("Cells of each column by what the table says of them", head, rows);
+    if (!record.carried.empty()) {
+        std::vector<std::string> carried;
+        for (const CarriedColumn &column : record.carried) {
+            carried.push_back(column.blank == 0
+                                  ? column.name
+                                  : fmt::format("{} ({})", column.name, count_words(column.blank, "blank")));
+        }
+        html += paragraph(fmt::format("Carried along, neither modelled nor changed: {}.", join_names(carried)));
+    }
     if (record.by) {
         rows.clear();
         for (const RunLevel &level : record.levels) {

@@ -61,7 +61,7 @@ std::string make_report(const RunResults &results) {
     const RunCells cells = run_cells(results);
     const std::vector<DrawnMoments> moments = drawn_moments(results);
     std::vector<std::string> warnings = record.input_warnings;
-    warnings.insert(warnings.end(), diagnosis.warnings.begin(), diagnosis.warnings.end());
+    warnings.insert(warnings.end(), record.warnings.begin(), record.warnings.end());
     const std::vector<Section> sections = {
         {"read", "What was read", what_was_read(results, cells)},
         {"patterns", "Patterns of missingness", patterns_of_missingness(results, cells)},

@@ -17,6 +17,7 @@
 #include "ullage/host/base/checksum.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/input_file.h"
+#include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/model/scale.h"
@@ -202,6 +203,10 @@ void describe(Members &&top, Record &record) {
         members.number("centre", column.centre, unknown);
         members.number("scale", column.scale, unknown);
     });
+    top.list("carried", record.carried, [](auto &members, auto &column) {
+        members.text("name", column.name);
+        members.count("blank", column.blank, 0, kMostCount);
+    });
     top.texts("order", record.order);
     top.text_or_null("by", record.by);
     top.list("levels", record.levels, [](auto &members, auto &level) {
@@ -320,6 +325,16 @@ RunRecord describe_run(const ModelTable &model, const ImputeSettings &settings) 
         record.columns.push_back({column.name, count(CellState::observed), count(CellState::missing),
                                   count(CellState::bounded), column.lower, column.upper, column.transformation,
                                   model.scales[i].centre, model.scales[i].scale});
+    }
+    for (const OutputColumn &output : table.output) {
+        if (output.file_column < 0) continue;
+        const auto column = static_cast<std::size_t>(output.file_column);
+        CarriedColumn &carried = record.carried.emplace_back(CarriedColumn{table.file.names[column]});
+        for (std::size_t row = 0; row < table.row_count(); ++row) {
+            if (row % 4096 == 0) check_interrupt();
+            const std::string_view text = trim(table.file.raw(row, column));
+            carried.blank += text.empty() || text == "\"\"" ? 1 : 0;
+        }
     }
     for (const OrderRule &rule : table.order) {
         record.order.push_back(table.columns[static_cast<std::size_t>(rule.first)].name + (rule.or_equal ? "<=" : "<") +

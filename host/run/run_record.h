@@ -40,6 +40,12 @@ struct RunColumn {
     [[nodiscard]] double transform(double value) const;
 };
 
+/** A column that the completed tables have besides those of the model. */
+struct CarriedColumn {
+    std::string name;
+    std::int64_t blank = 0;  ///< cells without text
+};
+
 /** A level of the "by" column; a run without one has a single level whose name is empty. */
 struct RunLevel {
     std::string name;
@@ -76,6 +82,7 @@ struct RunRecord {
     std::string prior;  ///< as the user wrote it
     std::optional<std::string> by;
     std::vector<RunColumn> columns;
+    std::vector<CarriedColumn> carried;
     std::vector<std::string> order;  ///< rules for every row: "a<b"
     std::vector<RunLevel> levels;
     std::vector<ParameterConvergence> convergence;  ///< numbers that are not known are NaN

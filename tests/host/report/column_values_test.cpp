@@ -83,6 +83,24 @@ TEST(ColumnValues, BinsHoldEachValueOnce) {
     EXPECT_EQ(bin_counts({0.0, 1.0, 1.5, 2.0, 3.0}, {0.0, 1.0, 2.0, 3.0}), Values({1.0, 2.0, 2.0}));
 }
 
+TEST(ColumnValues, CellsAreDividedByWhatIsKnown) {
+    RunResults results;
+    results.record.columns = {{.name = "a"}};
+    results.tables.rows = 5;
+    results.tables.model = {0};
+    const double unknown = std::nan("");
+    results.tables.columns = {
+        {"a", {1.0, unknown, 3.0, unknown, unknown}, {1, 3, 4}, {{2.0, 4.0, 5.0}, {2.5, 4.5, 5.5}}}};
+    // The cell of row 2 was imputed alike in all tables, so that it counts as observed.
+    results.bounds = {{3, 0, Knowledge::below, -kOpen, 9.0}, {2, 0, Knowledge::below, -kOpen, 9.0}};
+    const ColumnValues values = values_of(results, run_cells(results), 0);
+    EXPECT_EQ(values.of_observed.count, 2U);
+    EXPECT_EQ(values.of_missing.count, 4U);
+    EXPECT_EQ(values.places, std::vector<std::size_t>{1});
+    EXPECT_EQ(values.of_bounded.least, 4.0);
+    EXPECT_EQ(values.of_bounded.most, 4.5);
+}
+
 TEST(PagePieces, NumbersAreShort) {
     EXPECT_EQ(degrees_of_freedom(10000.0), "10000.0");
     EXPECT_EQ(degrees_of_freedom(10000.1), ">10000");

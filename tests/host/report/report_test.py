@@ -5,6 +5,7 @@
 import csv
 import html
 import html.parser
+import json
 import pathlib
 import re
 import statistics
@@ -145,7 +146,7 @@ class Report(unittest.TestCase):
             self.assertIn(name, page.words)
         self.assertIn(f"{runs.ODD_NAMES[0]}<{runs.ODD_NAMES[1]}", page.words)
         wide = Page(self.read("wide"))
-        for words in ["<West>", "South & 'East'", "A ridge prior worth 5 cases"]:
+        for words in ["<West>", "South & 'East'", "A ridge prior worth 5 cases", "nor changed: site, note (60 blanks)."]:
             self.assertIn(words, wide.words)
 
     def test_what_was_read_is_counted_from_the_table(self):
@@ -162,29 +163,37 @@ class Report(unittest.TestCase):
 
     def test_what_was_imputed_is_told_from_the_completed_tables(self):
         text = self.read("odd")
-        name = runs.ODD_NAMES[4]
         with open(self.path / "odd/imputations.csv", encoding="utf-8", newline="") as file:
             lines = list(csv.DictReader(file))
-        original = {line[".id"]: line[name] for line in lines if line[".imp"] == "0"}
-        observed = sorted(float(value) for value in original.values() if value != "NA")
         with open(self.path / "odd/bounds.csv", encoding="utf-8", newline="") as file:
-            bounded = {line["row"] for line in csv.DictReader(file) if line["column"] == name}
-        draws = {kind: [float(line[name]) for line in lines if line[".imp"] != "0" and original[line[".id"]] == "NA"
-                        and (line[".id"] in bounded) == (kind == "bounded")] for kind in ("missing", "bounded")}
+            bounded = {(line["row"], line["column"]) for line in csv.DictReader(file)}
         rows = rows_of(self.path / "odd/report.html", "Observed and imputed")
-        for kind, values in [("observed", observed), ("imputed, missing", draws["missing"]),
-                             ("imputed, bounded", draws["bounded"])]:
-            values.sort()
-            row = rows[name, kind]
-            self.assertEqual(row["Number"], str(len(values)))
-            expected = [statistics.mean(values), statistics.stdev(values), values[int(0.05 * len(values))],
-                        values[len(values) // 2], values[int(0.95 * len(values))]]
-            shown = [float(row[head].replace("\u2212", "-")) for head in ("Mean", "Standard deviation", "5%", "Median", "95%")]
-            for number, right in zip(shown, expected):
-                self.assertAlmostEqual(number / right, 1, delta=6e-4)
-            if kind != "observed":
-                outside = sum(not observed[0] <= value <= observed[-1] for value in values)
-                self.assertTrue(row["Outside the observed range"].startswith(f"{outside} ("))
+        for name in runs.ODD_NAMES:
+            original = {line[".id"]: line[name] for line in lines if line[".imp"] == "0"}
+            observed = sorted(float(value) for value in original.values() if value != "NA")
+            draws = {kind: [float(line[name]) for line in lines if line[".imp"] != "0" and original[line[".id"]] == "NA"
+                            and ((line[".id"], name) in bounded) == (kind == "bounded")] for kind in ("missing", "bounded")}
+            for kind, values in [("observed", observed), ("imputed, missing", draws["missing"]),
+                                 ("imputed, bounded", draws["bounded"])]:
+                if not values:
+                    self.assertNotIn((name, kind), rows)
+                    continue
+                values.sort()
+                row = rows[name, kind]
+                self.assertEqual(row["Number"], str(len(values)))
+                expected = [statistics.mean(values), statistics.stdev(values), values[int(0.05 * len(values))],
+                            values[len(values) // 2], values[int(0.95 * len(values))]]
+                shown = [float(row[head].replace("\u2212", "-"))
+                         for head in ("Mean", "Standard deviation", "5%", "Median", "95%")]
+                for number, right in zip(shown, expected):
+                    self.assertAlmostEqual(number / right, 1, delta=6e-4)
+                if kind != "observed":
+                    outside = sum(not observed[0] <= value <= observed[-1] for value in values)
+                    self.assertTrue(row["Outside the observed range"].startswith(f"{outside} ("))
+            if name == runs.ODD_NAMES[4]:
+                self.check_histograms(text, name, observed, draws)
+
+    def check_histograms(self, text, name, observed, draws):
         # One completed table has all rows, whatever the number of imputations; shares are of all cells of their kind.
         svg = {kind: re.search(f'aria-label="{kind} of {name}.*?</svg>', text)[0]
                for kind in ("Stacked histogram", "Histograms")}
@@ -193,6 +202,50 @@ class Report(unittest.TestCase):
                              ("missing", len(draws["missing"]) / 5)]:
             self.assertAlmostEqual(bars[style], cells, delta=1.0)
         self.assertAlmostEqual(sum(bars_of(svg["Histograms"], "observed")), 100, delta=2)
+
+    def test_pairs_and_quantiles_are_those_of_the_completed_tables(self):
+        text = self.read("odd")
+        with open(self.path / "odd/imputations.csv", encoding="utf-8", newline="") as file:
+            lines = list(csv.DictReader(file))
+        with open(self.path / "odd/bounds.csv", encoding="utf-8", newline="") as file:
+            bounded = {(line["row"], line["column"]) for line in csv.DictReader(file)}
+        original = [line for line in lines if line[".imp"] == "0"]
+        normal = statistics.NormalDist()
+        for column, low, high, off in re.findall(
+                r'Normal quantile plot of ([^"]*): observed values from (\S+) to (\S+) standard deviations off the mean; '
+                r'in the middle the largest distance from the line is ([\d.]+)\.', text):
+            name = html.unescape(column).strip("`")
+            observed = sorted(float(line[name]) for line in original if line[name] != "NA")
+            completed = [float(line[name]) for line in lines if line[".imp"] != "0"]
+            mean, deviation = statistics.mean(completed), statistics.pstdev(completed)
+            places = [(normal.inv_cdf((i + (sum(x <= value for x in completed) - 5 * (i + 1)) / 5 + 0.5) / 60),
+                       (value - mean) / deviation) for i, value in enumerate(observed)]
+            self.assertAlmostEqual(float(low.replace("\u2212", "-")), places[0][1], delta=0.006)
+            self.assertAlmostEqual(float(high), places[-1][1], delta=0.006)
+            right = max(abs(x - y) for x, y in places if abs(x) <= 2)
+            # A dot stands for two or three values where there are many.
+            self.assertLessEqual(float(off), right + 0.006)
+            self.assertGreater(float(off), 0.8 * right - 0.01)
+        pairs = re.findall(r'Scatter plot of ([^"]*) against ([^"]*), whose correlation is \S+: (\d+) rows with both cells '
+                           r'observed, (\d+) with a missing cell, (\d+) with a bounded cell', text)
+        self.assertGreaterEqual(len(pairs), 3)
+        for second, first, *counts in pairs:
+            found = [0, 0, 0]
+            for line in original:
+                hidden = [(line[".id"], name) for name in map(html.unescape, (first, second)) if line[name] == "NA"]
+                found[0 if not hidden else 2 if all(cell in bounded for cell in hidden) else 1] += 1
+            self.assertEqual([int(count) for count in counts], found)
+        # The number in a square of the matrix is that of the table.
+        matrix = re.search(r'aria-label="Correlations of 6 columns.*?</svg>', text)[0]
+        squares = re.findall(r'<text class="square [a-z]+" x="([\d.]+)" y="([\d.]+)"[^>]*>([^<]*)<', matrix)
+        x = sorted({float(square[0]) for square in squares})
+        y = sorted({float(square[1]) for square in squares})
+        shown = {(x.index(float(square[0])), y.index(float(square[1])) + 1): square[2] for square in squares}
+        for name, row in rows_of(self.path / "odd/report.html", "Correlations, the strongest first").items():
+            pair = next((i, j) for i in range(6) for j in range(6)
+                        if name.replace("`", "") == f"cor({runs.ODD_NAMES[i]},{runs.ODD_NAMES[j]})")
+            self.assertAlmostEqual(float(shown[pair].replace("\u2212", "-")),
+                                   float(row["Estimate"].replace("\u2212", "-")), delta=0.0051)
 
     def test_over_imputation_is_judged(self):
         self.read("once", ["--overimpute"])
@@ -215,6 +268,15 @@ class Report(unittest.TestCase):
         seal(self.path / "once")
         done = subprocess.run([PROGRAM, "report", "once"], cwd=self.path, capture_output=True, text=True, check=False)
         self.assertEqual((done.returncode, "line 2" in done.stderr), (65, True), done.stderr)
+
+    def test_warnings_are_those_of_the_run(self):
+        for name in ("odd", "wide"):
+            self.read(name)
+            record = json.loads((self.path / name / "run.json").read_text(encoding="utf-8"))
+            page = (self.path / name / "report.html").read_text(encoding="utf-8")
+            shown = re.findall("<li>(.*?)</li>", page[page.index('<section id="warnings"'):page.index('<section id="reproduce"')])
+            self.assertEqual([plain(item) for item in shown], record["input"]["warnings"] + record["warnings"])
+            self.assertTrue(shown)
 
     def test_a_run_has_one_report(self):
         first = self.read("odd")

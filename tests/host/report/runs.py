@@ -37,14 +37,14 @@ def odd_table():
 def wide_table():
     """Many columns in levels whose names are markup."""
     numbers = random.Random(5)
-    lines = [",".join(["site"] + [f"metal_{c}_mg_kg" for c in range(12)])]
+    lines = [",".join(["site"] + [f"metal_{c}_mg_kg" for c in range(12)] + ["note"])]
     for row in range(180):
         common = numbers.gauss(0, 1)
         cells = []
         for column in range(12):
             value = 2.718 ** (0.5 * common + numbers.gauss(0, 0.8) + column / 6)
             cells.append("" if numbers.random() < 0.04 else "<1" if value < 1 and column % 3 == 1 else f"{value:.3f}")
-        lines.append(",".join([["North", "<West>", "South & \"East\""][row % 3].replace('"', "'")] + cells))
+        lines.append(",".join([["North", "<West>", "South & \"East\""][row % 3].replace('"', "'")] + cells + ["seen" if row % 3 else ""]))
     return "\n".join(lines) + "\n"
 
 
