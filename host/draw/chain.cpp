@@ -4,13 +4,12 @@
 
 #include "ullage/host/draw/chain.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cmath>
 #include <utility>
 
 #include "ullage/host/base/error.h"
+#include "ullage/host/draw/chain_errors.h"
 #include "ullage/host/draw/engine_text.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/numbers/moments.h"
@@ -20,15 +19,9 @@ Chain::Chain(const ModelTable &model, std::uint64_t seed, std::uint64_t number)
     : model_(model), seed_(seed), number_(number), random_({seed, StreamPurpose::start, number, 0, 0}) {
     for (const Block &block : model.blocks) {
         try {
-            (void)engine_.load_group(engine_text(model, block));
+            (void)engine_.load_group(engine_text(model, block.rows));
         } catch (const EngineError &error) {
-            const auto number_in_block = static_cast<std::size_t>(error.case_number());
-            std::string place;
-            if (number_in_block >= 1 && number_in_block <= block.rows.size()) {
-                const auto row = static_cast<std::size_t>(block.rows[number_in_block - 1]);
-                place = model.table->describe_row(row);
-            }
-            throw Error(Fault::internal, fmt::format("{}: {}: {}", place, error.what(), error.engine_text()));
+            throw refused_row(model, block.rows, error);
         }
     }
     const std::size_t n = model.variables.list.size();
@@ -63,19 +56,7 @@ void Chain::draw_cells(std::size_t block) {
     try {
         engine_.impute(static_cast<std::int32_t>(block) + 1, parameters.mean, parameters.covariance, random_);
     } catch (const EngineError &error) {
-        if (error.case_number() == 0) throw;
-        const auto row = static_cast<std::size_t>(rows.rows[static_cast<std::size_t>(error.case_number()) - 1]);
-        std::string cells = model_.hidden->of_row(row).empty() ? model_.table->describe_row(row) : "";
-        for (const HiddenCell &cell : model_.hidden->of_row(row)) {
-            cells +=
-                (cells.empty() ? "" : "; ") + model_.table->describe_cell(row, static_cast<std::size_t>(cell.column));
-        }
-        throw Error(
-            Fault::data,
-            fmt::format("{}: no draw is possible at iteration {} of chain {}{} (the engine says: {}). Columns of "
-                        "very different spread, or that almost follow from each other, can cause this; a prior "
-                        "that is worth some cases helps (--prior ridge=1)",
-                        cells, iteration_, number_, in_level(model_.levels[rows.level]), error.engine_text()));
+        throw no_draw(model_, rows.rows, model_.levels[rows.level], iteration_, number_, error);
     }
 }
 

@@ -46,6 +46,7 @@ EngineSession::EngineSession() {
     }
     session_is_open = true;
     DS_AllowRankOrder();
+    DS_SetMixtureModeling(0);
     (void)engine_text();  // what an earlier session left in the log is not ours
 }
 
@@ -70,15 +71,41 @@ std::int32_t EngineSession::load_group(const std::u16string &data_text) {
 
 void EngineSession::impute(std::int32_t group, std::span<const double> means, std::span<const double> covariance,
                            RandomStream &random) {
+    std::int32_t count = 0;
+    (void)DS_GetSampleSize(group, &count);
+    draw(group, means, covariance, 1, count, random);
+}
+
+void EngineSession::expect_components() {
+    DS_SetMixtureModeling(1);
+}
+
+void EngineSession::impute_component(std::int32_t component, std::span<const double> means,
+                                     std::span<const double> covariance, std::size_t first, std::size_t last,
+                                     RandomStream &random) {
+    draw(component, means, covariance, static_cast<std::int32_t>(first) + 1, static_cast<std::int32_t>(last), random);
+}
+
+void EngineSession::put_into_components(std::span<const std::int32_t> components) {
+    if (DS_ImputeGroupMembership(components.data()) != 0) fail("the engine took no components", 1, 0);
+}
+
+void EngineSession::likelihoods(std::span<const double> means, std::span<const double> covariance,
+                                std::span<double> likelihoods) {
+    if (DS_GetLikelihoods(0, means.data(), covariance.data(), likelihoods.data()) != 0) {
+        fail("the engine gave no likelihoods", 1, 0);
+    }
+}
+
+void EngineSession::draw(std::int32_t group, std::span<const double> means, std::span<const double> covariance,
+                         std::int32_t first, std::int32_t last, RandomStream &random) {
     EngineSource source(random);
-    if (DS_Impute(group, means.data(), covariance.data(), 0, 0, &source) == 0) return;
+    if (DS_Impute(group, means.data(), covariance.data(), first, last, &source) == 0) return;
     // Only the first failing case stops the engine; it is found by asking for the cases one by one. Those before it are
     // drawn again, which does no harm: nothing of this group is used any more.
     const std::string text = engine_text();
-    std::int32_t count = 0;
-    (void)DS_GetSampleSize(group, &count);
     std::int32_t failed = 0;
-    for (std::int32_t i = 1; i <= count && failed == 0; ++i) {
+    for (std::int32_t i = first; i <= last && failed == 0; ++i) {
         if (DS_Impute(group, means.data(), covariance.data(), i, i, &source) != 0) failed = i;
     }
     throw EngineError("the engine could not draw the hidden cells of a row", group, failed, text);

@@ -64,6 +64,28 @@ public:
     void impute(std::int32_t group, std::span<const double> means, std::span<const double> covariance,
                 RandomStream &random);
 
+    /**
+     * Turn mixture mode on for the group that is loaded next, and for good: it is the only group, and the group numbers
+     * of sample_moments() are those of components, from 1, or 0 for the cases that were never put into one.
+     */
+    void expect_components();
+
+    /**
+     * Draw the hidden cells of the cases of one component, as far as they lie in a range. The range that begins with
+     * case 0 comes first: it prepares the covariance for those behind it.
+     *
+     * @param first, last  cases from 0; last is one behind
+     * @throws EngineError  with the first case that has no draw
+     */
+    void impute_component(std::int32_t component, std::span<const double> means, std::span<const double> covariance,
+                          std::size_t first, std::size_t last, RandomStream &random);
+
+    /** Put every case into a component. */
+    void put_into_components(std::span<const std::int32_t> components);
+
+    /** The normal density of every case at what it holds now, without the factor (2 pi)^(-variables / 2). */
+    void likelihoods(std::span<const double> means, std::span<const double> covariance, std::span<double> likelihoods);
+
     /** Means, and packed covariance divided by the number of cases, of what a group holds now. */
     void sample_moments(std::int32_t group, std::span<double> means, std::span<double> covariance);
 
@@ -71,6 +93,8 @@ public:
     void values(std::int32_t group, std::span<double> values);
 
 private:
+    void draw(std::int32_t group, std::span<const double> means, std::span<const double> covariance, std::int32_t first,
+              std::int32_t last, RandomStream &random);
     [[nodiscard]] std::string engine_text();
     [[noreturn]] void fail(const std::string &what, std::int32_t group, std::int32_t case_number);
 

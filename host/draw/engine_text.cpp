@@ -143,14 +143,15 @@ private:
 
 }  // namespace
 
-std::u16string engine_text(const ModelTable &model, const Block &block) {
+std::u16string engine_text(const ModelTable &model, std::span<const std::int32_t> rows, bool with_component) {
     const std::size_t n = model.variables.list.size();
     std::u16string text;
-    text.reserve(block.rows.size() * n * 20 + n * 8 + 32);
-    append_number(text, block.rows.size());
+    text.reserve(rows.size() * n * 20 + n * 8 + 32);
+    append_number(text, rows.size());
     text += u'\t';
     append_number(text, n);
     text += u'\n';
+    if (with_component) text += u"component\t";
     for (std::size_t j = 0; j < n; ++j) {
         append_name(text, j);
         text += j + 1 < n ? u'\t' : u'\n';
@@ -158,7 +159,8 @@ std::u16string engine_text(const ModelTable &model, const Block &block) {
     std::vector<std::size_t> order(model.table->columns.size());  // of the columns, as their variables stand
     std::iota(order.begin(), order.end(), std::size_t{0});
     std::ranges::sort(order, {}, [&](std::size_t c) { return model.variables.columns[c].first; });
-    for (const std::int32_t row : block.rows) {
+    for (const std::int32_t row : rows) {
+        if (with_component) text += u"0\t";
         RowText row_text(model, static_cast<std::size_t>(row), text);
         for (const std::size_t c : order) row_text.append(c);
         text.back() = u'\n';

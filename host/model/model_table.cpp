@@ -165,6 +165,22 @@ void check_level(const ModelTable &model, const Level &level, const std::vector<
     }
 }
 
+// A mixture is one of numbers, over the whole table.
+void check_mixture(const Table &table, const PriorChoice &prior) {
+    for (const Column &column : table.columns) {
+        if (!is_latent(column.kind)) continue;
+        throw Error(Fault::usage, fmt::format("\"{}\" is a column of {}, and a mixture (--components) is one of "
+                                              "numbers: carry it along (--carry), or take one normal distribution",
+                                              column.name, column.holds_words() ? "words" : "steps"));
+    }
+    if (table.levels.size() > 1) {
+        throw Error(Fault::usage, "--components and --by cannot be given together: run each level on its own file");
+    }
+    if (prior.kind != PriorChoice::Kind::standard) {
+        throw Error(Fault::usage, "--prior is for one normal distribution; a mixture (--components) has its own prior");
+    }
+}
+
 }  // namespace
 
 std::string in_level(const Level &level) {
@@ -203,8 +219,10 @@ Error explain_unusable(const ModelTable &model, const Level &level, const Unusab
     return {Fault::data, text};
 }
 
-ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const PriorChoice &prior) {
+ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const PriorChoice &prior,
+                         std::size_t components) {
     if (table.columns.empty()) throw Error(Fault::data, "there is no column to model");
+    if (components > 1) check_mixture(table, prior);
     ModelTable model{&table, &hidden, choose_scales(table, hidden), {}, {}, {}};
     model.variables = lay_out_variables(table, model.scales);
     const bool has_latent = std::ranges::any_of(table.columns, is_latent, &Column::kind);
@@ -231,9 +249,10 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
                                                         &HiddenCell::column, &HiddenCell::column);
         };
         std::ranges::stable_sort(rows, precedes);
-        const auto first_hidden = has_latent ? rows.begin() : std::ranges::partition_point(rows, [&](std::int32_t row) {
-            return hidden.of_row(static_cast<std::size_t>(row)).empty();
-        });
+        const auto first_hidden =
+            has_latent || components > 1 ? rows.begin() : std::ranges::partition_point(rows, [&](std::int32_t row) {
+                return hidden.of_row(static_cast<std::size_t>(row)).empty();
+            });
         level.first_block = model.blocks.size();
         for (auto begin = first_hidden; begin != rows.end(); ++level.block_count) {
             const auto end = begin + std::min<std::ptrdiff_t>(kBlockRows, rows.end() - begin);
@@ -242,6 +261,7 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
         }
         level.complete = complete_moments(model, {rows.begin(), first_hidden});
         check_level(model, level, rows);
+        if (components > 1) model.mixture = make_mixture_prior(components, level.mean, level.variance);
         model.levels.push_back(std::move(level));
     }
     return model;

@@ -7,11 +7,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "ullage/host/base/error.h"
 #include "ullage/host/model/latent_columns.h"
+#include "ullage/host/model/mixture.h"
 #include "ullage/host/model/posterior.h"
 #include "ullage/host/model/prior.h"
 #include "ullage/host/model/scale.h"
@@ -23,7 +25,7 @@ namespace ullage::host {
 /** Rows that the engine holds as one group and that draw from one stream; part of what a seed means. */
 inline constexpr std::size_t kBlockRows = 4096;
 
-/** Rows of one level that have cells which are no numbers to the model. */
+/** Rows of one level that have cells which are no numbers to the model; in a mixture, any rows. */
 struct Block {
     std::size_t level;
     std::vector<std::int32_t> rows;  ///< at most kBlockRows; rows with the same hidden columns stand together
@@ -32,7 +34,7 @@ struct Block {
 /** What the model knows of one level before the first draw, in the model's units. */
 struct Level {
     std::string name;  ///< "" if there is no "by" column
-    Moments complete;  ///< of the rows that are numbers throughout, which never enter the engine
+    Moments complete;  ///< of the rows that are numbers throughout and never enter the engine; none in a mixture
     std::size_t row_count = 0;
     std::size_t first_block = 0;  ///< its blocks in ModelTable::blocks
     std::size_t block_count = 0;
@@ -50,15 +52,19 @@ struct ModelTable {
     Variables variables;
     std::vector<Level> levels;
     std::vector<Block> blocks;  ///< level by level
+    std::optional<MixturePrior> mixture = std::nullopt;
 };
 
 /**
  * Make a table ready.
  *
- * @throws Error  data, in words and with a way out, if the data cannot determine the parameters: a constant column,
+ * @param components  of a mixture of normals; 1 is one normal distribution
+ * @throws Error  usage, if a mixture is asked for with a column of words or steps, levels or a prior of its own; data,
+ *                in words and with a way out, if the data cannot determine the parameters: a constant column,
  *                a column that nothing is known of, too few rows, columns that are combinations of each other
  */
-[[nodiscard]] ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const PriorChoice &prior);
+[[nodiscard]] ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const PriorChoice &prior,
+                                       std::size_t components = 1);
 
 /** Where a level is, as a part of a sentence: ` in level "a"`, or nothing if there is no "by" column. */
 [[nodiscard]] std::string in_level(const Level &level);

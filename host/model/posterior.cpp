@@ -126,7 +126,7 @@ Posterior make_posterior(const Moments &moments, const Prior &prior) {
 }  // namespace
 
 bool has_enough_rows(double count, std::size_t n, const Prior &prior) {
-    return degrees_of_freedom(count, prior) > static_cast<double>(n) - 1.0 && count > 0.0;
+    return degrees_of_freedom(count, prior) > static_cast<double>(n) - 1.0 && (count > 0.0 || prior.mean_cases > 0.0);
 }
 
 void check_moments(const Moments &moments, const Prior &prior) {

@@ -73,6 +73,7 @@ inline constexpr double kLeastUnexplained = 1e-11;
  * Draw means and covariance from their posterior distribution given complete data (Schafer 1997, section 5.2; the
  * covariance by Bartlett's decomposition).
  *
+ * @param moments  of at least one case, or of none under a prior with mean_cases and covariance_cases
  * @param random  its next numbers decide
  * @throws UnusableMoments  if the posterior is improper or, within rounding, singular
  */

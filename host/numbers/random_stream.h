@@ -22,6 +22,7 @@ enum class StreamPurpose : std::uint32_t {
     cells = 2,       ///< the hidden cells of a block of rows
     parameters = 3,  ///< the parameters of a level
     overimpute = 4,  ///< the observed cells of a column that are hidden
+    components = 8,  ///< the components of a block of rows
 };
 
 /** The name of a stream. Streams of different names are independent. */
