@@ -10,6 +10,7 @@
 #include <ullage/engine.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <ctime>
 #include <memory>
@@ -21,7 +22,9 @@
 #include "host/draw/table_of.h"
 #include "light_source.h"
 #include "ullage/host/base/number_text.h"
+#include "ullage/host/draw/chain.h"
 #include "ullage/host/draw/engine_text.h"
+#include "ullage/host/draw/team.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/numbers/moments.h"
 #include "ullage/host/run/write_table.h"
@@ -69,8 +72,8 @@ std::string make_csv(std::size_t rows, std::size_t columns, Kind kind) {
 
 // The whole table as one more group of the chain's session.
 std::int32_t load_whole(const ReadyTable &ready) {
-    Block all{0, std::vector<std::int32_t>(ready.table.row_count())};
-    std::iota(all.rows.begin(), all.rows.end(), 0);
+    std::vector<std::int32_t> all(ready.table.row_count());
+    std::iota(all.begin(), all.end(), 0);
     std::int32_t group = 0;
     if (DS_CreateGroup(0, &group, 1, 1, 0) != 0 || DS_KeyGroupDef(u"all", engine_text(ready.model, all).c_str()) != 0) {
         throw std::runtime_error("the table does not load");
@@ -127,5 +130,42 @@ BENCHMARK_CAPTURE(iteration, W1, Kind::missing)->Args({10000, 20})->Unit(benchma
 BENCHMARK_CAPTURE(iteration, W1b, Kind::missing)->Args({100000, 10})->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(iteration, W2, Kind::censored)->Args({10000, 6})->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(iteration, small, Kind::censored)->Args({150, 4})->Unit(benchmark::kMillisecond);
+
+// The wall time of an iteration of a chain that a team draws, on as many idle processors.
+void team_iteration(benchmark::State &state) {
+    constexpr int kIterations = 10;
+    const auto members = static_cast<std::size_t>(state.range(0));
+    const auto ready = table_of(make_csv(1'000'000, 20, Kind::missing));
+    double seconds = 0.0;
+    for (auto _ : state) {
+        run_team(members, exchange_capacity(ready->model), 0, [&](Team &team) {
+            Chain chain(ready->model, 1, 1, team);
+            chain.iterate();  // the start of the chains of cases
+            const auto begin = std::chrono::steady_clock::now();
+            for (int i = 0; i < kIterations; ++i) chain.iterate();
+            seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+        });
+        state.SetIterationTime(seconds / kIterations);
+    }
+}
+BENCHMARK(team_iteration)->Arg(1)->Arg(2)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// The time that the members of a team need to tell each other the moments of 20 columns, of ten nodes of the tree each.
+void team_exchange(benchmark::State &state) {
+    constexpr int kExchanges = 10000;
+    const auto members = static_cast<std::size_t>(state.range(0));
+    double seconds = 0.0;
+    for (auto _ : state) {
+        const std::vector<double> numbers(10 * (3 + 20 + packed_size(20)));
+        run_team(members, numbers.size(), 0, [&](Team &team) {
+            (void)team.exchange(numbers);
+            const auto begin = std::chrono::steady_clock::now();
+            for (int i = 0; i < kExchanges; ++i) benchmark::DoNotOptimize(team.exchange(numbers));
+            seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+        });
+        state.SetIterationTime(seconds / kExchanges);
+    }
+}
+BENCHMARK(team_exchange)->Arg(2)->UseManualTime()->Iterations(5)->Unit(benchmark::kMicrosecond);
 
 }  // namespace

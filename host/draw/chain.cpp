@@ -5,6 +5,7 @@
 #include "ullage/host/draw/chain.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <utility>
 
@@ -15,13 +16,62 @@
 #include "ullage/host/numbers/moments.h"
 
 namespace ullage::host {
-Chain::Chain(const ModelTable &model, std::uint64_t seed, std::uint64_t number)
-    : model_(model), seed_(seed), number_(number), random_({seed, StreamPurpose::start, number, 0, 0}) {
+namespace {
+
+Team &alone() {
+    static Team team;
+    return team;
+}
+
+// About what an iteration costs for each block: reading a row, and sweeping and drawing its hidden cells.
+std::vector<double> work_of_blocks(const ModelTable &model) {
+    const auto n = static_cast<double>(model.variables.list.size());
+    std::vector<double> work;
     for (const Block &block : model.blocks) {
+        work.push_back(0.0);
+        for (const std::int32_t row : block.rows) {
+            const auto hidden = static_cast<double>(model.hidden->of_row(static_cast<std::size_t>(row)).size());
+            work.back() += 0.25 * n + hidden * hidden;
+        }
+    }
+    return work;
+}
+
+// A node of a level's tree in an exchange: its level, its place, its count, means and scatter.
+void append_node(std::size_t level, const TreeNode &node, std::vector<double> &numbers) {
+    numbers.push_back(static_cast<double>(level));
+    numbers.push_back(static_cast<double>(node.place));
+    numbers.push_back(node.moments.count);
+    numbers.insert(numbers.end(), node.moments.mean.begin(), node.moments.mean.end());
+    numbers.insert(numbers.end(), node.moments.scatter.begin(), node.moments.scatter.end());
+}
+
+}  // namespace
+
+std::size_t exchange_capacity(const ModelTable &model) {
+    const std::size_t n = model.variables.list.size();
+    std::size_t nodes = 0;
+    for (const Level &level : model.levels) {
+        nodes += std::min<std::size_t>(level.block_count + 1, 2 * std::bit_width(level.block_count + 1));
+    }
+    return nodes * (3 + n + packed_size(n));
+}
+
+Chain::Chain(const ModelTable &model, std::uint64_t seed, std::uint64_t number) : Chain(model, seed, number, alone()) {}
+
+Chain::Chain(const ModelTable &model, std::uint64_t seed, std::uint64_t number, Team &team)
+    : model_(model),
+      seed_(seed),
+      number_(number),
+      team_(&team),
+      blocks_(share_of(work_of_blocks(model), team.number(), team.size())),
+      random_({seed, StreamPurpose::start, number, 0, 0}) {
+    for (std::size_t block = blocks_.first; block < blocks_.second; ++block) {
+        const std::vector<std::int32_t> &rows = model.blocks[block].rows;
         try {
-            (void)engine_.load_group(engine_text(model, block.rows));
+            (void)engine_.load_group(engine_text(model, rows));
         } catch (const EngineError &error) {
-            throw refused_row(model, block.rows, error);
+            throw refused_row(model, rows, error);
         }
     }
     const std::size_t n = model.variables.list.size();
@@ -40,13 +90,44 @@ Chain::Chain(const ModelTable &model, std::uint64_t seed, std::uint64_t number)
 
 void Chain::iterate() {
     ++iteration_;
-    std::vector<std::vector<Moments>> parts;  // of each level
-    for (const Level &level : model_.levels) parts.push_back({level.complete});
-    for (std::size_t block = 0; block < model_.blocks.size(); ++block) {
-        draw_cells(block);
-        parts[model_.blocks[block].level].push_back(moments_of(block));  // while its values are in the cache
+    std::vector<std::vector<Moments>> own(model_.levels.size());
+    if (team_->number() == 0) {
+        for (std::size_t level = 0; level < own.size(); ++level) own[level].push_back(model_.levels[level].complete);
     }
-    for (std::size_t level = 0; level < model_.levels.size(); ++level) draw_level(level, std::move(parts[level]));
+    for (std::size_t block = blocks_.first; block < blocks_.second; ++block) {
+        draw_cells(block);
+        own[model_.blocks[block].level].push_back(moments_of(block));  // while its values are in the cache
+    }
+    const std::vector<Moments> rows = combine_levels(std::move(own));
+    for (std::size_t level = 0; level < rows.size(); ++level) draw_level(level, rows[level]);
+}
+
+// The moments of each level, of which this member has some parts: the complete rows come first, then the blocks.
+std::vector<Moments> Chain::combine_levels(std::vector<std::vector<Moments>> own) {
+    const std::size_t n = model_.variables.list.size();
+    std::vector<double> numbers;
+    for (std::size_t l = 0; l < own.size(); ++l) {
+        const Level &level = model_.levels[l];
+        const std::size_t first =
+            team_->number() == 0 ? 0 : std::max(blocks_.first, level.first_block) - level.first_block + 1;
+        for (const TreeNode &node : combine_within(std::move(own[l]), first, level.block_count + 1)) {
+            append_node(l, node, numbers);
+        }
+    }
+    std::vector<std::vector<TreeNode>> nodes(own.size());
+    for (const std::span<const double> all : team_->exchange(numbers)) {
+        for (const double *next = all.data(); next != all.data() + all.size(); next += 3 + n + packed_size(n)) {
+            const double *mean = next + 3;
+            nodes[static_cast<std::size_t>(next[0])].push_back(
+                {static_cast<std::size_t>(next[1]),
+                 {next[2], {mean, mean + n}, {mean + n, mean + n + packed_size(n)}}});
+        }
+    }
+    std::vector<Moments> rows;
+    for (std::size_t l = 0; l < own.size(); ++l) {
+        rows.push_back(combine_nodes(std::move(nodes[l]), model_.levels[l].block_count + 1));
+    }
+    return rows;
 }
 
 void Chain::draw_cells(std::size_t block) {
@@ -54,7 +135,7 @@ void Chain::draw_cells(std::size_t block) {
     const Parameters &parameters = parameters_[rows.level];
     random_.restart({seed_, StreamPurpose::cells, number_, iteration_, block});
     try {
-        engine_.impute(static_cast<std::int32_t>(block) + 1, parameters.mean, parameters.covariance, random_);
+        engine_.impute(group_of(block), parameters.mean, parameters.covariance, random_);
     } catch (const EngineError &error) {
         throw no_draw(model_, rows.rows, model_.levels[rows.level], iteration_, number_, error);
     }
@@ -64,27 +145,35 @@ Moments Chain::moments_of(std::size_t block) {
     const std::size_t n = model_.variables.list.size();
     Moments moments{static_cast<double>(model_.blocks[block].rows.size()), std::vector<double>(n),
                     std::vector<double>(packed_size(n))};
-    engine_.sample_moments(static_cast<std::int32_t>(block) + 1, moments.mean, moments.scatter);
+    engine_.sample_moments(group_of(block), moments.mean, moments.scatter);
     for (double &element : moments.scatter) element *= moments.count;
     return moments;
 }
 
-void Chain::draw_level(std::size_t level, std::vector<Moments> parts) {
+void Chain::draw_level(std::size_t level, const Moments &rows) {
     random_.restart({seed_, StreamPurpose::parameters, number_, iteration_, level});
     try {
-        parameters_[level] = draw_parameters(combine(std::move(parts)), model_.levels[level].prior, random_);
+        parameters_[level] = draw_parameters(rows, model_.levels[level].prior, random_);
     } catch (const UnusableMoments &why) {
         throw explain_unusable(model_, model_.levels[level], why);
     }
 }
 
 void Chain::copy_hidden(std::span<double> values) {
+    if (team_->size() == 1) return copy_own_cells(values);
+    copy_own_cells(team_->shared_cells());
+    (void)team_->exchange({});
+    if (team_->number() == 0) std::ranges::copy(team_->shared_cells(), values.begin());
+    (void)team_->exchange({});  // before the others put in the next ones
+}
+
+void Chain::copy_own_cells(std::span<double> values) {
     const std::size_t n = model_.variables.list.size();
     std::vector<double> matrix;
-    for (std::size_t block = 0; block < model_.blocks.size(); ++block) {
+    for (std::size_t block = blocks_.first; block < blocks_.second; ++block) {
         const Block &rows = model_.blocks[block];
         matrix.resize(rows.rows.size() * n);
-        engine_.values(static_cast<std::int32_t>(block) + 1, matrix);
+        engine_.values(group_of(block), matrix);
         for (std::size_t i = 0; i < rows.rows.size(); ++i) {
             const auto row = static_cast<std::size_t>(rows.rows[i]);
             const auto cells = model_.hidden->of_row(row);

@@ -18,6 +18,9 @@
 namespace ullage::host {
 namespace {
 
+/** Blocks that a process of a team has to draw at least: fewer take hardly longer than meeting the others. */
+constexpr std::size_t kLeastBlocks = 2;
+
 std::size_t draw_size(std::size_t n) {
     return n + packed_size(n);
 }
@@ -37,14 +40,16 @@ void append_draw(const ModelTable &model, const Parameters &parameters, std::vec
     }
 }
 
-// One chain, in its own process.
-void run_chain(const ModelTable &model, const ImputeSettings &settings, std::size_t index, FrameWriter &writer) {
-    Chain chain(model, settings.seed, index + 1);
+// One chain, in one process of its team. The first member sends the results.
+void run_chain(const ModelTable &model, const ImputeSettings &settings, std::size_t index, FrameWriter &writer,
+               Team &team) {
+    Chain chain(model, settings.seed, index + 1, team);
+    const bool speaks = team.number() == 0;
     std::vector<double> numbers;
     for (int iteration = 1; iteration <= settings.total(); ++iteration) {
         chain.iterate();
         const int kept = iteration - settings.burn_in;
-        if (kept > 0) {
+        if (kept > 0 && speaks) {
             numbers.clear();
             for (const Parameters &parameters : chain.parameters()) append_draw(model, parameters, numbers);
             writer.write(FrameKind::parameters, 0, numbers);
@@ -53,11 +58,18 @@ void run_chain(const ModelTable &model, const ImputeSettings &settings, std::siz
         if (kept > 0 && kept % settings.thin == 0 && imputation < settings.imputations) {
             numbers.resize(model.hidden->cells.size());
             chain.copy_hidden(numbers);
+            if (!speaks) continue;
             restore(*model.table, *model.hidden, model.scales, numbers);
             writer.write(FrameKind::imputation, static_cast<std::uint32_t>(imputation), numbers);
         }
-        writer.write(FrameKind::progress, static_cast<std::uint32_t>(iteration));
+        if (speaks) writer.write(FrameKind::progress, static_cast<std::uint32_t>(iteration));
     }
+}
+
+// Processes that share a chain: those that would find no chain of their own, as far as there is work for them.
+std::size_t team_size(const ModelTable &model, const ImputeSettings &settings) {
+    const auto jobs = static_cast<std::size_t>(settings.jobs / settings.chains);
+    return std::clamp<std::size_t>(jobs, 1, std::max<std::size_t>(1, model.blocks.size() / kLeastBlocks));
 }
 
 void check_settings(const ImputeSettings &settings) {
@@ -90,11 +102,15 @@ Imputations impute(const ModelTable &model, const ImputeSettings &settings,
     Imputations result;
     result.values.resize(static_cast<std::size_t>(settings.imputations));
     result.draws.resize(chains);
+    const std::size_t members = team_size(model, settings);
     std::vector<std::int64_t> done(chains);
     std::int64_t all_done = 0;
     run_workers(
         chains, static_cast<std::size_t>(settings.jobs),
-        [&](std::size_t chain, FrameWriter &writer) { run_chain(model, settings, chain, writer); },
+        [&](std::size_t chain, FrameWriter &writer) {
+            run_team(members, exchange_capacity(model), members > 1 ? model.hidden->cells.size() : 0,
+                     [&](Team &team) { run_chain(model, settings, chain, writer, team); });
+        },
         [&](std::size_t chain, const Frame &frame) {
             if (frame.head.kind == FrameKind::imputation) {
                 result.values[frame.head.argument] = frame.numbers();

@@ -25,7 +25,8 @@ struct ImputeSettings {
     int burn_in = 200;     ///< iterations of each chain before the first counts, at least 0
     int thin = 50;         ///< iterations from one imputation of a chain to the next, at least 1
     int chains = 4;        ///< at least 1
-    int jobs = 1;          ///< chains that run at a time, at least 1; no result depends on it
+    int jobs = 1;          ///< processes that draw at a time, at least 1: chains, and where there are more, teams of
+                           ///< them for each chain of a large table; no result depends on it
 
     /** Imputations that each chain is run for: imputation i is the (i / chains)-th of chain i % chains, from 0. */
     [[nodiscard]] int per_chain() const { return (imputations + chains - 1) / chains; }

@@ -4,6 +4,7 @@
 
 #include "ullage/host/numbers/moments.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace ullage::host {
@@ -63,10 +64,42 @@ Moments moments_of_rows(std::span<const double> values, std::size_t n) {
 }
 
 Moments combine(std::vector<Moments> parts) {
-    for (std::size_t step = 1; step < parts.size(); step *= 2) {
-        for (std::size_t i = 0; i + step < parts.size(); i += 2 * step) merge(parts[i], parts[i + step]);
+    const std::size_t count = parts.size();
+    return combine_nodes(combine_within(std::move(parts), 0, count), count);
+}
+
+std::vector<TreeNode> combine_within(std::vector<Moments> parts, std::size_t first, std::size_t total) {
+    const std::size_t end = first + parts.size();
+    std::vector<bool> is_merged(parts.size(), false);
+    for (std::size_t step = 1; step < total; step *= 2) {
+        for (std::size_t i = (first + 2 * step - 1) / (2 * step) * (2 * step); i + step < end; i += 2 * step) {
+            if (std::min(i + 2 * step, total) > end) continue;  // the right half is not all here
+            merge(parts[i - first], parts[i + step - first]);
+            is_merged[i + step - first] = true;
+        }
     }
-    return std::move(parts.front());
+    std::vector<TreeNode> nodes;
+    for (std::size_t i = first; i < end; ++i) {
+        if (!is_merged[i - first]) nodes.push_back({i, std::move(parts[i - first])});
+    }
+    return nodes;
+}
+
+Moments combine_nodes(std::vector<TreeNode> nodes, std::size_t total) {
+    for (std::size_t step = 1; step < total; step *= 2) {
+        std::size_t kept = 0;
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            const std::size_t place = nodes[i].place;
+            if (kept > 0 && place % (2 * step) == step && nodes[kept - 1].place == place - step) {
+                merge(nodes[kept - 1].moments, nodes[i].moments);
+            } else {
+                if (kept != i) nodes[kept] = std::move(nodes[i]);
+                ++kept;
+            }
+        }
+        nodes.erase(nodes.begin() + static_cast<std::ptrdiff_t>(kept), nodes.end());
+    }
+    return std::move(nodes.front().moments);
 }
 
 }  // namespace ullage::host

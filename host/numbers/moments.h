@@ -41,6 +41,25 @@ struct Moments {
  */
 [[nodiscard]] Moments combine(std::vector<Moments> parts);
 
+/** A node of that tree: the moments of the parts from a place on, as many as the place and the tree allow. */
+struct TreeNode {
+    std::size_t place;
+    Moments moments;
+};
+
+/**
+ * The part of combine() that one can do who has some of the parts only.
+ *
+ * @param parts  those from the place first on
+ * @param total  of the whole tree
+ * @return the nodes that could not be merged, ascending; at most two per level of the tree
+ */
+[[nodiscard]] std::vector<TreeNode> combine_within(std::vector<Moments> parts, std::size_t first, std::size_t total);
+
+/** The rest of combine(), with the bits of the whole.
+ * @param nodes  what combine_within() gave for all parts, ascending */
+[[nodiscard]] Moments combine_nodes(std::vector<TreeNode> nodes, std::size_t total);
+
 }  // namespace ullage::host
 
 #endif

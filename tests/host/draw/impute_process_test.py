@@ -56,6 +56,25 @@ class ImputeTest(unittest.TestCase):
         self.assertEqual((code, out), (0, results[0][0]), err)
         self.check_nothing_left("1", "2", "3")
 
+    def test_teams_change_no_byte(self):
+        # Enough blocks, of two levels, for several processes to share a chain.
+        self.make_large_table()
+        short = ("--by", "half", "-m", "3", "--chains", "2", "--burn-in", "3", "--thin", "2", "--quiet")
+        results = []
+        for jobs in ("1", "4", "7", "16"):
+            code, _, err = self.run_to_end("-o", jobs, "-j", jobs, *short)
+            self.assertEqual(code, 0, err)
+            results.append([(self.path / jobs / name).read_bytes() for name in ("imputations.csv", "parameters.csv")])
+        self.assertEqual(results, results[:1] * 4)
+        self.check_nothing_left("1", "16", "4", "7")
+
+    def make_large_table(self):
+        with open(self.path / "table.csv", "w") as file:
+            file.write("x,y,half\n")
+            for i in range(40000):
+                x, y = i * 37 % 4001, i * 53 % 3989 + i * 37 % 401
+                file.write(f"{x if i % 3 else ''},{y if i % 2 else f'<{y + 100}'},{'ab'[i % 5 == 0]}\n")
+
     def test_files_say_what_was_done(self):
         code, out, err = self.run_to_end("-o", "out", "-m", "10", "--thin", "40", "--format", "files", "--json",
                                          "--progress", "json")
@@ -117,14 +136,18 @@ class ImputeTest(unittest.TestCase):
         self.assertEqual(set(os.listdir(out)), {*always, *own, "imputation_3.csv", "imputations.csv"})
         self.assertIn("warning: left in out, as they were changed after an earlier run wrote them: imputation_3.csv", err)
 
-    def long_run(self):
+    def long_run(self, *options):
         """A run that would take hours, once its workers are at work."""
-        process = self.start("-o", "out", "-m", "1000", "--thin", "1000000", "-j", "2", start_new_session=True)
-        children = pathlib.Path(f"/proc/{process.pid}/task/{process.pid}/children")
+        process = self.start("-o", "out", "-m", "1000", "--thin", "1000000", *(options or ("-j", "2")),
+                             start_new_session=True)
+        return process, self.children_of(process.pid, 2)
+
+    def children_of(self, parent, count):
+        children = pathlib.Path(f"/proc/{parent}/task/{parent}/children")
         for _ in range(600):
-            workers = [int(word) for word in children.read_text().split()]
-            if len(workers) == 2:
-                return process, workers
+            found = [int(word) for word in children.read_text().split()]
+            if len(found) == count:
+                return found
             time.sleep(0.05)
         self.fail("no workers")
 
@@ -139,6 +162,24 @@ class ImputeTest(unittest.TestCase):
         self.assertEqual(process.returncode, 70)
         self.assertIn(b"the worker of chain 1 was ended by signal 9", err)
         self.check_gone(workers)
+        self.check_nothing_left()
+
+    def test_a_dying_member_of_a_team_ends_the_run(self):
+        self.make_large_table()
+        process, workers = self.long_run("--chains", "2", "-j", "6")
+        members = [self.children_of(worker, 2) for worker in workers]
+        begin = time.monotonic()
+        os.kill(members[1][0], signal.SIGKILL)
+        _, err = process.communicate(timeout=30)
+        self.assertLess(time.monotonic() - begin, 5)
+        self.assertEqual(process.returncode, 70)
+        self.assertIn(b"a process of the team was ended by signal 9", err)
+        self.check_gone(workers)
+        # The other team's members end when their leader has, and it is for the system to bury them.
+        time.sleep(0.5)
+        for member in members[0] + members[1]:
+            stat = pathlib.Path(f"/proc/{member}/stat")
+            self.assertTrue(not stat.exists() or ") Z " in stat.read_text(), "a member is left")
         self.check_nothing_left()
 
     def test_interrupt_leaves_nothing(self):
