@@ -110,7 +110,7 @@ TEST(Team, SharesWorkWithoutAGap) {
         }
         EXPECT_EQ(next, count);
     }
-    const std::vector<double> falling = {6.0, 4.0, 2.0, 2.0, 1.0, 1.0};
+    const std::vector<double> falling = {5.0, 4.0, 2.0, 2.0, 2.0, 1.0};
     EXPECT_EQ(share_of(falling, 0, 2), (std::pair<std::size_t, std::size_t>{0, 2}));
     EXPECT_EQ(share_of(falling, 1, 2), (std::pair<std::size_t, std::size_t>{2, 6}));
     EXPECT_EQ(share_of(std::vector<double>(3, 0.0), 1, 2).second, 3);
