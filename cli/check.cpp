@@ -12,12 +12,14 @@
 #include <vector>
 
 #include "commands.h"
+#include "input.h"
 #include "option_words.h"
 #include "talk.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/output_file.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/table/closure.h"
+#include "ullage/host/table/column_notices.h"
 #include "ullage/host/table/knowledge.h"
 #include "ullage/host/table/read_stat_file.h"
 #include "ullage/host/table/read_table.h"
@@ -67,7 +69,7 @@ std::string pad(std::string_view text, std::size_t width) {
 std::string head_of(const host::Table &table) {
     const std::size_t carried = carried_columns(table).size();
     std::string text =
-        fmt::format("{}: {}, {} read as numbers", host::harmless(table.file.source),
+        fmt::format("{}: {}, {} in the model", host::harmless(table.file.source),
                     host::count_of(table.row_count(), "row"), host::count_of(table.columns.size(), "column"));
     if (carried > 0) text += fmt::format(", {} carried along", carried);
     if (table.levels.size() > 1 || !table.levels.front().empty()) {
@@ -124,7 +126,8 @@ std::string patterns_in_words(const std::vector<std::string> &names, const Summa
 std::string in_words(const host::Table &table, const Summary &summary) {
     std::vector<std::string> names;
     for (const host::Column &column : table.columns) names.push_back(host::brief(column.name));
-    return head_of(table) + counts_in_words(names, summary) + patterns_in_words(names, summary, table.row_count());
+    return head_of(table) + kinds_in_words(table, table.output.size()) + '\n' + counts_in_words(names, summary) +
+           patterns_in_words(names, summary, table.row_count());
 }
 
 nlohmann::ordered_json as_json(const host::Table &table, const Summary &summary) {
@@ -138,6 +141,10 @@ nlohmann::ordered_json as_json(const host::Table &table, const Summary &summary)
         json["columns"].push_back(std::move(column));
     }
     json["carried"] = carried_columns(table);
+    json["kinds"] = nlohmann::ordered_json::array();
+    for (const host::ColumnLine &line : host::describe_columns(table)) {
+        json["kinds"].push_back({{"name", line.name}, {"kind", line.kind}, {"why", line.why}});
+    }
     json["levels"] = table.levels;
     json["patterns"] = nlohmann::ordered_json::array();
     for (const host::Pattern &pattern : summary.patterns) {

@@ -54,8 +54,8 @@ std::string in_words(const host::RunRecord &record, const host::Diagnosis &diagn
         text += fmt::format("worst linear combination of the means{}: FMI {}",
                             worst.level.empty() ? "" : fmt::format(" in level {}", worst.level), fixed(worst.fmi, 3));
         for (std::size_t i = 0; i < worst.weights.size(); ++i) {
-            text += fmt::format("{}{:.2f} {}", i == 0 ? " (" : ", ", worst.weights[i],
-                                record.columns[i].transformed_name());
+            text +=
+                fmt::format("{}{:.2f} {}", i == 0 ? " (" : ", ", worst.weights[i].weight, worst.weights[i].variable);
         }
         text += worst.weights.empty() ? "\n" : ")\n";
     }
@@ -68,7 +68,7 @@ std::string in_words(const host::RunRecord &record, const host::Diagnosis &diagn
     return text;
 }
 
-nlohmann::ordered_json as_json(const host::RunRecord &record, const host::Diagnosis &diagnosis) {
+nlohmann::ordered_json as_json(const host::Diagnosis &diagnosis) {
     nlohmann::ordered_json json;
     json["bad"] = diagnosis.bad;
     json["parameters"] = nlohmann::ordered_json::array();
@@ -90,9 +90,7 @@ nlohmann::ordered_json as_json(const host::RunRecord &record, const host::Diagno
     json["worst_combinations"] = nlohmann::ordered_json::array();
     for (const host::WorstCombination &worst : diagnosis.worst) {
         nlohmann::ordered_json weights = nlohmann::ordered_json::object();
-        for (std::size_t i = 0; i < worst.weights.size(); ++i) {
-            weights[record.columns[i].transformed_name()] = worst.weights[i];
-        }
+        for (const host::MeanWeight &weight : worst.weights) weights[weight.variable] = weight.weight;
         json["worst_combinations"].push_back(
             {{"level", worst.level}, {"fmi", number_or_null(worst.fmi)}, {"weights", std::move(weights)}});
     }
@@ -129,7 +127,7 @@ int run_diagnose(const Options &options) {
     const host::CompletedTables tables = host::read_completed_tables(options.input, record);
     const host::Diagnosis diagnosis = host::diagnose(record, draws, &tables);
     host::OutputFile out("-");
-    out.write(options.json ? as_json(record, diagnosis).dump(2) + "\n" : in_words(record, diagnosis));
+    out.write(options.json ? as_json(diagnosis).dump(2) + "\n" : in_words(record, diagnosis));
     out.commit();
     host::Notices notices;
     for (const std::string &warning : diagnosis.warnings) notices.push_back({true, warning});

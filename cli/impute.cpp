@@ -42,6 +42,8 @@ using host::Error;
 using host::Fault;
 using host::OutputFile;
 
+constexpr std::size_t kMostKinds = 40;  // columns whose kinds are said
+
 host::ImputeSettings settings_of(const ImputeOptions &options) {
     host::ImputeSettings settings;
     // A chosen seed is one that people can copy.
@@ -105,9 +107,9 @@ struct Drawn {
 Drawn draw(const Options &options, const Input &input, const host::ModelTable &model,
            const host::ImputeSettings &settings) {
     say(options, fmt::format("seed {}", settings.seed));
-    std::vector<std::string> modelled;
-    for (const host::Column &column : input.table.columns) modelled.push_back(column.name);
-    say(options, fmt::format("modelled: {}", fmt::join(modelled, ", ")));
+    std::string kinds = kinds_in_words(input.table, kMostKinds);
+    kinds.pop_back();
+    say(options, kinds);
     if (input.hidden.cells.empty()) {
         say(options, "note: no cell is missing or bounded; all completed tables are the same");
     }
@@ -180,14 +182,22 @@ void say_overimputation(const Options &options, const std::vector<host::Overimpu
         say(options, "note: no column has 10 observed cells, so none was hidden for over-imputation");
         return;
     }
-    TextTable table = {{"over-imputation", "cells", "in 50% interval", "in 90% interval"}};
+    TextTable numbers = {{"over-imputation", "cells", "in 50% interval", "in 90% interval"}};
+    TextTable words = {{"words", "cells", "hit", "expected"}};
     for (const host::OverimputedColumn &column : columns) {
-        const auto percent = [&](std::size_t count) {
-            return fmt::format("{:.0f}%", 100.0 * static_cast<double>(count) / static_cast<double>(column.cells));
+        const auto percent = [&](double count) {
+            return fmt::format("{:.0f}%", 100.0 * count / static_cast<double>(column.cells));
         };
-        table.push_back({column.name, std::to_string(column.cells), percent(column.in_50), percent(column.in_90)});
+        const std::string cells = std::to_string(column.cells);
+        if (column.hits) {
+            words.push_back({column.name, cells, percent(column.hits->observed), percent(column.hits->expected)});
+        } else {
+            numbers.push_back({column.name, cells, percent(static_cast<double>(column.in_50)),
+                               percent(static_cast<double>(column.in_90))});
+        }
     }
-    std::string text = in_columns(table, 1);
+    std::string text = numbers.size() > 1 ? in_columns(numbers, 1) : "";
+    if (words.size() > 1) text += in_columns(words, 1);
     text.pop_back();
     say(options, text);
 }

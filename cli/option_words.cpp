@@ -48,7 +48,7 @@ double number_of(const std::string &option, const std::string &text) {
 std::vector<std::pair<std::string, double>> numbers_of(const std::string &option,
                                                        const std::vector<std::string> &words) {
     std::vector<std::pair<std::string, double>> result;
-    for (const std::string &word : words) {
+    for (const std::string &word : split(words)) {
         const auto [column, text] = split_pair(option, word, "COLUMN=NUMBER");
         result.emplace_back(column, number_of(option, text));
     }

@@ -35,7 +35,7 @@ namespace ullage::cli {
 /** @throws host::Error  usage if the text is no finite number */
 [[nodiscard]] double number_of(const std::string &option, const std::string &text);
 
-/** Columns with a number each, of words such as "COLUMN=1.5". */
+/** Columns with a number each, of lists such as "COLUMN=1.5,COLUMN=2". */
 [[nodiscard]] std::vector<std::pair<std::string, double>> numbers_of(const std::string &option,
                                                                      const std::vector<std::string> &words);
 

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The options about a table: how to read it, and the rules for its columns.
 
+#include <set>
+
 #include "option_words.h"
 #include "ullage/host/base/error.h"
 
@@ -50,6 +52,53 @@ void take_remark_codes(const Words &words, host::ReadOptions &read) {
     }
 }
 
+/** Give columns a kind. */
+void take_kinds(const Words &words, host::ColumnKind kind, host::ReadOptions &read) {
+    for (const std::string &column : split(words)) read.kinds.push_back({column, kind});
+}
+
+void take_steps(const Words &words, host::ReadOptions &read) {
+    for (const auto &[column, step] : numbers_of("--step", words)) {
+        if (!(step > 0.0)) throw Error(Fault::usage, "--step: the step of \"" + column + "\" must be above 0");
+        read.kinds.push_back({column, host::ColumnKind::stepped, step});
+    }
+}
+
+/** COLUMN=WORD,WORD,..., or COLUMN alone where the words are numbers. */
+void take_ordered(const Words &words, host::ReadOptions &read) {
+    for (const std::string &word : words) {
+        const std::size_t sign = word.find('=');
+        host::KindOption &kind =
+            read.kinds.emplace_back(host::KindOption{word.substr(0, sign), host::ColumnKind::ordered});
+        if (sign == std::string::npos) continue;
+        kind.words = split({word.substr(sign + 1)});
+        const std::set<std::string> different(kind.words.begin(), kind.words.end());
+        if (kind.words.size() < 2 || different.size() < kind.words.size() || different.contains("")) {
+            throw Error(Fault::usage,
+                        "--ordered is given as COLUMN=WORD,WORD,... with two or more different words, the "
+                        "lowest first, not as \"" +
+                            word + "\"");
+        }
+    }
+}
+
+void add_kinds(CLI::App &command, host::ReadOptions &read) {
+    const char *group = "Kinds of columns (found from the file where not given)";
+    const auto add = [&](const char *name, host::ColumnKind kind, const char *text) {
+        add_list(command, name, "COLS", text, group,
+                 [&read, kind](const Words &words) { take_kinds(words, kind, read); });
+    };
+    add("--number", host::ColumnKind::number, "columns of continuous numbers");
+    add_list(command, "--step", "COL=U", "numbers that are multiples of U: counts, ages in years", group,
+             [&read](const Words &words) { take_steps(words, read); });
+    add("--binary", host::ColumnKind::binary, "columns of two words, or two numbers");
+    add_list(command, "--ordered", "COL=a,b,c", "a column of words in that order, the lowest first", group,
+             [&read](const Words &words) { take_ordered(words, read); });
+    add("--nominal", host::ColumnKind::nominal, "columns of words without order");
+    add_list(command, "--carry", "COLS", "columns to carry along unchanged", group,
+             [&read](const Words &words) { read.carry = split(words); });
+}
+
 void add_reading(CLI::App &command, host::ReadOptions &read) {
     const char *group = "Reading";
     command
@@ -60,10 +109,8 @@ void add_reading(CLI::App &command, host::ReadOptions &read) {
         ->group(group);
     add_list(command, "--na", "WORDS", "words for a missing cell (default: NA,.,*)", group,
              [&read](const Words &words) { read.missing = split(words); });
-    add_list(command, "--columns", "COLS", "columns of the model (default: all with numbers)", group,
+    add_list(command, "--columns", "COLS", "columns of the model (default: all but those found to be carried)", group,
              [&read](const Words &words) { read.columns = split(words); });
-    add_list(command, "--carry", "COLS", "columns to carry along unchanged", group,
-             [&read](const Words &words) { read.carry = split(words); });
     command.add_option("--id", read.id, "column that names the rows; carried along")->type_name("COL")->group(group);
     command.add_option("--by", read.by, "column of groups, each with parameters of its own; carried along")
         ->type_name("COL")
@@ -112,7 +159,9 @@ void add_table_options(CLI::App &command, Options &options) {
         ->required()
         ->type_name("")
         ->configurable(false);
+    options.read.find_kinds = true;
     add_reading(command, options.read);
+    add_kinds(command, options.read);
     add_rules(command, options.rules);
 }
 

@@ -46,9 +46,16 @@ Chains correlation_of(const Chains &covariance, const Chains &first, const Chain
     return correlation;
 }
 
-/** Fraction of missing information of the mean of a transformed column. */
-double missing_information(const RunColumn &column, const std::string &level, const CompletedColumn &values,
-                           std::span<const std::int32_t> rows, std::size_t imputations) {
+/** What of a value of a column the mean of a variable is about: the transformed number, the place of an ordered word,
+ * or 1 where the variable's own word stands. */
+double mean_of_interest(const RunColumn &column, const RunVariable &variable, double value) {
+    if (!column.holds_words()) return column.transform(value);
+    return variable.word ? (column.words[static_cast<std::size_t>(value)] == *variable.word ? 1.0 : 0.0) : value;
+}
+
+/** Fraction of missing information of the mean of a transformed column, of places of words, or of the share of one. */
+double missing_information(const RunColumn &column, const RunVariable &variable, const std::string &level,
+                           const CompletedColumn &values, std::span<const std::int32_t> rows, std::size_t imputations) {
     const auto n = static_cast<double>(rows.size());
     if (imputations < 2 || rows.size() < 2) return kUnknown;
     Pieces pieces;
@@ -56,57 +63,71 @@ double missing_information(const RunColumn &column, const std::string &level, co
     for (std::size_t k = 0; k < imputations; ++k) {
         check_interrupt();
         values.copy_rows(k, rows, transformed.data());
-        for (double &value : transformed) value = column.transform(value);
+        for (double &value : transformed) value = mean_of_interest(column, variable, value);
         const Moments moments = moments_of_rows(transformed, 1);
         pieces.estimates.push_back(moments.mean[0]);
         pieces.variances.push_back(moments.scatter[0] / (n - 1.0) / n);
     }
-    const std::string name = fmt::format("mean({})", column.transformed_name());
+    const std::string name = fmt::format("mean({})", variable.name);
     return pool_pieces(level, name, pieces, n - 1.0, kConfidence).pooled.fmi;
 }
 
 class LevelDiagnoser {
 public:
     LevelDiagnoser(const RunRecord &record, const ParameterDraws &draws, std::size_t level)
-        : record_(record), names_(draws.names), draws_(draws.draws[level]), level_(record.levels[level]) {
-        for (const RunColumn &column : record.columns) columns_.push_back(column.transformed_name());
-    }
+        : record_(record),
+          names_(draws.names),
+          draws_(draws.draws[level]),
+          level_(record.levels[level]),
+          variables_(record.variable_names()) {}
 
     void parameters(const std::vector<double> &fmi, std::vector<ParameterDiagnosis> &out) const {
-        const std::size_t n = columns_.size();
+        const std::size_t n = variables_.size();
         for (std::size_t i = 0; i < n; ++i) out.push_back(judge(names_[i], ParameterKind::mean, draws_[i], fmi[i]));
         for (std::size_t i = 0; i < n; ++i) {
+            // The variance of a binary column's variable is 1 by definition.
+            if (record_.column(record_.variables[i].column).kind == ColumnKind::binary) continue;
             const std::size_t place = n + packed_index(i, i);
             out.push_back(judge(names_[place], ParameterKind::variance, draws_[place], kUnknown));
         }
         for (std::size_t i = 1; i < n; ++i) {
             for (std::size_t j = 0; j < i; ++j) {
-                out.push_back(judge(fmt::format("cor({},{})", columns_[j], columns_[i]), ParameterKind::correlation,
+                out.push_back(judge(fmt::format("cor({},{})", variables_[j], variables_[i]), ParameterKind::correlation,
                                     correlation_of(covariance(i, j), covariance(i, i), covariance(j, j)), kUnknown));
             }
         }
     }
 
     [[nodiscard]] WorstCombination worst() const {
-        const std::size_t n = columns_.size();
+        std::vector<std::size_t> numbers;
+        for (std::size_t i = 0; i < variables_.size(); ++i) {
+            if (!record_.column(record_.variables[i].column).holds_words()) numbers.push_back(i);
+        }
+        const std::size_t n = numbers.size();
         const auto size = static_cast<Eigen::Index>(n);
         WorstCombination worst{level_.name, kUnknown, {}};
-        const Moments of_means = moments_of(std::span(draws_).first(n));
-        const auto mean_covariance = [&](std::size_t place) { return moments_of({&draws_[n + place], 1}).mean[0]; };
+        if (n == 0) return worst;
+        std::vector<Chains> means;
+        for (const std::size_t i : numbers) means.push_back(draws_[i]);
+        const Moments of_means = moments_of(means);
+        const auto mean_covariance = [&](std::size_t i, std::size_t j) {
+            return moments_of({&covariance(numbers[i], numbers[j]), 1}).mean[0];
+        };
         if (of_means.count <= static_cast<double>(n) || level_.rows < 1) return worst;
         // In standard deviations of the columns, so that the weights can be compared.
         Eigen::VectorXd deviation(size);
         for (std::size_t i = 0; i < n; ++i) {
-            deviation[static_cast<Eigen::Index>(i)] = std::sqrt(mean_covariance(packed_index(i, i)));
+            deviation[static_cast<Eigen::Index>(i)] = std::sqrt(mean_covariance(i, i));
         }
         Eigen::MatrixXd total(size, size);
         Eigen::MatrixXd complete(size, size);
         for (Eigen::Index i = 0; i < size; ++i) {
             for (Eigen::Index j = 0; j <= i; ++j) {
-                const std::size_t place = packed_index(static_cast<std::size_t>(i), static_cast<std::size_t>(j));
+                const auto row = static_cast<std::size_t>(i);
+                const auto column = static_cast<std::size_t>(j);
                 const double unit = deviation[i] * deviation[j];
-                total(i, j) = of_means.scatter[place] / (of_means.count - 1.0) / unit;
-                complete(i, j) = mean_covariance(place) / static_cast<double>(level_.rows) / unit;
+                total(i, j) = of_means.scatter[packed_index(row, column)] / (of_means.count - 1.0) / unit;
+                complete(i, j) = mean_covariance(row, column) / static_cast<double>(level_.rows) / unit;
             }
         }
         if (Eigen::LLT<Eigen::MatrixXd>(total).info() != Eigen::Success) return worst;
@@ -116,13 +137,15 @@ public:
         const Eigen::VectorXd vector = solver.eigenvectors().col(0);
         Eigen::Index largest = 0;
         vector.cwiseAbs().maxCoeff(&largest);
-        for (Eigen::Index i = 0; i < size; ++i) worst.weights.push_back(vector[i] / vector[largest]);
+        for (std::size_t i = 0; i < n; ++i) {
+            worst.weights.push_back({variables_[numbers[i]], vector[static_cast<Eigen::Index>(i)] / vector[largest]});
+        }
         return worst;
     }
 
 private:
     [[nodiscard]] const Chains &covariance(std::size_t i, std::size_t j) const {
-        return draws_[columns_.size() + packed_index(i, j)];
+        return draws_[variables_.size() + packed_index(i, j)];
     }
 
     [[nodiscard]] ParameterDiagnosis judge(std::string name, ParameterKind kind, Chains chains, double fmi) const {
@@ -154,7 +177,7 @@ private:
     const std::vector<std::string> &names_;
     const std::vector<Chains> &draws_;
     const RunLevel &level_;
-    std::vector<std::string> columns_;  // transformed names
+    std::vector<std::string> variables_;  // names
 };
 
 /** What is worth a warning besides what every run warns of. */
@@ -205,12 +228,15 @@ Diagnosis diagnose(const RunRecord &record, const ParameterDraws &draws, const C
     diagnosis.largest_fmi = kUnknown;
     diagnosis.upper_fmi = kUnknown;
     for (std::size_t level = 0; level < record.levels.size(); ++level) {
-        std::vector<double> fmi(record.columns.size(), kUnknown);
+        std::vector<double> fmi(record.variables.size(), kUnknown);
         if (tables != nullptr) {
             const std::vector<std::int32_t> rows = tables->rows_of_level(level);
             for (std::size_t i = 0; i < fmi.size(); ++i) {
-                fmi[i] = missing_information(record.columns[i], record.levels[level].name,
-                                             tables->columns[tables->model[i]], rows, tables->imputations);
+                const RunVariable &variable = record.variables[i];
+                const RunColumn &column = record.column(variable.column);
+                const auto place = static_cast<std::size_t>(&column - record.columns.data());
+                fmi[i] = missing_information(column, variable, record.levels[level].name,
+                                             tables->columns[tables->model[place]], rows, tables->imputations);
                 diagnosis.largest_fmi = std::fmax(diagnosis.largest_fmi, fmi[i]);
             }
         }

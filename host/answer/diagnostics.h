@@ -33,8 +33,15 @@ struct ParameterDiagnosis {
     bool bad = false;  ///< beyond kWorstRhat or kLeastEssPerChain (bulk or tail), or not to be judged though it varies
 };
 
+/** The weight of a variable in a linear combination of means. */
+struct MeanWeight {
+    std::string variable;
+    double weight;
+};
+
 /**
- * The linear combination of the means of a level that the hidden cells hurt most.
+ * The linear combination of the means of a level that the hidden cells hurt most, among the columns of numbers: of the
+ * latent variables behind words even complete rows tell no more than signs.
  *
  * From the drawn parameters: the covariance T of the drawn means is, by the law of total variance, the average drawn
  * covariance over the number of rows, U, plus what the hidden cells add. The fraction of missing information of the
@@ -42,8 +49,8 @@ struct ParameterDiagnosis {
  */
 struct WorstCombination {
     std::string level;
-    double fmi;                   ///< from 0 to 1; NaN if there are too few draws to tell
-    std::vector<double> weights;  ///< one per column of the model, of its mean in standard deviations; largest is 1
+    double fmi;                       ///< from 0 to 1; NaN if there are too few draws to tell, or no numbers
+    std::vector<MeanWeight> weights;  ///< one per column of numbers, of its mean in standard deviations; largest is 1
 };
 
 /** What a run's results say about themselves. */

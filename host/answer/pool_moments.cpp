@@ -43,6 +43,10 @@ public:
 
     void means(std::vector<PooledRow> &out) const {
         for (std::size_t j = 0; j < tables_.model.size(); ++j) {
+            if (holds_words(j)) {
+                shares(j, out);
+                continue;
+            }
             out.push_back(pool("mean(" + name(j) + ")", [&](const Moments &moments) {
                 return std::pair(moments.mean[j], covariance(moments, j, j) / count_);
             }));
@@ -50,6 +54,7 @@ public:
     }
     void variances(std::vector<PooledRow> &out) const {
         for (std::size_t j = 0; j < tables_.model.size(); ++j) {
+            if (holds_words(j)) continue;
             out.push_back(pool("var(" + name(j) + ")", [&](const Moments &moments) {
                 const double variance = covariance(moments, j, j);
                 return std::pair(variance, 2.0 * variance * variance / (count_ - 1.0));
@@ -97,6 +102,7 @@ public:
         }
         std::vector<double> values(rows_.size());
         for (std::size_t j = 0; j < tables_.model.size(); ++j) {
+            if (holds_words(j)) continue;
             std::vector<Pieces> pieces(probabilities.size());
             for (std::size_t k = 0; k < tables_.imputations; ++k) {
                 check_interrupt();
@@ -115,6 +121,29 @@ public:
     }
 
 private:
+    /** The share of each word of a column: the mean of what is 1 where the word stands and 0 elsewhere. */
+    void shares(std::size_t j, std::vector<PooledRow> &out) const {
+        const CompletedColumn &column = tables_.columns[tables_.model[j]];
+        std::vector<Pieces> pieces(column.words.size());
+        std::vector<double> places(rows_.size());
+        for (std::size_t k = 0; k < tables_.imputations; ++k) {
+            check_interrupt();
+            column.copy_rows(k, rows_, places.data());
+            std::vector<double> counts(column.words.size(), 0.0);
+            for (const double place : places) ++counts[static_cast<std::size_t>(place)];
+            for (std::size_t word = 0; word < counts.size(); ++word) {
+                const double share = counts[word] / count_;
+                pieces[word].estimates.push_back(share);
+                pieces[word].variances.push_back(share * (1.0 - share) / (count_ - 1.0));
+            }
+        }
+        for (std::size_t word = 0; word < pieces.size(); ++word) {
+            out.push_back(pool_pieces(level_,
+                                      fmt::format("share({}={})", name(j), unambiguous_name(column.words[word])),
+                                      pieces[word], count_ - 1.0, confidence_));
+        }
+    }
+    [[nodiscard]] bool holds_words(std::size_t j) const { return tables_.columns[tables_.model[j]].holds_words(); }
     /** Moments of the level's rows, with the scatter divided to covariances; in blocks, for the memory's sake. */
     [[nodiscard]] Moments moments_of_imputation(std::size_t imputation) const {
         constexpr std::size_t kBlock = 4096;
@@ -137,7 +166,7 @@ private:
     void check_spread() const {
         std::vector<double> values(rows_.size());
         for (std::size_t j = 0; j < tables_.model.size(); ++j) {
-            if (covariance(moments_[0], j, j) != 0.0) continue;
+            if (holds_words(j) || covariance(moments_[0], j, j) != 0.0) continue;
             tables_.columns[tables_.model[j]].copy_rows(0, rows_, values.data());
             if (std::all_of(values.begin(), values.end(), [&](double value) { return value == values[0]; })) continue;
             throw Error(Fault::data, fmt::format("column {}{}: its variance is beyond the range of double precision; "
@@ -167,7 +196,9 @@ private:
     }
     void for_pairs(const std::function<void(std::size_t, std::size_t)> &act) const {
         for (std::size_t j = 1; j < tables_.model.size(); ++j) {
-            for (std::size_t i = 0; i < j; ++i) act(i, j);
+            for (std::size_t i = 0; i < j; ++i) {
+                if (!holds_words(i) && !holds_words(j)) act(i, j);
+            }
         }
     }
     PooledRow pool(std::string row_name,
@@ -199,8 +230,15 @@ std::vector<PooledRow> pool_moments(const CompletedTables &tables, const PoolReq
         throw Error(Fault::usage,
                     fmt::format("a quantile is given by a probability between 0 and 1, not by {}", probability));
     }
-    if ((request.covariances || request.correlations) && tables.model.size() < 2) {
-        throw Error(Fault::usage, "covariances and correlations are of two columns, and the model has only one");
+    const auto numbers = std::count_if(tables.model.begin(), tables.model.end(),
+                                       [&](std::size_t place) { return !tables.columns[place].holds_words(); });
+    if ((request.covariances || request.correlations) && numbers < 2) {
+        throw Error(Fault::usage,
+                    fmt::format("covariances and correlations are of two columns{}, and the model has {}",
+                                tables.model.size() < 2 ? "" : " of numbers", numbers == 1 ? "only one" : "none"));
+    }
+    if ((request.variances || !request.quantiles.empty()) && numbers == 0) {
+        throw Error(Fault::usage, "variances and quantiles are of columns of numbers, and the model has none");
     }
     std::vector<PooledRow> rows;
     for (std::size_t level = 0; level < tables.levels.size(); ++level) {

@@ -12,7 +12,8 @@
 
 namespace ullage::host {
 
-/** The quantities that a table can be asked for; lists are of columns of the model. */
+/** The quantities that a table can be asked for, of the columns of the model. Those of words have shares only, which
+ * are asked for as means. */
 struct PoolRequest {
     bool means = false;
     bool variances = false;
@@ -27,6 +28,7 @@ struct PoolRequest {
  * | quantity | complete-data variance | complete-data df |
  * |---|---|---|
  * | mean | s^2 / n | n - 1 |
+ * | share p of a word | p (1 - p) / (n - 1), the same of what is 1 where the word stands | n - 1 |
  * | variance s^2 | 2 s^4 / (n - 1), of normal data | n - 1 |
  * | covariance s_ij | (s_ii s_jj + s_ij^2) / (n - 1), of normal data | n - 1 |
  * | correlation, as Fisher's z | 1 / (n - 3) | infinite |

@@ -24,7 +24,7 @@ namespace {
 std::vector<double> factor_values(const CompletedTables &tables, const Factor &factor, std::size_t imputation,
                                   std::span<const std::int32_t> rows) {
     std::vector<double> values(rows.size());
-    tables.column(factor.column).copy_rows(imputation, rows, values.data());
+    tables.column_of_numbers(factor.column).copy_rows(imputation, rows, values.data());
     for (std::size_t i = 0; i < rows.size(); ++i) {
         const double value = values[i];
         values[i] = factor.value(value);

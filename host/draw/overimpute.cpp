@@ -51,12 +51,36 @@ std::vector<std::vector<Chosen>> choose_cells(const Table &table, std::uint64_t 
     return runs;
 }
 
-/** How many draws of a cell lie below a value. */
-int rank_of(double value, const HiddenCells &hidden, const Chosen &cell, const Imputations &result) {
+/** The draws of a cell, one per imputation. */
+std::vector<double> draws_of(const HiddenCells &hidden, const Chosen &cell, const Imputations &result) {
     std::size_t place = hidden.row_begin[cell.row];
     while (hidden.cells[place].column != static_cast<std::int32_t>(cell.column)) ++place;
-    return static_cast<int>(std::count_if(result.values.begin(), result.values.end(),
-                                          [&](const std::vector<double> &draw) { return draw[place] < value; }));
+    std::vector<double> draws;
+    for (const std::vector<double> &imputation : result.values) draws.push_back(imputation[place]);
+    return draws;
+}
+
+/** Count a cell of numbers that was hidden: the rank of its value among its draws. */
+void count_rank(double value, const std::vector<double> &draws, OverimputedColumn &column) {
+    const auto rank = std::count_if(draws.begin(), draws.end(), [&](double draw) { return draw < value; });
+    if (rank >= 10 && rank <= 29) ++column.in_50;
+    if (rank >= 2 && rank <= 37) ++column.in_90;
+}
+
+/** Count a cell of words that was hidden. */
+void count_hits(double word, const std::vector<double> &draws, OverimputedColumn &column) {
+    const auto n = static_cast<double>(draws.size());
+    const auto times = [&](double of_word) {
+        return static_cast<double>(std::count(draws.begin(), draws.end(), of_word));
+    };
+    double agreements = 0.0;  // of ordered pairs of draws
+    for (const double draw : draws) agreements += times(draw) - 1.0;
+    const double observed = times(word) / n;
+    const double expected = agreements / (n * (n - 1.0));
+    if (!column.hits) column.hits.emplace();
+    column.hits->observed += observed;
+    column.hits->expected += expected;
+    column.hits->error = std::hypot(column.hits->error, observed - expected);
 }
 
 }  // namespace
@@ -82,11 +106,10 @@ std::vector<OverimputedColumn> overimpute(const Table &table, const PriorChoice 
                       static_cast<std::int64_t>(runs.size()) * of_run.total});
         });
         for (const Chosen &cell : runs[run]) {
-            const int rank = rank_of(table.columns[cell.column].values[cell.row], hidden, cell, result);
-            OverimputedColumn &column = columns[cell.column];
-            ++column.cells;
-            if (rank >= 10 && rank <= 29) ++column.in_50;
-            if (rank >= 2 && rank <= 37) ++column.in_90;
+            const Column &own = table.columns[cell.column];
+            ++columns[cell.column].cells;
+            const auto count = own.holds_words() ? count_hits : count_rank;
+            count(own.values[cell.row], draws_of(hidden, cell, result), columns[cell.column]);
         }
     }
     std::erase_if(columns, [](const OverimputedColumn &column) { return column.cells == 0; });

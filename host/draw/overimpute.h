@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,13 @@ struct OverimputedColumn {
     std::size_t cells = 0;  ///< that were hidden in turn
     std::size_t in_50 = 0;  ///< of these, in the 50% interval
     std::size_t in_90 = 0;  ///< in the 90% interval
+    /** Over the cells of a column of words, the sum of the share of imputations that hit the word. */
+    struct Hits {
+        double observed = 0.0;
+        double expected = 0.0;  ///< the same of pairs of imputations that agree, which a right model hits as often
+        double error = 0.0;     ///< standard error of the difference
+    };
+    std::optional<Hits> hits = std::nullopt;  ///< of words; they have no intervals
 };
 
 /** Draws of each hidden cell: 39 put the ends of both intervals on draws, as the rank of a further draw among them

@@ -73,7 +73,7 @@ void add_utilities(const Column &column, std::size_t place, Variables &variables
     for (std::size_t word = 0; word < column.words.size(); ++word) {
         if (word == own.reference) continue;
         own.score_mean.push_back(normal_quantile(share_of(counts[word], counts[own.reference])));
-        variables.list.push_back({fmt::format("{}={}", column.name, column.words[word]), place});
+        variables.list.push_back({fmt::format("{}={}", column.name, column.words[word]), place, column.words[word]});
         variables.scales.emplace_back();
     }
 }

@@ -6,6 +6,7 @@
 #define ULLAGE_HOST_MODEL_LATENT_COLUMNS_H
 
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -20,6 +21,7 @@ namespace ullage::host {
 struct Variable {
     std::string name;        ///< "lead", "stage"; of a word that has a variable of its own "smoker=yes"
     std::size_t column = 0;  ///< of the table
+    std::optional<std::string> word = std::nullopt;  ///< the word that it speaks for
 };
 
 /**

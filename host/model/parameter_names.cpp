@@ -11,20 +11,24 @@
 
 namespace ullage::host {
 
-std::vector<std::string> parameter_names(const ModelTable &model) {
-    std::vector<std::string> columns;
+std::vector<std::string> variable_names(const ModelTable &model) {
+    std::vector<std::string> names;
     for (std::size_t i = 0; i < model.variables.list.size(); ++i) {
-        columns.push_back(transformed_name(model.variables.scales[i].transformation, model.variables.list[i].name));
+        names.push_back(transformed_name(model.variables.scales[i].transformation, model.variables.list[i].name));
     }
-    return parameter_names(columns);
+    return names;
 }
 
-std::vector<std::string> parameter_names(std::span<const std::string> columns) {
+std::vector<std::string> parameter_names(const ModelTable &model) {
+    return parameter_names(variable_names(model));
+}
+
+std::vector<std::string> parameter_names(std::span<const std::string> variables) {
     std::vector<std::string> names;
-    for (const std::string &column : columns) names.push_back(fmt::format("mean({})", column));
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-        for (std::size_t j = 0; j < i; ++j) names.push_back(fmt::format("cov({},{})", columns[i], columns[j]));
-        names.push_back(fmt::format("var({})", columns[i]));
+    for (const std::string &variable : variables) names.push_back(fmt::format("mean({})", variable));
+    for (std::size_t i = 0; i < variables.size(); ++i) {
+        for (std::size_t j = 0; j < i; ++j) names.push_back(fmt::format("cov({},{})", variables[i], variables[j]));
+        names.push_back(fmt::format("var({})", variables[i]));
     }
     return names;
 }

@@ -13,10 +13,13 @@
 
 namespace ullage::host {
 
+/** Names of the variables of the model, transformed: log(lead), stage=II. */
+[[nodiscard]] std::vector<std::string> variable_names(const ModelTable &model);
+
 /** Names of the parameters of one level: mean(a), mean(log(b)), ..., var(a), cov(log(b),a), var(log(b)), ... */
 [[nodiscard]] std::vector<std::string> parameter_names(const ModelTable &model);
-/** The same of columns given by their transformed names. */
-[[nodiscard]] std::vector<std::string> parameter_names(std::span<const std::string> columns);
+/** The same of variables given by their names. */
+[[nodiscard]] std::vector<std::string> parameter_names(std::span<const std::string> variables);
 
 }  // namespace ullage::host
 

@@ -4,9 +4,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "ullage/host/base/words.h"
+#include "ullage/host/model/prior.h"
 #include "ullage/host/report/page_pieces.h"
 #include "ullage/host/report/sections.h"
 #include "ullage/host/table/transformations.h"
@@ -15,6 +17,13 @@ namespace ullage::host {
 namespace {
 
 std::string prior_words(const RunRecord &record) {
+    const bool has_words = std::ranges::any_of(record.columns, &RunColumn::holds_words);
+    if (record.prior == "default" && has_words) {
+        return fmt::format(
+            "An inverse Wishart prior worth {:g} cases of uncorrelated columns, as the scale behind words is not in "
+            "the data; nothing is assumed of means.",
+            kLatentCases);
+    }
     if (record.prior == "default" || record.prior == "jeffreys")
         return "Jeffreys' prior: nothing is assumed of means and covariance before the data.";
     if (record.prior.starts_with("ridge=")) {
@@ -43,6 +52,19 @@ std::string what_was_assumed(const RunRecord &record, bool has_bounded_cells) {
             "Bounded cells: each is drawn from its exact conditional distribution between its bounds, jointly with the "
             "other hidden cells of its row. No value is moved to a bound.");
     }
+    const auto of_kind = [&](ColumnKind kind, const char *words) {
+        std::vector<std::string> names;
+        for (const RunColumn &column : record.columns) {
+            if (column.kind == kind) names.push_back(column.name);
+        }
+        if (!names.empty()) items.push_back(fmt::format("{}: {}.", words, join_names(names)));
+    };
+    of_kind(ColumnKind::stepped, "Steps: a value stands for the interval half a step to either side, of");
+    of_kind(ColumnKind::binary, "Two words: the sign of a normal variable that is not seen decides, of");
+    of_kind(ColumnKind::ordered,
+            "Words in order: the interval that a normal variable which is not seen lies in decides, of");
+    of_kind(ColumnKind::nominal,
+            "Words without order: the largest of normal variables that are not seen, one per word, decides, of");
     items.push_back("Prior: " + prior_words(record));
     for (const Transformation transformation : kTransformations) {
         std::vector<std::string> names;

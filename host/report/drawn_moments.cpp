@@ -24,8 +24,8 @@ double mean_of(const Chains &chains) {
 
 }  // namespace
 
-double DrawnMoments::deviation(std::size_t column) const {
-    return std::sqrt(covariance[packed_index(column, column)]);
+double DrawnMoments::deviation(std::size_t variable) const {
+    return std::sqrt(covariance[packed_index(variable, variable)]);
 }
 
 double DrawnMoments::correlation(std::size_t first, std::size_t second) const {
@@ -36,13 +36,13 @@ double DrawnMoments::correlation(std::size_t first, std::size_t second) const {
 }
 
 std::vector<DrawnMoments> drawn_moments(const RunResults &results) {
-    const std::size_t columns = results.record.columns.size();
+    const std::size_t variables = results.record.variables.size();
     std::vector<DrawnMoments> levels;
     for (const std::vector<Chains> &draws : results.draws.draws) {
         levels.emplace_back();
         for (std::size_t p = 0; p < draws.size(); ++p) {
             check_interrupt();
-            (p < columns ? levels.back().mean : levels.back().covariance).push_back(mean_of(draws[p]));
+            (p < variables ? levels.back().mean : levels.back().covariance).push_back(mean_of(draws[p]));
         }
     }
     return levels;

@@ -31,12 +31,30 @@ bool is_unlikely(std::size_t within, std::size_t cells, double coverage, double 
     return std::min(fewer, more) < chance / 2.0;
 }
 
+/** A row for a column of words; whether the difference is more than chance explains. */
+bool add_hits(const OverimputedColumn &column, double chance, std::vector<std::vector<Cell>> &rows) {
+    const auto cells = static_cast<double>(column.cells);
+    const double difference = std::fabs(column.hits->observed - column.hits->expected);
+    const double limit = boost::math::quantile(complement(boost::math::normal(), chance / 2.0));
+    const bool is_bad = difference > limit * column.hits->error;
+    rows.push_back({{column.name},
+                    {fmt::format("{}", column.cells)},
+                    {percent(column.hits->observed, cells), is_bad},
+                    {percent(column.hits->expected, cells)}});
+    return is_bad;
+}
+
 std::string overimputation(const std::vector<OverimputedColumn> &columns) {
     if (columns.empty()) return paragraph("No column has observed cells enough to hide some of them.");
     const double chance = kChance / static_cast<double>(2 * columns.size());
     std::vector<std::vector<Cell>> rows;
+    std::vector<std::vector<Cell>> word_rows;
     std::vector<std::string> bad;
     for (const OverimputedColumn &column : columns) {
+        if (column.hits) {
+            if (add_hits(column, chance, word_rows)) bad.push_back(column.name);
+            continue;
+        }
         const bool bad_50 = is_unlikely(column.in_50, column.cells, 0.5, chance);
         const bool bad_90 = is_unlikely(column.in_90, column.cells, 0.9, chance);
         if (bad_50 || bad_90) bad.push_back(column.name);
@@ -46,13 +64,23 @@ std::string overimputation(const std::vector<OverimputedColumn> &columns) {
                         {percent(static_cast<double>(column.in_50), cells), bad_50},
                         {percent(static_cast<double>(column.in_90), cells), bad_90}});
     }
+    std::string tables;
+    if (!rows.empty()) {
+        tables += make_table(
+            "Observed cells that were hidden and imputed: how many lie within intervals of their imputations",
+            {"Column", "Cells", "In the 50% interval", "In the 90% interval"}, rows);
+    }
+    if (!word_rows.empty()) {
+        tables += make_table("Observed words that were hidden and imputed: how many imputations hit them",
+                             {"Column", "Cells", "Hit", "Expected, as imputations agree"}, word_rows);
+    }
     return verdict(!bad.empty(),
-                   bad.empty() ? "The intervals hold about as many of the hidden values as they should."
-                               : fmt::format("The intervals of {} hold more or fewer of the hidden values than chance "
-                                             "explains: look at the distribution below, and at --log and its like.",
-                                             join_names(bad))) +
-           make_table("Observed cells that were hidden and imputed: how many lie within intervals of their imputations",
-                      {"Column", "Cells", "In the 50% interval", "In the 90% interval"}, rows) +
+                   bad.empty()
+                       ? "The imputations hold about as many of the hidden values as they should."
+                       : fmt::format("The imputations of {} hold more or fewer of the hidden values than chance "
+                                     "explains: look at the distribution below, and at --log and its like.",
+                                     join_names(bad))) +
+           tables +
            soft_paragraph(
                "A number is marked if a model that is right would come this far off in fewer than 1% of all tables.");
 }
@@ -186,8 +214,11 @@ std::string whether_the_model_fits(const RunResults &results) {
     std::string html;
     if (results.overimputation) html += heading("Over-imputation") + overimputation(*results.overimputation);
     std::string figures;
-    const std::size_t drawn = std::min(kMostColumns, record.columns.size());
-    for (std::size_t c = 0; c < drawn; ++c) {
+    std::size_t drawn = 0;
+    std::size_t of_numbers = 0;
+    for (std::size_t c = 0; c < record.columns.size(); ++c) {
+        if (record.columns[c].holds_words() || ++of_numbers > kMostColumns) continue;
+        ++drawn;
         figures += quantile_figure(record.columns[c], results.tables.columns[results.tables.model[c]],
                                    Standardised(results, c));
     }
@@ -200,7 +231,7 @@ std::string whether_the_model_fits(const RunResults &results) {
                 "Where the model fits they follow the line; the ends scatter more than the middle (scores from "
                 "\u22122 to 2).",
                 record.by ? ", level by level" : ""));
-    if (drawn < record.columns.size()) html += paragraph(fmt::format("The first {} columns are drawn.", drawn));
+    if (drawn < of_numbers) html += paragraph(fmt::format("The first {} columns of numbers are drawn.", drawn));
     html += side_by_side(figures);
     if (!results.overimputation) {
         html += soft_paragraph(

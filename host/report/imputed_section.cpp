@@ -15,6 +15,7 @@
 #include "ullage/host/report/column_values.h"
 #include "ullage/host/report/page_pieces.h"
 #include "ullage/host/report/sections.h"
+#include "ullage/host/report/word_shares.h"
 
 namespace ullage::host {
 namespace {
@@ -207,6 +208,7 @@ void add_summaries(const ColumnValues &values, std::vector<std::vector<Cell>> &r
 
 /** The figures of all columns, by what they show. */
 struct ImputedFigures {
+    std::string words;
     std::string shares;
     std::string completed;
     std::string intervals;
@@ -214,6 +216,10 @@ struct ImputedFigures {
 };
 
 void add_figures(const ColumnValues &values, ImputedFigures &figures) {
+    if (values.record->holds_words()) {
+        figures.words += word_figure(values);
+        return;
+    }
     const BinnedAxis x = bin(values);
     if (!values.missing.empty()) figures.shares += shares_figure(values, x);
     if (values.bounded.empty()) return;
@@ -230,7 +236,10 @@ std::string figure_group(std::string_view title, std::string_view words,
 }
 
 std::string all_figures(const ImputedFigures &figures) {
-    return figure_group("Observed against imputed", "Of each kind of cells the percentage in each bin.",
+    return figure_group("Words, observed against imputed", "Of each kind of cells the percentage that has a word.",
+                        {{"observed", "observed"}, {"missing", "imputed, missing"}, {"bounded", "imputed, bounded"}},
+                        figures.words) +
+           figure_group("Observed against imputed", "Of each kind of cells the percentage in each bin.",
                         {{"observed", "observed"}, {"line missing", "imputed, missing"}}, figures.shares) +
            figure_group("Columns with bounded cells, completed", "On average over the imputations.",
                         {{"observed", "observed"}, {"bounded", "imputed, bounded"}, {"missing", "imputed, missing"}},
@@ -260,6 +269,7 @@ std::string what_was_imputed(const RunResults &results, const RunCells &cells) {
     const RunRecord &record = results.record;
     const std::set<std::size_t> drawn = drawn_columns(results.tables);
     std::vector<std::vector<Cell>> rows;
+    std::vector<std::vector<Cell>> word_rows;
     std::vector<std::string> untouched;
     ImputedFigures figures;
     std::size_t imputed = 0;
@@ -270,16 +280,19 @@ std::string what_was_imputed(const RunResults &results, const RunCells &cells) {
         }
         ++imputed;
         const ColumnValues values = values_of(results, cells, c);
-        add_summaries(values, rows);
+        values.record->holds_words() ? add_word_shares(values, word_rows) : add_summaries(values, rows);
         if (drawn.contains(c)) add_figures(values, figures);
     }
-    if (rows.empty()) return paragraph("Nothing: every cell of the model is observed.");
+    if (imputed == 0) return paragraph("Nothing: every cell of the model is observed.");
     std::string html;
     if (!untouched.empty()) html += paragraph("Fully observed: " + join_names(untouched) + ".");
-    html += make_table("Observed and imputed values of each column",
-                       {"Column", "Cells", "Number", "Mean", "Standard deviation", "5%", "Median", "95%",
-                        "Outside the observed range"},
-                       rows, 2);
+    if (!rows.empty()) {
+        html += make_table("Observed and imputed values of each column",
+                           {"Column", "Cells", "Number", "Mean", "Standard deviation", "5%", "Median", "95%",
+                            "Outside the observed range"},
+                           rows, 2);
+    }
+    if (!word_rows.empty()) html += word_share_table(word_rows);
     html += soft_paragraph(fmt::format(
         "Imputed values are counted over {}{}. Missing cells need not look like observed ones; where they differ, the "
         "other cells of their rows should be able to explain it. Bounded cells lie within their bounds, often outside "

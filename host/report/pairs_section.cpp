@@ -29,16 +29,19 @@ struct Pair {
 
 /** Each column with hidden cells beside the one that it is correlated with most; of these the strongest. */
 std::vector<Pair> choose_pairs(const RunResults &results, const std::vector<DrawnMoments> &moments) {
-    const std::size_t columns = results.tables.model.size();
+    const RunRecord &record = results.record;
+    const std::size_t columns = record.columns.size();
+    std::vector<std::size_t> variables;
+    for (std::size_t c = 0; c < columns; ++c) variables.push_back(record.variable_of(c));
     std::vector<Pair> pairs;
     std::set<std::pair<std::size_t, std::size_t>> taken;
     for (std::size_t c = 0; c < columns; ++c) {
         check_interrupt();
-        if (results.tables.columns[results.tables.model[c]].hidden.empty()) continue;
+        if (results.tables.columns[results.tables.model[c]].hidden.empty() || record.columns[c].holds_words()) continue;
         Pair best{0, 0, 0.0};
         for (std::size_t other = 0; other < columns; ++other) {
-            if (other == c) continue;
-            const double correlation = mean_correlation(results.record, moments, c, other);
+            if (other == c || record.columns[other].holds_words()) continue;
+            const double correlation = mean_correlation(record, moments, variables[c], variables[other]);
             if (std::fabs(correlation) > std::fabs(best.correlation)) best = {other, c, correlation};
         }
         if (best.correlation == 0.0 || !taken.insert(std::minmax(best.first, best.second)).second) continue;
@@ -131,12 +134,13 @@ std::string pairs_of_columns(const RunResults &results, const RunCells &cells,
             has_bounded = has_bounded || !cells.bounded[c].empty();
         }
     }
-    if (figures.empty()) return paragraph("There is no pair of columns one of which has imputed cells.");
+    if (figures.empty()) return paragraph("There is no pair of columns of numbers one of which has imputed cells.");
     std::vector<std::pair<std::string, std::string>> keys = {{"dot dots observed", "both cells observed"},
                                                              {"dot dots missing", "one missing and imputed"}};
     if (has_bounded) keys.emplace_back("dot dots bounded", "one bounded and imputed");
     return soft_paragraph(
-               "Columns with imputed cells, each against the one that it is correlated with most; values of the first "
+               "Columns of numbers with imputed cells, each against the one that it is correlated with most; values of "
+               "the first "
                "imputation. Imputed cells belong into the cloud of the observed ones or, where the known cell of the "
                "row is unusual, into what continues it. Correlations are those of the model" +
                std::string(results.record.by ? ", within levels." : ".")) +

@@ -50,12 +50,13 @@ std::string short_correlation(double r) {
 
 /** The correlations of one level as squares below the diagonal.
  * @param pairs  column by column, each with those before it */
-std::string correlation_matrix(const RunRecord &record, std::span<const PooledRow> pairs) {
-    const std::size_t n = record.columns.size();
+std::string correlation_matrix(const RunRecord &record, const std::vector<std::string> &names,
+                               std::span<const PooledRow> pairs) {
+    const std::size_t n = names.size();
     const bool is_written = n <= kWrittenColumns;
     Plot plot;
-    for (std::size_t c = 0; c + 1 < n; ++c) plot.x.categories.push_back(record.columns[c].name);
-    for (std::size_t c = 1; c < n; ++c) plot.y.categories.push_back(record.columns[c].name);
+    for (std::size_t c = 0; c + 1 < n; ++c) plot.x.categories.push_back(names[c]);
+    for (std::size_t c = 1; c < n; ++c) plot.y.categories.push_back(names[c]);
     std::size_t next = 0;
     for (std::size_t second = 1; second < n; ++second) {
         for (std::size_t first = 0; first < second; ++first) {
@@ -79,22 +80,22 @@ std::string correlation_matrix(const RunRecord &record, std::span<const PooledRo
     return make_figure(plot, record.by ? of_level : std::string());
 }
 
-std::string correlations(const RunResults &results) {
+std::string correlations(const RunResults &results, const std::vector<std::string> &names) {
     const RunRecord &record = results.record;
-    if (record.columns.size() > kMostMatrixColumns) {
+    if (names.size() > kMostMatrixColumns) {
         return paragraph(
             fmt::format("{} columns have too many correlations for a page; ullage pool --correlations "
                         "gives them all.",
-                        record.columns.size()));
+                        names.size()));
     }
     PoolRequest request;
     request.correlations = true;
     std::vector<PooledRow> pooled = pool_moments(results.tables, request);
-    const std::size_t pairs = record.columns.size() * (record.columns.size() - 1) / 2;
+    const std::size_t pairs = names.size() * (names.size() - 1) / 2;
     const std::size_t levels = record.levels.size();
     std::string figures;
     for (std::size_t level = 0; level < std::min(levels, kMostMatrices); ++level) {
-        figures += correlation_matrix(record, std::span(pooled).subspan(level * pairs, pairs));
+        figures += correlation_matrix(record, names, std::span(pooled).subspan(level * pairs, pairs));
     }
     const std::size_t all = pooled.size();
     std::stable_sort(pooled.begin(), pooled.end(), [](const PooledRow &a, const PooledRow &b) {
@@ -128,9 +129,9 @@ std::string missing_information(const RunRecord &record, const Diagnosis &diagno
     for (const WorstCombination &worst : diagnosis.worst) {
         if (!std::isfinite(worst.fmi)) continue;
         std::vector<std::string> terms;
-        for (std::size_t c = 0; c < worst.weights.size(); ++c) {
-            if (std::fabs(worst.weights[c]) < 0.1) continue;
-            terms.push_back(fmt::format("{} {}", fixed(worst.weights[c], 2), record.columns[c].transformed_name()));
+        for (const MeanWeight &weight : worst.weights) {
+            if (std::fabs(weight.weight) < 0.1) continue;
+            terms.push_back(fmt::format("{} {}", fixed(weight.weight, 2), weight.variable));
         }
         html += paragraph(fmt::format(
             "The combination of means that lost most, {} of its information{}: {}.", fraction(worst.fmi),
@@ -156,14 +157,19 @@ std::string pooled_estimates(const RunResults &results, const Diagnosis &diagnos
     std::string html = paragraph(
         "Pooled over the completed tables by Rubin's rules, in the units of the file. FMI is the fraction of missing "
         "information: how much of the uncertainty is there because cells were not observed.");
-    html += or_reason("Means", [&] {
+    std::vector<std::string> numbers;
+    for (const RunColumn &column : record.columns) {
+        if (!column.holds_words()) numbers.push_back(column.name);
+    }
+    const char *means = numbers.size() == record.columns.size() ? "Means" : "Means, and shares of words";
+    html += or_reason(means, [&] {
         PoolRequest request;
         request.means = true;
-        return pooled_table(record, "Means", pool_moments(results.tables, request), 0);
+        return pooled_table(record, means, pool_moments(results.tables, request), 0);
     });
     html += missing_information(record, diagnosis);
-    if (record.columns.size() < 2) return html;
-    return html + heading("Correlations") + or_reason("Correlations", [&] { return correlations(results); });
+    if (numbers.size() < 2) return html;
+    return html + heading("Correlations") + or_reason("Correlations", [&] { return correlations(results, numbers); });
 }
 
 }  // namespace ullage::host

@@ -23,27 +23,27 @@ std::string what_was_read(const RunResults &results, const RunCells &cells) {
                             count_of(record.levels.size(), "level"));
     }
     std::string html = paragraph(text + ".");
-    std::vector<std::string> head = {"Column",        "Observed",       "Missing",        "Below a limit",
-                                     "Above a limit", "In an interval", "Known by order", "Not observed"};
+    std::vector<std::string> head = {"Column",         "Kind",           "Observed",
+                                     "Missing",        "Below a limit",  "Above a limit",
+                                     "In an interval", "Known by order", "Not observed"};
     std::vector<std::vector<Cell>> rows;
     for (std::size_t c = 0; c < n; ++c) {
         check_interrupt();
         std::array<std::size_t, kKnowledgeCount> counts{};
         for (const Knowledge known : cells.knowledge[c]) ++counts[static_cast<std::size_t>(known)];
-        std::vector<Cell> row = {{record.columns[c].name}};
+        std::vector<Cell> row = {{record.columns[c].name}, {name_of(record.columns[c].kind)}};
         for (const std::size_t count : counts) row.push_back({fmt::format("{}", count)});
         row.push_back({percent(static_cast<double>(record.rows) - static_cast<double>(counts[0]),
                                static_cast<double>(record.rows))});
         rows.push_back(std::move(row));
     }
     drop_columns_of("0", head, rows);
-    html += make_table("Cells of each column by what the table says of them", head, rows);
+    html += make_table("Cells of each column by what the table says of them", head, rows, 2);
     if (!record.carried.empty()) {
         std::vector<std::string> carried;
         for (const CarriedColumn &column : record.carried) {
-            carried.push_back(column.blank == 0
-                                  ? column.name
-                                  : fmt::format("{} ({})", column.name, count_words(column.blank, "blank")));
+            const std::string blanks = column.blank == 0 ? "" : "; " + count_words(column.blank, "blank");
+            carried.push_back(fmt::format("{} ({}{})", column.name, column.reason, blanks));
         }
         html += paragraph(fmt::format("Carried along, neither modelled nor changed: {}.", join_names(carried)));
     }

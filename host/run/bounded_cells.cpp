@@ -20,6 +20,7 @@
 #include "ullage/host/run/result_names.h"
 #include "ullage/host/table/read_cell.h"
 #include "ullage/host/table/read_table.h"
+#include "ullage/host/table/word_places.h"
 
 namespace ullage::host {
 namespace {
@@ -28,6 +29,12 @@ constexpr std::array<const char *, 5> kHeader = {"row", "column", "knowledge", "
 
 std::string end_text(double end) {
     return std::isfinite(end) ? format_number(end) : end < 0.0 ? "-Inf" : "Inf";
+}
+
+/** Of a column of words the first word that a cell may have, or the last one. */
+std::string_view word_at(const std::vector<std::string> &words, double end, bool is_lower) {
+    const double place = is_lower ? std::ceil(end) : std::floor(end);
+    return words[static_cast<std::size_t>(std::clamp(place, 0.0, static_cast<double>(words.size() - 1)))];
 }
 
 }  // namespace
@@ -47,9 +54,13 @@ void write_bounded_cells(OutputFile &file, const Table &table, const std::vector
     std::vector<std::string> names;
     for (const Column &column : table.columns) names.push_back(quote_cell(column.name, ','));
     for (const BoundedCell &cell : cells) {
+        const Column &column = table.columns[static_cast<std::size_t>(cell.column)];
+        const auto end = [&](double value, bool is_lower) {
+            return column.holds_words() ? quote_cell(word_at(column.words, value, is_lower), ',') : end_text(value);
+        };
         file.write(fmt::format("{},{},{},{},{}\n", cell.row + 1, names[static_cast<std::size_t>(cell.column)],
-                               kKnowledgeNames[static_cast<std::size_t>(cell.knowledge)], end_text(cell.lower),
-                               end_text(cell.upper)));
+                               kKnowledgeNames[static_cast<std::size_t>(cell.knowledge)], end(cell.lower, true),
+                               end(cell.upper, false)));
     }
 }
 
@@ -68,7 +79,12 @@ std::vector<BoundedCell> read_bounded_cells(const std::string &directory, const 
             return file->broken(
                 fmt::format("{} {} is not of the run of run.json", kHeader[column], quote(file->cell(column))));
         };
-        const auto end = [&](std::size_t column) {
+        const auto end = [&](std::size_t column, const std::vector<std::string> &words) {
+            if (!words.empty()) {
+                const auto word = WordPlaces(words).find(file->cell(column));
+                if (!word) throw broken(column);
+                return static_cast<double>(*word) + (column == 3 ? -0.5 : 0.5);
+            }
             const auto number = parse_number(file->cell(column));
             const auto infinity = parse_infinity(file->cell(column));
             if (!number && !infinity) throw broken(column);
@@ -80,8 +96,9 @@ std::vector<BoundedCell> read_bounded_cells(const std::string &directory, const 
         if (column == columns.end()) throw broken(1);
         const auto name = std::find(kKnowledgeNames.begin() + 2, kKnowledgeNames.end(), file->cell(2));
         if (name == kKnowledgeNames.end()) throw broken(2);
+        const std::vector<std::string> &words = record.columns[static_cast<std::size_t>(column->second)].words;
         cells.push_back({static_cast<std::int32_t>(row) - 1, column->second,
-                         static_cast<Knowledge>(name - kKnowledgeNames.begin()), end(3), end(4)});
+                         static_cast<Knowledge>(name - kKnowledgeNames.begin()), end(3, words), end(4, words)});
     }
     return cells;
 }

@@ -28,7 +28,8 @@ struct BoundedCell {
 /** The bounded cells of a table, row by row and within a row by column. */
 [[nodiscard]] std::vector<BoundedCell> find_bounded_cells(const Table &table, const HiddenCells &hidden);
 
-/** Write bounds.csv: row (from 1), column, knowledge, lower and upper (-Inf and Inf where open) of each cell. */
+/** Write bounds.csv: row (from 1), column, knowledge, lower and upper (-Inf and Inf where open) of each cell;
+ * of a column of words the first and the last word that the cell may have. */
 void write_bounded_cells(OutputFile &file, const Table &table, const std::vector<BoundedCell> &cells);
 
 /**

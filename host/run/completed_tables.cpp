@@ -12,6 +12,7 @@
 #include <functional>
 #include <iterator>
 #include <limits>
+#include <map>
 #include <optional>
 #include <unordered_map>
 #include <utility>
@@ -22,11 +23,13 @@
 #include "ullage/host/run/result_file.h"
 #include "ullage/host/run/result_names.h"
 #include "ullage/host/table/csv_rows.h"
+#include "ullage/host/table/word_places.h"
 
 namespace ullage::host {
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr std::uint32_t kNoText = std::numeric_limits<std::uint32_t>::max();
 constexpr std::string_view kMissingWords[] = {"", "NA", ".", "*"};
 
 /** Complain of a row of a long file that is not where it belongs. */
@@ -58,19 +61,25 @@ private:
         std::size_t column;  // of the file
         CompletedColumn values;
         std::optional<std::size_t> in_model = {};  // its number there
+        std::optional<WordPlaces> words = {};      // of a column of words of the model
         bool has_number = false;                   // of a column outside the model
-        bool has_word = false;
+        bool has_word = false;                     // as well
+        std::map<std::string, std::uint32_t> texts =
+            {};                                       // as well: different ones, numbered as they come; if there are
+        std::vector<std::uint32_t> text_of_row = {};  // more than kMostCarriedWords, rows are forgotten
     };
 
     void take_header(const CsvRows &file, std::size_t width);
     void take_first_table(CsvRows &file, bool is_long);
     void take_carried(const CsvRows &file, std::size_t row);
+    [[nodiscard]] double value(const CsvRows &file, const Place &place) const;
     void take_level(const CsvRows &file, std::size_t row);
     void check_levels(const CsvRows &file) const;
     void check_end(CsvRows &file, std::size_t tables, bool has_row, std::size_t rows_read) const;
     void take_imputation(CsvRows &file, std::size_t imputation);
     void take_changes(CsvRows &file, std::size_t imputation);
-    CompletedTables finish(std::string source, bool knows_hidden);
+    [[nodiscard]] bool finish_carried(Place &place) const;
+    CompletedTables finish(std::string source, bool tells_hidden);
 
     const RunRecord &record_;
     std::size_t row_count_;
@@ -95,6 +104,9 @@ void TableBuilder::take_header(const CsvRows &file, std::size_t width) {
         model_.push_back(make_place(file.place_of(column.name, "which run.json has in its model")));
         model_.back().values.imputed.resize(imputations_);
         model_.back().in_model = model_.size() - 1;
+        if (!column.holds_words()) continue;
+        model_.back().values.words = column.words;
+        model_.back().words.emplace(column.words);
     }
     for (std::size_t c = 0; c < width; ++c) {
         if (!is_taken[c]) carried_.push_back(make_place(c));
@@ -118,6 +130,15 @@ void TableBuilder::check_end(CsvRows &file, std::size_t tables, bool has_row, st
                             count_of(tables, "table"), count_of(row_count_, "row")));
 }
 
+/** A cell of the model: a number, or the place of its word. */
+double TableBuilder::value(const CsvRows &file, const Place &place) const {
+    if (!place.words) return file.number(place.column);
+    const std::string_view text = file.cell(place.column);
+    if (const auto word = place.words->find(text)) return static_cast<double>(*word);
+    throw file.broken(fmt::format("column {}: {} is none of the words that run.json gives it", quote(place.values.name),
+                                  quote(text)));
+}
+
 /** The first table of a file: the original one of a long file, where hidden cells are NA, or imputation 1. */
 void TableBuilder::take_first_table(CsvRows &file, bool is_long) {
     const std::size_t tables = is_long ? imputations_ + 1 : 1;
@@ -131,7 +152,7 @@ void TableBuilder::take_first_table(CsvRows &file, bool is_long) {
             if (is_long && file.cell(place.column) == "NA") {
                 place.values.hidden.push_back(static_cast<std::int32_t>(row));
             } else {
-                place.values.original[row] = file.number(place.column);
+                place.values.original[row] = value(file, place);
             }
         }
         take_carried(file, row);
@@ -140,17 +161,42 @@ void TableBuilder::take_first_table(CsvRows &file, bool is_long) {
     if (level_place_) check_levels(file);
 }
 
-/** Columns outside the model are of use if they hold numbers only. */
+/** Columns outside the model are of numbers if they hold nothing else, and otherwise of words. */
 void TableBuilder::take_carried(const CsvRows &file, std::size_t row) {
     for (Place &place : carried_) {
-        if (place.has_word) continue;
+        const bool has_too_many = place.texts.size() > kMostCarriedWords;
+        if (place.has_word && has_too_many) continue;
         const std::string_view text = trim(file.cell(place.column));
         if (std::find(std::begin(kMissingWords), std::end(kMissingWords), text) != std::end(kMissingWords)) continue;
-        const auto number = parse_number(text);
-        (number ? place.has_number : place.has_word) = true;
-        place.values.original[row] = number.value_or(kNaN);
-        if (place.has_word) place.values.original = {};
+        if (!place.has_word) {
+            const auto number = parse_number(text);
+            (number ? place.has_number : place.has_word) = true;
+            place.values.original[row] = number.value_or(kNaN);
+        }
+        if (has_too_many) continue;
+        const auto place_of_text =
+            place.texts.try_emplace(std::string(text), static_cast<std::uint32_t>(place.texts.size()));
+        place.text_of_row.resize(row_count_, kNoText);
+        place.text_of_row[row] = place_of_text.first->second;
+        if (place.texts.size() > kMostCarriedWords) place.text_of_row = {};
     }
+}
+
+/** Make a column of words of one outside the model, if it is one; false if it is neither of words nor of numbers. */
+bool TableBuilder::finish_carried(Place &place) const {
+    if (!place.has_word) return place.has_number;
+    if (place.texts.size() > kMostCarriedWords) return false;
+    std::vector<double> place_of(place.texts.size());
+    for (const auto &[text, number] : place.texts) {
+        place_of[number] = static_cast<double>(place.values.words.size());
+        place.values.words.push_back(text);
+    }
+    for (std::size_t row = 0; row < row_count_; ++row) {
+        const std::uint32_t text = place.text_of_row[row];
+        place.values.original[row] = text == kNoText ? kNaN : place_of[text];
+    }
+    place.text_of_row = {};
+    return true;
 }
 
 void TableBuilder::take_level(const CsvRows &file, std::size_t row) {
@@ -184,10 +230,10 @@ void TableBuilder::take_imputation(CsvRows &file, std::size_t imputation) {
             throw file.broken("column .id: the rows are not in the order of the original table");
         }
         for (Place &place : model_) {
-            const double value = file.number(place.column);
+            const double own = value(file, place);
             if (std::isnan(place.values.original[row])) {
-                place.values.imputed[imputation].push_back(value);
-            } else if (value != place.values.original[row]) {
+                place.values.imputed[imputation].push_back(own);
+            } else if (own != place.values.original[row]) {
                 throw file.broken(fmt::format("column {}: an observed cell is not that of the original table",
                                               quote(place.values.name)));
             }
@@ -242,14 +288,14 @@ void TableBuilder::take_changes(CsvRows &file, std::size_t imputation) {
         check_end(file, 1, file.next(), row);
         for (std::size_t i = 0; i < model_.size(); ++i) {
             CompletedColumn &column = model_[i].values;
-            const double value = file.number(model_[i].column);
+            const double own = value(file, model_[i]);
             if (found[i].next < column.hidden.size() &&
                 column.hidden[found[i].next] == static_cast<std::int32_t>(row)) {
-                column.imputed[imputation].push_back(value);
+                column.imputed[imputation].push_back(own);
                 ++found[i].next;
-            } else if (value != column.original[row]) {
+            } else if (own != column.original[row]) {
                 found[i].rows.push_back(static_cast<std::int32_t>(row));
-                found[i].values.push_back(value);
+                found[i].values.push_back(own);
             }
         }
     }
@@ -277,12 +323,12 @@ CompletedTables TableBuilder::from_files(const std::string &directory) {
     for (Place &place : model_) {
         for (const std::int32_t row : place.values.hidden) place.values.original[static_cast<std::size_t>(row)] = kNaN;
     }
-    // A single file does not tell what was hidden.
-    return finish(path_in(directory, "imputation_*.csv"), imputations_ > 1);
+    return finish(path_in(directory, "imputation_*.csv"), false);
 }
 
-/** Put the columns of numbers in the order of the file, when all rows are read. */
-CompletedTables TableBuilder::finish(std::string source, bool knows_hidden) {
+/** Put the columns in the order of the file, when all rows are read.
+ * @param tells_hidden  whether the files themselves say which cells were hidden */
+CompletedTables TableBuilder::finish(std::string source, bool tells_hidden) {
     CompletedTables result;
     result.source = std::move(source);
     result.rows = row_count_;
@@ -293,8 +339,12 @@ CompletedTables TableBuilder::finish(std::string source, bool knows_hidden) {
         const RunColumn &column = record_.columns[i];
         CompletedColumn &values = model_[i].values;
         values.hidden.shrink_to_fit();
-        if (!knows_hidden) continue;
-        if (static_cast<std::int64_t>(values.hidden.size()) == column.missing + column.bounded) continue;
+        if (!tells_hidden && imputations_ == 1) continue;
+        // Of separate files, a cell whose draws are all the same is not known to be hidden, and steps and words repeat.
+        const auto hidden = static_cast<std::int64_t>(values.hidden.size());
+        const bool may_repeat = !tells_hidden && column.kind != ColumnKind::number;
+        if (may_repeat ? hidden <= column.missing + column.bounded : hidden == column.missing + column.bounded)
+            continue;
         throw Error(Fault::data, fmt::format("{}: {} of column {} were imputed, and {} by run.json: these files are "
                                              "not of one run",
                                              result.source, count_of(values.hidden.size(), "cell"), quote(column.name),
@@ -303,7 +353,7 @@ CompletedTables TableBuilder::finish(std::string source, bool knows_hidden) {
     std::vector<Place *> places;
     for (Place &place : model_) places.push_back(&place);
     for (Place &place : carried_) {
-        if (place.has_number && !place.has_word) {
+        if (finish_carried(place)) {
             places.push_back(&place);
         } else {
             result.other_columns.push_back(place.values.name);
@@ -338,12 +388,20 @@ const CompletedColumn &CompletedTables::column(std::string_view name) const {
         if (column.name == name) return column;
     }
     if (std::find(other_columns.begin(), other_columns.end(), name) != other_columns.end()) {
-        throw Error(Fault::usage, fmt::format("column {} of {} does not hold numbers", quote(name), source));
+        throw Error(Fault::usage,
+                    fmt::format("column {} of {} does not hold numbers, and not 1 to {} different words either",
+                                quote(name), source, kMostCarriedWords));
     }
     std::vector<std::string_view> names;
     for (const CompletedColumn &column : columns) names.push_back(column.name);
-    throw Error(Fault::usage, fmt::format("{} has no column {}; its columns of numbers are {}", source, quote(name),
-                                          fmt::join(names, ", ")));
+    throw Error(Fault::usage,
+                fmt::format("{} has no column {}; its columns are {}", source, quote(name), fmt::join(names, ", ")));
+}
+
+const CompletedColumn &CompletedTables::column_of_numbers(std::string_view name) const {
+    const CompletedColumn &found = column(name);
+    if (!found.holds_words()) return found;
+    throw Error(Fault::usage, fmt::format("column {} of {} holds words, and numbers are needed", quote(name), source));
 }
 
 std::vector<std::int32_t> CompletedTables::rows_of_level(std::size_t level) const {

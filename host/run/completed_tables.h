@@ -16,13 +16,21 @@
 
 namespace ullage::host {
 
-/** A column of the completed tables that holds numbers. */
+/** The most words that a column outside the model may have to be read as one of words. */
+inline constexpr std::size_t kMostCarriedWords = 1000;
+
+/**
+ * A column of the completed tables: of numbers, or of words, whose places, from 0, stand for them. The words of the
+ * model are in the order that the record gives them, those of other columns in the order of their bytes.
+ */
 struct CompletedColumn {
     std::string name;
     std::vector<double> original;      ///< one per row; NaN where the cell was imputed, or is missing in all tables
     std::vector<std::int32_t> hidden;  ///< the rows whose cells were imputed, ascending; empty outside the model
     std::vector<std::vector<double>> imputed;  ///< [imputation][place in hidden]
+    std::vector<std::string> words = {};       ///< empty if it holds numbers
 
+    [[nodiscard]] bool holds_words() const { return !words.empty(); }
     /** Put the cells of some rows, ascending, of one imputation (from 0) into out[0], out[step], ... */
     void copy_rows(std::size_t imputation, std::span<const std::int32_t> rows, double *out, std::size_t step = 1) const;
 };
@@ -32,15 +40,19 @@ struct CompletedTables {
     std::string source;  ///< for messages
     std::size_t rows = 0;
     std::size_t imputations = 0;
-    std::vector<CompletedColumn> columns;    ///< those that hold numbers only, in the order of the file
-    std::vector<std::string> other_columns;  ///< names of the other ones
+    std::vector<CompletedColumn> columns;    ///< in the order of the file
+    std::vector<std::string> other_columns;  ///< names of those outside the model without a word or number, or with
+                                             ///< more than kMostCarriedWords words
     std::vector<std::string> levels;         ///< as RunRecord::levels
     std::vector<std::int32_t> level_of_row;  ///< an index into levels
     std::vector<std::size_t> model;          ///< places in columns of the columns of the model, in their order
 
-    /** The column of that name.
-     * @throws Error  usage if there is none or it holds words; the message lists the names */
+    /** The column of that name, of numbers or of words.
+     * @throws Error  usage if there is none, or it is among other_columns; the message lists the names */
     [[nodiscard]] const CompletedColumn &column(std::string_view name) const;
+    /** The same of numbers.
+     * @throws Error  usage also if it holds words */
+    [[nodiscard]] const CompletedColumn &column_of_numbers(std::string_view name) const;
     /** The rows of a level, ascending. */
     [[nodiscard]] std::vector<std::int32_t> rows_of_level(std::size_t level) const;
 };

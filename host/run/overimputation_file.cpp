@@ -5,6 +5,7 @@
 #include "ullage/host/run/overimputation_file.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <cmath>
 #include <utility>
@@ -19,15 +20,17 @@
 namespace ullage::host {
 namespace {
 
-constexpr const char *kHeader = "column,cells,in_50,in_90\n";
+const std::vector<std::string> kNames = {"column", "cells", "in_50", "in_90", "hits", "expected_hits", "hit_error"};
 
 }  // namespace
 
 void write_overimputation(OutputFile &file, const std::vector<OverimputedColumn> &columns) {
-    file.write(kHeader);
+    file.write(fmt::format("{}\n", fmt::join(kNames, ",")));
     for (const OverimputedColumn &column : columns) {
-        file.write(
-            fmt::format("{},{},{},{}\n", quote_cell(column.name, ','), column.cells, column.in_50, column.in_90));
+        file.write(fmt::format("{},{},", quote_cell(column.name, ','), column.cells));
+        file.write(column.hits ? fmt::format(",,{},{},{}\n", format_number(column.hits->observed),
+                                             format_number(column.hits->expected), format_number(column.hits->error))
+                               : fmt::format("{},{},,,\n", column.in_50, column.in_90));
     }
 }
 
@@ -35,8 +38,8 @@ std::optional<std::vector<OverimputedColumn>> read_overimputation(const std::str
                                                                   const RunRecord &record) {
     if (record.file(kOverimputationName) == nullptr) return std::nullopt;
     const ResultRows file(directory, record, kOverimputationName, ',');
-    if (file->names() != std::vector<std::string>{"column", "cells", "in_50", "in_90"}) {
-        throw Error(Fault::data, fmt::format("{}: its columns are not column, cells, in_50, in_90", file->source()));
+    if (file->names() != kNames) {
+        throw Error(Fault::data, fmt::format("{}: its columns are not {}", file->source(), fmt::join(kNames, ", ")));
     }
     std::vector<OverimputedColumn> columns;
     while (file->next()) {
@@ -51,7 +54,17 @@ std::optional<std::vector<OverimputedColumn>> read_overimputation(const std::str
         std::string column(file->cell(0));
         const std::size_t cells = count(1, 1.0, 1e9);
         const auto all = static_cast<double>(cells);
-        columns.push_back({std::move(column), cells, count(2, 0.0, all), count(3, 0.0, all)});
+        if (trim(file->cell(4)).empty()) {
+            columns.push_back({std::move(column), cells, count(2, 0.0, all), count(3, 0.0, all)});
+            continue;
+        }
+        const auto share = [&](std::size_t place) {
+            const double number = parse_number(file->cell(place)).value_or(-1.0);
+            if (number >= 0.0 && number <= all) return number;
+            throw file->broken(
+                fmt::format("{} {} is no number from 0 to {}", file->names()[place], quote(file->cell(place)), all));
+        };
+        columns.push_back({std::move(column), cells, 0, 0, OverimputedColumn::Hits{share(4), share(5), share(6)}});
     }
     return columns;
 }

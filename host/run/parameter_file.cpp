@@ -54,10 +54,8 @@ void check_columns(const CsvRows &file, const std::vector<std::string> &header) 
 
 ParameterDraws read_parameters(const std::string &directory, const RunRecord &record) {
     const ResultRows file(directory, record, kParametersName, ',');
-    std::vector<std::string> columns;
-    for (const RunColumn &column : record.columns) columns.push_back(column.transformed_name());
     ParameterDraws result;
-    result.names = parameter_names(columns);
+    result.names = parameter_names(record.variable_names());
     std::vector<std::string> header = {".chain", ".iteration"};
     if (record.by) header.emplace_back(".level");
     const std::size_t first = header.size();

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <filesystem>
 #include <limits>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <utility>
@@ -17,9 +18,9 @@
 #include "ullage/host/base/checksum.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/input_file.h"
-#include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/base/words.h"
+#include "ullage/host/model/parameter_names.h"
 #include "ullage/host/model/scale.h"
 #include "ullage/host/run/result_file.h"
 #include "ullage/host/run/result_names.h"
@@ -51,6 +52,7 @@ public:
     }
     void character(const char *name, char value) { json_[name] = std::string(1, value); }
     void word(const char *name, Transformation value) { json_[name] = name_of(value); }
+    void word(const char *name, ColumnKind value) { json_[name] = name_of(value); }
     void natural(const char *name, std::uint64_t value) { json_[name] = value; }
     template <typename Count>
     void count(const char *name, Count value, std::int64_t, std::int64_t) {
@@ -116,6 +118,13 @@ public:
         const auto known = transformation_named(word);
         if (!known) throw broken(name, "is none that is known");
         value = *known;
+    }
+    void word(const char *name, ColumnKind &value) const {
+        std::string word;
+        text(name, word);
+        const auto known = std::find(kColumnKindNames.begin(), kColumnKindNames.end(), word);
+        if (known == kColumnKindNames.end()) throw broken(name, "is none that is known");
+        value = static_cast<ColumnKind>(known - kColumnKindNames.begin());
     }
     void natural(const char *name, std::uint64_t &value) const {
         if (!at(name).is_number_unsigned()) throw broken(name, "is no whole number from 0");
@@ -194,6 +203,10 @@ void describe(Members &&top, Record &record) {
     });
     top.list("columns", record.columns, [](auto &members, auto &column) {
         members.text("name", column.name);
+        members.word("kind", column.kind);
+        members.text("kind_reason", column.kind_reason);
+        members.number("step", column.step, unknown);
+        members.texts("words", column.words);
         members.count("observed", column.observed, 0, kMostCount);
         members.count("missing", column.missing, 0, kMostCount);
         members.count("bounded", column.bounded, 0, kMostCount);
@@ -203,9 +216,15 @@ void describe(Members &&top, Record &record) {
         members.number("centre", column.centre, unknown);
         members.number("scale", column.scale, unknown);
     });
+    top.list("variables", record.variables, [](auto &members, auto &variable) {
+        members.text("name", variable.name);
+        members.text("column", variable.column);
+        members.text_or_null("word", variable.word);
+    });
     top.list("carried", record.carried, [](auto &members, auto &column) {
         members.text("name", column.name);
         members.count("blank", column.blank, 0, kMostCount);
+        members.text("reason", column.reason);
     });
     top.texts("order", record.order);
     top.text_or_null("by", record.by);
@@ -233,6 +252,46 @@ void describe(Members &&top, Record &record) {
     });
 }
 
+/** Hold the words of the columns, and the variables, against the kinds. */
+void check_kinds(const RunRecord &record, const Reader &top) {
+    std::map<std::string_view, std::size_t> variables;  // of each column
+    for (std::size_t i = 0; i < record.columns.size(); ++i) {
+        const RunColumn &column = record.columns[i];
+        const std::string place = fmt::format("columns[{}]", i);
+        const bool has_words = column.kind != ColumnKind::number && column.kind != ColumnKind::stepped;
+        const std::size_t words = column.words.size();
+        if (has_words ? words < 2 || (column.kind == ColumnKind::binary && words > 2) : words > 0) {
+            throw top.broken(place + ".words", "are not as many as the kind has");
+        }
+        if (std::set(column.words.begin(), column.words.end()).size() != words) {
+            throw top.broken(place + ".words", "are not all different");
+        }
+        if (column.kind == ColumnKind::stepped && !(column.step > 0.0 && std::isfinite(column.step))) {
+            throw top.broken(place + ".step", "is no number above 0");
+        }
+        variables[column.name] = column.kind == ColumnKind::nominal ? words - 1 : 1;
+    }
+    for (std::size_t i = 0; i < record.variables.size(); ++i) {
+        const RunVariable &variable = record.variables[i];
+        const std::string place = fmt::format("variables[{}]", i);
+        const auto left = variables.find(variable.column);
+        if (left == variables.end() || left->second-- == 0) {
+            throw top.broken(place + ".column", "is none of columns, or has more variables than its kind has");
+        }
+        const RunColumn &column = record.column(variable.column);
+        if (!column.holds_words() && variable.name != column.transformed_name()) {
+            throw top.broken(place + ".name", fmt::format("is not {}", column.transformed_name()));
+        }
+        const std::vector<std::string> &words = column.words;
+        if (variable.word && std::find(words.begin(), words.end(), *variable.word) == words.end()) {
+            throw top.broken(place + ".word", "is no word of its column");
+        }
+    }
+    for (const auto &[column, left] : variables) {
+        if (left > 0) throw top.broken("variables", fmt::format("lack one of column {}", quote(column)));
+    }
+}
+
 /** Hold what a record says against itself, before anything is sized by it. */
 void check_record(const RunRecord &record, const Reader &top) {
     const std::int64_t per_chain = (std::int64_t{record.imputations} + record.chains - 1) / record.chains;
@@ -256,6 +315,7 @@ void check_record(const RunRecord &record, const Reader &top) {
         }
         if (!(column.lower < column.upper)) throw top.broken(place, "has bounds that leave no room");
     }
+    check_kinds(record, top);
     if (record.levels.empty()) throw top.broken("levels", "is empty");
     if (!record.by && record.levels.size() > 1) throw top.broken("by", "is null, and there are several levels");
     std::int64_t rows = 0;
@@ -299,6 +359,23 @@ const FileFacts *RunRecord::file(std::string_view name) const {
     return found == files.end() ? nullptr : &*found;
 }
 
+const RunColumn &RunRecord::column(std::string_view name) const {
+    return *std::find_if(columns.begin(), columns.end(), [&](const RunColumn &column) { return column.name == name; });
+}
+
+std::size_t RunRecord::variable_of(std::size_t column) const {
+    const auto found = std::find_if(variables.begin(), variables.end(), [&](const RunVariable &variable) {
+        return variable.column == columns[column].name;
+    });
+    return static_cast<std::size_t>(found - variables.begin());
+}
+
+std::vector<std::string> RunRecord::variable_names() const {
+    std::vector<std::string> names;
+    for (const RunVariable &variable : variables) names.push_back(variable.name);
+    return names;
+}
+
 RunRecord describe_run(const ModelTable &model, const ImputeSettings &settings) {
     const Table &table = *model.table;
     RunRecord record;
@@ -322,19 +399,20 @@ RunRecord describe_run(const ModelTable &model, const ImputeSettings &settings) 
         const auto count = [&](CellState state) {
             return std::count(column.states.begin(), column.states.end(), state);
         };
-        record.columns.push_back({column.name, count(CellState::observed), count(CellState::missing),
-                                  count(CellState::bounded), column.lower, column.upper, column.transformation,
-                                  model.scales[i].centre, model.scales[i].scale});
+        record.columns.push_back({column.name, column.kind, column.kind_reason, column.step, column.words,
+                                  count(CellState::observed), count(CellState::missing), count(CellState::bounded),
+                                  column.lower, column.upper, column.transformation, model.scales[i].centre,
+                                  model.scales[i].scale});
+    }
+    const std::vector<std::string> names = variable_names(model);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const Variable &variable = model.variables.list[i];
+        record.variables.push_back({names[i], table.columns[variable.column].name, variable.word});
     }
     for (const OutputColumn &output : table.output) {
         if (output.file_column < 0) continue;
         const auto column = static_cast<std::size_t>(output.file_column);
-        CarriedColumn &carried = record.carried.emplace_back(CarriedColumn{table.file.names[column]});
-        for (std::size_t row = 0; row < table.row_count(); ++row) {
-            if (row % 4096 == 0) check_interrupt();
-            const std::string_view text = trim(table.file.raw(row, column));
-            carried.blank += text.empty() || text == "\"\"" ? 1 : 0;
-        }
+        record.carried.push_back({table.file.names[column], static_cast<std::int64_t>(output.blank), output.reason});
     }
     for (const OrderRule &rule : table.order) {
         record.order.push_back(table.columns[static_cast<std::size_t>(rule.first)].name + (rule.or_equal ? "<=" : "<") +

@@ -25,7 +25,11 @@ namespace ullage::host {
 /** A column of the model as run.json describes it. */
 struct RunColumn {
     std::string name;
-    std::int64_t observed = 0;  ///< cells
+    ColumnKind kind = ColumnKind::number;
+    std::string kind_reason = {};         ///< why, for the user
+    double step = 0.0;                    ///< of a stepped column
+    std::vector<std::string> words = {};  ///< of a binary, ordered or nominal column, in their order; empty otherwise
+    std::int64_t observed = 0;            ///< cells
     std::int64_t missing = 0;
     std::int64_t bounded = 0;
     double lower = -kOpen;  ///< bound of every hidden cell
@@ -34,16 +38,25 @@ struct RunColumn {
     double centre = 0.0;  ///< the model's unit: (transformed value - centre) / scale
     double scale = 1.0;
 
-    /** The name as parameters have it: "log(lead)". */
+    [[nodiscard]] bool holds_words() const { return !words.empty(); }
+    /** "log(lead)" */
     [[nodiscard]] std::string transformed_name() const;
     /** A value of the column on the scale of the model, neither centred nor scaled. */
     [[nodiscard]] double transform(double value) const;
 };
 
+/** A variable of the normal model, as parameters are named by it. A column of numbers is one itself. */
+struct RunVariable {
+    std::string name;                                ///< transformed: "log(lead)", "stage=II"
+    std::string column;                              ///< the column that it belongs to
+    std::optional<std::string> word = std::nullopt;  ///< the word that it speaks for; none of an ordered column
+};
+
 /** A column that the completed tables have besides those of the model. */
 struct CarriedColumn {
     std::string name;
-    std::int64_t blank = 0;  ///< cells without text
+    std::int64_t blank = 0;  ///< cells that are missing
+    std::string reason;      ///< why it is not in the model, for the user
 };
 
 /** A level of the "by" column; a run without one has a single level whose name is empty. */
@@ -82,6 +95,7 @@ struct RunRecord {
     std::string prior;  ///< as the user wrote it
     std::optional<std::string> by;
     std::vector<RunColumn> columns;
+    std::vector<RunVariable> variables;  ///< of the model: those of nominal columns behind all others
     std::vector<CarriedColumn> carried;
     std::vector<std::string> order;  ///< rules for every row: "a<b"
     std::vector<RunLevel> levels;
@@ -93,6 +107,12 @@ struct RunRecord {
 
     /** What is recorded of a file, or null. */
     [[nodiscard]] const FileFacts *file(std::string_view name) const;
+    /** The column of that name. @pre there is one */
+    [[nodiscard]] const RunColumn &column(std::string_view name) const;
+    /** The first of the variables of a column. */
+    [[nodiscard]] std::size_t variable_of(std::size_t column) const;
+    /** Names of the variables. */
+    [[nodiscard]] std::vector<std::string> variable_names() const;
     /** Iterations of each chain that count. */
     [[nodiscard]] std::size_t kept() const { return static_cast<std::size_t>(iterations - burn_in); }
 };

@@ -51,7 +51,7 @@ RunResults gather_results(RunRecord record, const ModelTable &model, const Imput
     for (const Column &column : table.columns) {
         tables.model.push_back(tables.columns.size());
         tables.columns.push_back(
-            {column.name, column.values, {}, std::vector<std::vector<double>>(tables.imputations)});
+            {column.name, column.values, {}, std::vector<std::vector<double>>(tables.imputations), column.words});
     }
     for (std::size_t h = 0; h < model.hidden->cells.size(); ++h) {
         const HiddenCell &cell = model.hidden->cells[h];

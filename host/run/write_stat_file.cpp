@@ -183,6 +183,7 @@ public:
         for (StatColumn &column : columns_) {
             const std::string name = names.allowed(column.name);
             column.variable = add(name, column.width);
+            if (column.column >= 0) label_words(table_.columns[static_cast<std::size_t>(column.column)], column);
             if (name != column.name)
                 readstat_variable_set_label(column.variable, label_of(column.name, limits_of(format_)).c_str());
         }
@@ -227,6 +228,28 @@ private:
         return variable;
     }
 
+    /** Words are written as 1, 2, ..., with the words as labels of these values. */
+    void label_words(const Column &column, const StatColumn &stat) {
+        if (!column.holds_words()) return;
+        const bool is_stata = format_ == StatFormat::dta;
+        readstat_label_set_t *labels =
+            readstat_add_label_set(writer_.get(), is_stata ? READSTAT_TYPE_INT32 : READSTAT_TYPE_DOUBLE,
+                                   fmt::format("words{}", ++label_sets_).c_str());
+        if (labels == nullptr) throw std::bad_alloc();
+        for (std::size_t word = 0; word < column.words.size(); ++word) {
+            const std::string label = label_of(column.words[word], limits_of(format_));
+            if (is_stata) {
+                readstat_label_int32_value(labels, static_cast<std::int32_t>(word + 1), label.c_str());
+            } else {
+                readstat_label_double_value(labels, static_cast<double>(word + 1), label.c_str());
+            }
+        }
+        readstat_variable_set_label_set(stat.variable, labels);
+        readstat_variable_set_measure(
+            stat.variable, column.kind == ColumnKind::ordered ? READSTAT_MEASURE_ORDINAL : READSTAT_MEASURE_NOMINAL);
+        readstat_variable_set_format(stat.variable, is_stata ? "%10.0g" : "F8.0");
+    }
+
     void insert_cell(const StatColumn &column, std::size_t row) {
         if (column.column >= 0) {
             insert(column, table_.columns[static_cast<std::size_t>(column.column)].values[row]);
@@ -241,6 +264,7 @@ private:
     }
 
     void insert(const StatColumn &column, double value) {
+        if (column.column >= 0 && table_.columns[static_cast<std::size_t>(column.column)].holds_words()) value += 1.0;
         check(std::isnan(value) ? readstat_insert_missing_value(writer_.get(), column.variable)
                                 : readstat_insert_double_value(writer_.get(), column.variable, value));
     }
@@ -258,6 +282,7 @@ private:
     const Table &table_;
     std::unique_ptr<readstat_writer_t, void (*)(readstat_writer_t *)> writer_;
     std::vector<StatColumn> columns_;
+    int label_sets_ = 0;
 };
 
 }  // namespace

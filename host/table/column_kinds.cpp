@@ -12,18 +12,22 @@
 #include <limits>
 #include <set>
 #include <string_view>
-#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/base/words.h"
+#include "ullage/host/table/word_places.h"
 
 namespace ullage::host {
 namespace {
 
 // From so many rows on, whole numbers that are all different are taken for names of the rows.
 constexpr std::size_t kLeastNames = 20;
+
+// What a column of remarks holds, unless it has codes of its own.
+constexpr std::string_view kRemarkSigns[] = {"<", ">", "<=", ">=", "≤", "≥"};
 
 /** The cells of a column of the file, without quotes and blanks, one after the other. */
 template <typename Visit>
@@ -155,15 +159,25 @@ KindChoice kind_of_numbers(const FileText &file, const Candidate &candidate, con
     return {.kind = ColumnKind::number, .reason = "numbers"};
 }
 
+/** Whether no text of a column stands in two cells. */
+bool are_all_different(const FileText &file, std::size_t file_column, const ReadOptions &options) {
+    std::unordered_set<std::string> texts;
+    bool is_different = true;
+    for_each_text(file, file_column, options,
+                  [&](std::size_t, std::string_view text) { return is_different = texts.emplace(text).second; });
+    return is_different;
+}
+
 KindChoice kind_of_words(const FileText &file, const Candidate &candidate, const ReadOptions &options) {
     const auto texts = different_texts(file, candidate.file_column, options, kMostWords);
     if (texts.empty()) return {.kind = std::nullopt, .reason = "all its cells are missing"};
     if (texts.size() == 1) return {.kind = std::nullopt, .reason = "it has a single word"};
+    if (holds_remarks(file, candidate.file_column, options)) {
+        return {.kind = std::nullopt, .reason = "nothing but signs of comparison"};
+    }
     if (holds_dates(file, candidate.file_column, options)) return {.kind = std::nullopt, .reason = "dates"};
     if (texts.size() == 2) return {.kind = ColumnKind::binary, .words = in_order(texts), .reason = "two words"};
-    std::size_t known = 0;
-    for_each_text(file, candidate.file_column, options, [&](std::size_t, std::string_view) { return ++known != 0; });
-    if (texts.size() == known) {
+    if (are_all_different(file, candidate.file_column, options)) {
         return {.kind = std::nullopt, .reason = "its words are all different, as names of the rows are"};
     }
     if (texts.size() > kMostWords) {
@@ -187,6 +201,12 @@ KindChoice told_kind(const FileText &file, const Candidate &candidate, const Kin
                                                                          : fmt::format("{}", choice.words.size()),
                                               is_binary ? "2" : fmt::format("2 to {}", most)));
     }
+    const auto is_number = [](const std::string &word) { return parse_number(word).has_value(); };
+    if (told.kind == ColumnKind::ordered && !std::ranges::all_of(choice.words, is_number)) {
+        throw Error(Fault::usage,
+                    fmt::format("--ordered: give the words of {} in their order: --ordered {}", quote(candidate.name),
+                                shell_word(fmt::format("{}={}", candidate.name, fmt::join(choice.words, ",")))));
+    }
     if (choice.words.size() == 2) choice.kind = ColumnKind::binary;
     return choice;
 }
@@ -195,17 +215,13 @@ KindChoice told_kind(const FileText &file, const Candidate &candidate, const Kin
 class WordReader {
 public:
     WordReader(const FileText &file, const Candidate &candidate, const KindChoice &choice)
-        : file_(file), candidate_(candidate), choice_(choice) {
-        for (std::size_t i = 0; i < choice.words.size(); ++i) {
-            place_[choice.words[i]] = i;
-            if (const auto number = parse_number(choice.words[i])) place_of_number_[*number] = i;
-        }
+        : file_(file), candidate_(candidate), choice_(choice), places_(choice.words) {
         cells_.values.assign(file.row_count(), std::numeric_limits<double>::quiet_NaN());
         cells_.states.assign(file.row_count(), CellState::missing);
     }
 
     void read(std::size_t row, std::string_view text) {
-        if (const auto place = place_of(text)) {
+        if (const auto place = places_.find(text)) {
             cells_.values[row] = static_cast<double>(*place);
             cells_.states[row] = CellState::observed;
         } else if (choice_.kind != ColumnKind::ordered || !read_limits(row, text)) {
@@ -222,15 +238,6 @@ public:
     WordCells finish() { return std::move(cells_); }
 
 private:
-    /** The place of a word; of numbers, "1" and "1.0" are one. */
-    [[nodiscard]] std::optional<std::size_t> place_of(std::string_view text) const {
-        text = trim(text);
-        if (const auto found = place_.find(std::string(text)); found != place_.end()) return found->second;
-        const auto number = parse_number(text);
-        const auto found = number ? place_of_number_.find(*number) : place_of_number_.end();
-        return found != place_of_number_.end() ? std::optional(found->second) : std::nullopt;
-    }
-
     /** <=WORD, <WORD, >=WORD, >WORD, WORD..WORD; false if it is none of these. */
     bool read_limits(std::size_t row, std::string_view text) {
         double lower = -0.5;
@@ -239,7 +246,7 @@ private:
         if (const bool is_upper = take(rest, "<"); is_upper || take(rest, ">") || take(rest, "≤") || take(rest, "≥")) {
             const bool is_below = text.starts_with('<') || text.starts_with("≤");
             const bool or_equal = take(rest, "=") || !(text.starts_with('<') || text.starts_with('>'));
-            const auto place = place_of(rest);
+            const auto place = places_.find(rest);
             if (!place) return false;
             const auto own = static_cast<double>(*place);
             if (is_below) upper = or_equal ? own + 0.5 : own - 0.5;
@@ -247,8 +254,8 @@ private:
         } else {
             const std::size_t dots = text.find("..");
             if (dots == std::string_view::npos) return false;
-            const auto first = place_of(text.substr(0, dots));
-            const auto last = place_of(text.substr(dots + 2));
+            const auto first = places_.find(text.substr(0, dots));
+            const auto last = places_.find(text.substr(dots + 2));
             if (!first || !last) return false;
             lower = static_cast<double>(*first) - 0.5;
             upper = static_cast<double>(*last) + 0.5;
@@ -262,12 +269,23 @@ private:
     const FileText &file_;
     const Candidate &candidate_;
     const KindChoice &choice_;
-    std::unordered_map<std::string, std::size_t> place_;
-    std::unordered_map<double, std::size_t> place_of_number_;
+    WordPlaces places_;
     WordCells cells_;
 };
 
 }  // namespace
+
+bool holds_remarks(const FileText &file, std::size_t file_column, const ReadOptions &options) {
+    bool has_sign = false;
+    std::string buffer;
+    for (std::size_t row = 0; row < file.row_count(); ++row) {
+        const std::string_view text = file.trimmed(row, file_column, buffer);
+        if (is_missing(text, options)) continue;
+        if (std::find(std::begin(kRemarkSigns), std::end(kRemarkSigns), text) == std::end(kRemarkSigns)) return false;
+        has_sign = true;
+    }
+    return has_sign;
+}
 
 KindChoice choose_kind(const FileText &file, const Candidate &candidate, const CandidateCells &cells,
                        const ReadOptions &options) {
@@ -275,7 +293,7 @@ KindChoice choose_kind(const FileText &file, const Candidate &candidate, const C
     if (told != options.kinds.end()) return told_kind(file, candidate, *told, options);
     if (!options.find_kinds) {
         if (cells.numbers > 0) return {.kind = ColumnKind::number, .reason = "numbers"};
-        return {.kind = std::nullopt, .reason = "there is no number in it"};
+        return {.kind = std::nullopt, .reason = kNoNumber};
     }
     return cells.numbers > 0 ? kind_of_numbers(file, candidate, cells, options)
                              : kind_of_words(file, candidate, options);

@@ -21,6 +21,9 @@ namespace ullage::host {
 /** The most words that a column without an option may have to be nominal. */
 inline constexpr std::size_t kMostWords = 20;
 
+/** Why a column is carried along where kinds are not looked for. */
+inline constexpr const char *kNoNumber = "there is no number in it";
+
 /** What a column is taken for. */
 struct KindChoice {
     std::optional<ColumnKind> kind;       ///< nothing: it is carried along
@@ -43,6 +46,9 @@ struct KindChoice {
  */
 [[nodiscard]] KindChoice choose_kind(const FileText &file, const Candidate &candidate, const CandidateCells &cells,
                                      const ReadOptions &options);
+
+/** Whether every cell of a column of the file is a sign of comparison such as < or missing, and not all are missing. */
+[[nodiscard]] bool holds_remarks(const FileText &file, std::size_t file_column, const ReadOptions &options);
 
 /** The cells of a column of words. */
 struct WordCells {

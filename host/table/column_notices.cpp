@@ -13,7 +13,9 @@
 
 #include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/words.h"
+#include "ullage/host/table/column_kinds.h"
 #include "ullage/host/table/read_columns.h"
+#include "ullage/host/table/transformations.h"
 
 namespace ullage::host {
 namespace {
@@ -21,34 +23,40 @@ namespace {
 // What many tables write for a missing number.
 constexpr double kMissingCodes[] = {-99.0, -999.0, -9999.0};
 
-// What a column of remarks holds, unless it has codes of its own.
-constexpr std::string_view kRemarkSigns[] = {"<", ">", "<=", ">=", "≤", "≥"};
-
-/** Whether every cell of a column of the file is a sign of comparison or missing, and not all are missing. */
-bool holds_remarks(const FileText &file, std::size_t file_column, const ReadOptions &options) {
-    bool has_sign = false;
-    std::string buffer;
-    for (std::size_t row = 0; row < file.row_count(); ++row) {
-        const std::string_view text = file.trimmed(row, file_column, buffer);
-        if (is_missing(text, options)) continue;
-        if (std::find(std::begin(kRemarkSigns), std::end(kRemarkSigns), text) == std::end(kRemarkSigns)) return false;
-        has_sign = true;
-    }
-    return has_sign;
-}
-
-void tell_what_is_carried(const Table &table, const std::vector<Candidate> &without_number, const ReadOptions &options,
-                          Notices &notices) {
-    std::vector<std::string> names;
-    for (const Candidate &candidate : without_number) {
-        if (!candidate.upper && holds_remarks(table.file, candidate.file_column, options)) {
+/** Of what may be otherwise than it looks among the columns that are carried along. */
+void warn_of_carried(const Table &table, const ReadOptions &options, Notices &notices) {
+    std::vector<std::string> blank;
+    for (const OutputColumn &output : table.output) {
+        if (output.file_column < 0) continue;
+        const auto column = static_cast<std::size_t>(output.file_column);
+        const std::string &name = table.file.names[column];
+        if (output.is_found && holds_remarks(table.file, column, options)) {
             notices.push_back(
                 {true, fmt::format("column {} holds nothing but signs such as < and >: if they belong to the values of "
                                    "another column, --remark {} reads these as bounds; now they count as "
                                    "measured",
-                                   quote(candidate.name), shell_word("COLUMN=" + candidate.name))});
+                                   quote(name), shell_word("COLUMN=" + name))});
+        } else if (output.is_doubtful) {
+            notices.push_back(
+                {true, fmt::format("column {} has {} and is carried along, not modelled: --nominal {} "
+                                   "models its words all the same, --carry {} says that it is meant so",
+                                   quote(name), output.reason, shell_word(in_list(name)), shell_word(in_list(name)))});
         }
-        names.push_back(quote(candidate.name));
+        if (output.blank > 0 && output.is_found && output.blank < table.row_count()) {
+            blank.push_back(fmt::format("{} ({})", quote(name), output.blank));
+        }
+    }
+    if (blank.empty() || !options.find_kinds) return;
+    notices.push_back({true, fmt::format("carried along with missing cells, which no completed table fills: {}",
+                                         fmt::join(blank, ", "))});
+}
+
+/** Without kinds, a column without a number is no part of the model. */
+void tell_what_is_carried(const Table &table, const ReadOptions &options, Notices &notices) {
+    std::vector<std::string> names;
+    for (const OutputColumn &output : table.output) {
+        if (output.file_column < 0 || options.find_kinds || output.reason != kNoNumber) continue;
+        names.push_back(quote(table.file.names[static_cast<std::size_t>(output.file_column)]));
     }
     if (names.empty()) return;
     notices.push_back({false, fmt::format("carried along unchanged, as there is no number in {}: {}",
@@ -152,9 +160,9 @@ void warn_of_lowest(const Table &table, const Column &column, bool has_cells_bel
 
 }  // namespace
 
-void tell_about_columns(const Table &table, const std::vector<Candidate> &without_number, const ReadOptions &options,
-                        Notices &notices) {
-    tell_what_is_carried(table, without_number, options, notices);
+void tell_about_columns(const Table &table, const ReadOptions &options, Notices &notices) {
+    warn_of_carried(table, options, notices);
+    tell_what_is_carried(table, options, notices);
     std::vector<bool> has_cells_below(table.columns.size(), false);
     for (const Bound &bound : table.bounds) {
         if (bound.is_upper && bound.other < 0) has_cells_below[static_cast<std::size_t>(bound.column)] = true;
@@ -163,9 +171,29 @@ void tell_about_columns(const Table &table, const std::vector<Candidate> &withou
         check_interrupt();
         const Column &column = table.columns[i];
         tell_of_pair(table, column, notices);
-        if (!options.columns) warn_of_row_numbers(column, notices);
-        warn_of_lowest(table, column, has_cells_below[i], options, notices);
+        if (!options.columns && !options.find_kinds) warn_of_row_numbers(column, notices);
+        if (!column.holds_words()) warn_of_lowest(table, column, has_cells_below[i], options, notices);
     }
+}
+
+std::vector<ColumnLine> describe_columns(const Table &table) {
+    std::vector<ColumnLine> lines;
+    for (const OutputColumn &output : table.output) {
+        if (output.column < 0) {
+            lines.push_back({table.file.names[static_cast<std::size_t>(output.file_column)], "carried", output.reason});
+            if (output.blank > 0) lines.back().why += fmt::format("; {} missing", count_of(output.blank, "cell"));
+            continue;
+        }
+        const Column &column = table.columns[static_cast<std::size_t>(output.column)];
+        ColumnLine line{column.name, kColumnKindNames[static_cast<std::size_t>(column.kind)], column.kind_reason};
+        if (column.holds_words()) line.why += ": " + list_of(column.words);
+        if (column.kind == ColumnKind::stepped) line.why += fmt::format(", in steps of {}", column.step);
+        if (column.transformation != Transformation::none) {
+            line.why += ", modelled as " + transformed_name(column.transformation, column.name);
+        }
+        lines.push_back(std::move(line));
+    }
+    return lines;
 }
 
 }  // namespace ullage::host

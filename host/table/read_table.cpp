@@ -22,6 +22,8 @@
 namespace ullage::host {
 namespace {
 
+constexpr std::size_t kRowsBetweenInterrupts = 4096;
+
 // Up to so many words each get a message of their own, even where they outnumber the numbers of their column.
 constexpr std::size_t kMostStrayWords = 10;
 
@@ -44,6 +46,8 @@ private:
     void keep_numbers(std::size_t index, const KindChoice &choice);
     void refuse_if_asked_for(std::size_t index, const KindChoice &choice);
     void keep_columns();
+    [[nodiscard]] std::string why_carried(std::size_t file_column) const;
+    [[nodiscard]] OutputColumn carry(std::size_t file_column);
     void lay_out();
     void keep_bounds();
     void refuse_comparison(std::size_t row, const Bound &bound, std::int32_t other);
@@ -60,8 +64,9 @@ private:
     Table table_;
     FileColumns file_columns_;
     std::vector<Candidate> candidates_;
-    ReadCells cells_;                    // of the candidates
-    std::vector<std::int32_t> kept_as_;  // of each candidate, the column; -1 if it is carried along
+    ReadCells cells_;                                      // of the candidates
+    std::vector<std::int32_t> kept_as_;                    // of each candidate, the column; -1 if it is carried along
+    std::unordered_map<std::size_t, KindChoice> refused_;  // by file column, of the candidates that are carried along
     std::vector<std::vector<WordCells::Limits>> word_limits_;  // of each column, of its bounded cells by row
     std::string unquoted_;                                     // holds the text of cell() if it had quotes
     Problems problems_;
@@ -137,6 +142,8 @@ void Reader::keep_columns() {
         KindChoice choice = choose_kind(table_.file, candidates_[i], cells_.columns[i], options_);
         if (!choice.kind) {
             refuse_if_asked_for(i, choice);
+            if (candidates_[i].upper) refused_.emplace(*candidates_[i].upper, choice);
+            refused_.emplace(candidates_[i].file_column, std::move(choice));
             continue;
         }
         const bool are_words = !choice.words.empty();
@@ -145,8 +152,42 @@ void Reader::keep_columns() {
         are_words ? keep_words(i, choice) : keep_numbers(i, choice);
     }
     if (table_.columns.empty() && problems_.count == 0) {
-        problems_.add({.message = "no column holds a number"});
+        problems_.add({.message = options_.find_kinds ? "no column can be modelled; see what ullage check says of them"
+                                                      : "no column holds a number"});
     }
+}
+
+/** Why a column of the file that is not in the model is not there. */
+std::string Reader::why_carried(std::size_t file_column) const {
+    const std::string &name = table_.file.names[file_column];
+    if (name.empty()) return "it has no name";
+    if (options_.id == name) return "--id";
+    if (options_.by == name) return "--by";
+    for (const Column &column : table_.columns) {
+        const auto place = static_cast<std::ptrdiff_t>(file_column);
+        if (column.upper_file_column == place || column.file_column == place) return "a limit of " + quote(column.name);
+    }
+    for (const auto &[column, remark] : options_.remarks) {
+        if (remark == name) return "remarks on " + quote(column);
+    }
+    if (std::ranges::find(options_.carry, name) != options_.carry.end()) return "--carry";
+    return "not among --columns";
+}
+
+OutputColumn Reader::carry(std::size_t file_column) {
+    OutputColumn output{static_cast<std::ptrdiff_t>(file_column), -1};
+    if (const auto choice = refused_.find(file_column); choice != refused_.end()) {
+        output.reason = choice->second.reason;
+        output.is_found = true;
+        output.is_doubtful = choice->second.is_doubtful;
+    } else {
+        output.reason = why_carried(file_column);
+    }
+    for (std::size_t row = 0; row < table_.row_count(); ++row) {
+        if (row % kRowsBetweenInterrupts == 0) check_interrupt();
+        if (is_missing(cell(row, file_column), options_)) ++output.blank;
+    }
+    return output;
 }
 
 /** Give every column of the file, and every pair of limits behind its later one, a place in the output. */
@@ -163,7 +204,7 @@ void Reader::lay_out() {
         if (column_at[c] >= 0) {
             table_.output.push_back({-1, column_at[c]});
         } else {
-            table_.output.push_back({static_cast<std::ptrdiff_t>(c), -1});
+            table_.output.push_back(carry(c));
         }
         if (pair_behind[c] >= 0) table_.output.push_back({-1, pair_behind[c]});
     }
@@ -326,11 +367,7 @@ Table Reader::read() {
     read_id();
     read_levels();
     throw_if_any_problem();
-    std::vector<Candidate> without_number;
-    for (std::size_t i = 0; i < candidates_.size(); ++i) {
-        if (kept_as_[i] < 0) without_number.push_back(std::move(candidates_[i]));
-    }
-    tell_about_columns(table_, without_number, options_, notices_);
+    tell_about_columns(table_, options_, notices_);
     return std::move(table_);
 }
 

@@ -26,6 +26,12 @@ std::size_t column_of(const Table &table, const std::string &name, std::string_v
                     fmt::format("{}: {} is {}, and the rule is for numbers; --number may make it one", rule,
                                 quote(name), kColumnKindNames[static_cast<std::size_t>(table.columns[*column].kind)]));
     }
+    for (const OutputColumn &output : table.output) {
+        if (!output.is_found || table.file.names[static_cast<std::size_t>(output.file_column)] != name) continue;
+        throw Error(Fault::usage,
+                    fmt::format("{}: {} is carried along, as {}; --number or --nominal takes it into the model", rule,
+                                quote(name), output.reason));
+    }
     std::vector<std::string> names;
     for (const Column &c : table.columns) names.push_back(c.name);
     throw Error(Fault::usage,

@@ -41,6 +41,10 @@ enum class ColumnKind : std::uint8_t {
     nominal,  ///< one of three or more words without an order
 };
 inline constexpr std::array<const char *, 5> kColumnKindNames = {"number", "stepped", "binary", "ordered", "nominal"};
+/** "number" */
+[[nodiscard]] constexpr const char *name_of(ColumnKind kind) {
+    return kColumnKindNames[static_cast<std::size_t>(kind)];
+}
 
 /** An open end of an interval. */
 inline constexpr double kOpen = std::numeric_limits<double>::infinity();
@@ -117,7 +121,11 @@ struct OrderRule {
 /** One column of the output. */
 struct OutputColumn {
     std::ptrdiff_t file_column;  ///< carried along byte for byte, or -1
-    std::ptrdiff_t column;       ///< a column of numbers, or -1
+    std::ptrdiff_t column;       ///< a column of the model, or -1
+    std::string reason = {};     ///< of a carried one, why it is not in the model, for the user: "--id", "dates"
+    std::size_t blank = 0;       ///< of a carried one, its missing cells, which stay so
+    bool is_found = false;       ///< of a carried one, whether its cells decided it, and no option or other column
+    bool is_doubtful = false;    ///< of a carried one, whether it may belong into the model
 };
 
 /** A table, with the rules for its columns and rows. */

@@ -34,7 +34,7 @@ std::string_view name_of(Transformation transformation) {
 }
 
 std::optional<Transformation> transformation_named(std::string_view name) {
-    const auto found = std::ranges::find(kTransformations, name, name_of);
+    const auto found = std::ranges::find(kTransformations, name, [](Transformation known) { return name_of(known); });
     if (found == kTransformations.end()) return std::nullopt;
     return *found;
 }

@@ -26,7 +26,17 @@ id,site,lead,zinc,copper_lo,copper_hi,note
 """
 
 LEAD_SUMMARY = """\
-lead.csv: 5 rows, 3 columns read as numbers, 5 carried along, 2 levels
+lead.csv: 5 rows, 3 columns in the model, 5 carried along, 2 levels
+
+column     kind     why
+id         carried  --carry
+site       carried  --by
+lead       number   numbers
+zinc       number   numbers
+copper_lo  carried  a limit of "copper"; 2 cells missing
+copper_hi  carried  a limit of "copper"; 2 cells missing
+copper     number   a pair of limits
+note       carried  --carry; 2 cells missing
 
 column  observed   missing     below     above  interval   ordered
 lead           2         0         2         0         1         0
@@ -48,10 +58,11 @@ HINT = "ullage: ullage --help and ullage COMMAND --help tell more\n"
 COMMANDS = [
     ("summary", "check lead.csv --carry id,note --by site --quiet", "", 0, LEAD_SUMMARY, ""),
     ("standard input", "check -", "x\n1\n<2\n", 0, None, ""),
-    ("notes", "check -", "x,t\n1,a\n", 0, None,
-     'ullage: note: carried along unchanged, as there is no number in it: "t"\n'),
+    ("notes", "check -", "x,t\n1,2024-01-31\n3,2024-02-01\n2,\n", 0, None,
+     'ullage: warning: carried along with missing cells, which no completed table fills: "t" (1)\n'),
     ("contradictions are shown with the table", "check - --order a<b", "a,b\n1,2\n3,2\n", 65,
-     "standard input: 2 rows, 2 columns read as numbers\n\n"
+     "standard input: 2 rows, 2 columns in the model\n\n"
+     "column  kind    why\na       number  numbers\nb       number  numbers\n\n"
      "column  observed   missing     below     above  interval   ordered\n"
      "a              2         0         0         0         0         0\n"
      "b              2         0         0         0         0         0\n\n"
@@ -183,7 +194,9 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(report["patterns"][1], {"rows": 1, "cells": "#~"})
         self.assertEqual([(p["line"], p["row"], p["columns"]) for p in report["problems"]],
                          [(2, 1, ["a", "b"]), (3, 2, ["a", "b"])])
-        self.assertEqual(report["notices"][0]["warning"], False)
+        self.assertEqual(report["kinds"][2], {"name": "t", "kind": "carried",
+                                              "why": "its words are all different, as names of the rows are"})
+        self.assertEqual(report["notices"], [])
 
     def test_wide_tables_show_patterns_without_names(self):
         names = [f"column{i}" for i in range(30)]
@@ -197,7 +210,7 @@ class CommandLine(unittest.TestCase):
                         .endswith("       1    3.2  in 1 other pattern\n"))
 
     def test_imputations_keep_what_is_known(self):
-        settings = "--seed 5 -m 3 --burn-in 20 --thin 5 --chains 2 --order a<b --log a --lower b=0 --prior ridge=4"
+        settings = "--seed 5 -m 3 --burn-in 20 --thin 5 --chains 2 --order a<b --log a --lower b=0 --prior ridge=4 --carry t"
         code, _, err = self.run_program(f"impute good.csv -o out {settings} --quiet -j 1")
         self.assertEqual(code, 0, err)
         self.assertEqual(sorted(os.listdir(self.path / "out")),

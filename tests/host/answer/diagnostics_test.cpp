@@ -45,6 +45,7 @@ DrawnRun independent_run(double missing) {
     run.record.chains = 4;
     run.record.thin = 4;
     run.record.columns = {{.name = "a"}, {.name = "b", .transformation = Transformation::log}};
+    run.record.variables = {{"a", "a"}, {"log(b)", "b"}};
     run.record.levels = {{"", 100, 50}};
     run.draws.names = {"mean(a)", "mean(log(b))", "var(a)", "cov(log(b),a)", "var(log(b))"};
     run.draws.draws.assign(1, std::vector<Chains>(5, Chains(4)));
@@ -91,7 +92,7 @@ TEST(Diagnose, WorstCombinationFindsTheHiddenColumn) {
     const DrawnRun even = independent_run(0.0);
     const WorstCombination worst = diagnose(even.record, even.draws, nullptr).worst.at(0);
     EXPECT_NEAR(worst.fmi, 0.5, 0.05);
-    EXPECT_NEAR(std::min(worst.weights.at(0), worst.weights.at(1)), -1.0, 0.1);
+    EXPECT_NEAR(std::min(worst.weights.at(0).weight, worst.weights.at(1).weight), -1.0, 0.1);
     // With 90% of b missing the worst is near b itself, and above 0.9.
     const DrawnRun hidden = independent_run(0.9);
     const WorstCombination of_b = diagnose(hidden.record, hidden.draws, nullptr).worst.at(0);

@@ -65,14 +65,14 @@ def cells_ordered(j, value, numbers):
     return "<x0" if j == 1 and numbers.uniform() < 0.2 else f"{value - 9 * (j == 1):.3f}"
 
 
-SHORT = ("-m", "3", "--chains", "2", "--burn-in", "10", "--thin", "5")
+SHORT = ("-m", "3", "--chains", "2", "--burn-in", "10", "--thin", "5", "--carry", "site")
 RUNS = {
     "missing": (table(60, 4, 1, missing(0.2)), SHORT),
     "censored": (table(80, 4, 2, censored), SHORT),
     "order": (table(60, 4, 3, ordered), (*SHORT, "--order", "x0<x1<x2")),
     "cells in order": (table(60, 3, 4, cells_ordered), SHORT),
-    "levels": (table(90, 3, 5, missing(0.2)), (*SHORT, "--by", "site", "--prior", "ridge=2")),
-    "blocks": (table(13000, 3, 6, missing(0.4)), ("-m", "1", "--chains", "1", "--burn-in", "2", "--thin", "1")),
+    "levels": (table(90, 3, 5, missing(0.2)), (*SHORT[:-2], "--by", "site", "--prior", "ridge=2")),
+    "blocks": (table(13000, 3, 6, missing(0.4)), ("-m", "1", "--chains", "1", "--burn-in", "2", "--thin", "1", "--carry", "site")),
     "16 columns": (table(90, 16, 7, missing(0.1)), SHORT),
     "40 columns": (table(160, 40, 8, missing(0.1)), SHORT),
 }

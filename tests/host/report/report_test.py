@@ -146,7 +146,7 @@ class Report(unittest.TestCase):
             self.assertIn(name, page.words)
         self.assertIn(f"{runs.ODD_NAMES[0]}<{runs.ODD_NAMES[1]}", page.words)
         wide = Page(self.read("wide"))
-        for words in ["<West>", "South & 'East'", "A ridge prior worth 5 cases", "nor changed: site, note (60 blanks)."]:
+        for words in ["<West>", "South & 'East'", "A ridge prior worth 5 cases", "nor changed: site (--by), note (it has a single word; 60 blanks)."]:
             self.assertIn(words, wide.words)
 
     def test_what_was_read_is_counted_from_the_table(self):
@@ -258,13 +258,14 @@ class Report(unittest.TestCase):
                              f"{100 * int(cells[name]['in_90']) / int(cells[name]['cells']):.1f}%")
         subprocess.run([PROGRAM, "report", "once", "--quiet"], cwd=self.path, check=True)
         self.assertEqual(report.read_text(encoding="utf-8"), first)
-        for line, words in [("a,100,50,90", "about as many"), ("a,100,50,96", "about as many"),
-                            ("a,100,50,99", "The intervals of a hold"), ("a,100,20,90", "The intervals of a hold")]:
-            over.write_text(f"column,cells,in_50,in_90\n{line}\n", encoding="utf-8")
+        for line, words in [("a,100,50,90,,,", "about as many"), ("a,100,50,96,,,", "about as many"),
+                            ("a,100,50,99,,,", "The imputations of a hold"), ("a,100,20,90,,,", "The imputations of a hold"),
+                            ("a,100,,,50,55,2", "about as many"), ("a,100,,,50,58,2", "The imputations of a hold")]:
+            over.write_text(f"column,cells,in_50,in_90,hits,expected_hits,hit_error\n{line}\n", encoding="utf-8")
             seal(self.path / "once")
             subprocess.run([PROGRAM, "report", "once", "--quiet"], cwd=self.path, check=True)
             self.assertIn(words, report.read_text(encoding="utf-8"), line)
-        over.write_text("column,cells,in_50,in_90\na,10,11,9\n", encoding="utf-8")
+        over.write_text("column,cells,in_50,in_90,hits,expected_hits,hit_error\na,10,11,9,,,\n", encoding="utf-8")
         seal(self.path / "once")
         done = subprocess.run([PROGRAM, "report", "once"], cwd=self.path, capture_output=True, text=True, check=False)
         self.assertEqual((done.returncode, "line 2" in done.stderr), (65, True), done.stderr)

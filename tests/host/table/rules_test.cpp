@@ -124,7 +124,9 @@ TEST(ApplyRules, Refuses) {
         Rules rules;
         const char *error;
     } rows[] = {
-        {{.lower = {{"t", 1}}}, "--lower: \"t\" is no column of the model; these are x, y, z, a€"},
+        {{.lower = {{"u", 1}}}, "--lower: \"u\" is no column of the model; these are x, y, z, a€"},
+        {{.lower = {{"t", 1}}},
+         "--lower: \"t\" is carried along, as there is no number in it; --number or --nominal takes it into the model"},
         {{.lower = {{"x", 1}, {"x", 2}}}, "--lower: \"x\" is given twice"},
         {{.lower = {{"x", 2}}, .upper = {{"x", 2}}}, "the rules leave no value for \"x\": above 2 and below 2"},
         {{.upper = {{"x", -1}}, .log = {"x"}}, "the rules leave no value for \"x\": above 0 and below -1"},
