@@ -12,6 +12,8 @@
 #include "ullage/host/base/error.h"
 #include "ullage/host/draw/chain_errors.h"
 #include "ullage/host/draw/engine_text.h"
+#include "ullage/host/draw/refused_rows.h"
+#include "ullage/host/model/marginal.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/numbers/moments.h"
 
@@ -37,6 +39,10 @@ std::vector<double> work_of_blocks(const ModelTable &model) {
     return work;
 }
 
+std::size_t portion_count(const Level &level) {
+    return (level.row_count + kBlockRows - 1) / kBlockRows;
+}
+
 // A node of a level's tree in an exchange: its level, its place, its count, means and scatter.
 void append_node(std::size_t level, const TreeNode &node, std::vector<double> &numbers) {
     numbers.push_back(static_cast<double>(level));
@@ -52,7 +58,8 @@ std::size_t exchange_capacity(const ModelTable &model) {
     const std::size_t n = model.variables.list.size();
     std::size_t nodes = 0;
     for (const Level &level : model.levels) {
-        nodes += std::min<std::size_t>(level.block_count + 1, 2 * std::bit_width(level.block_count + 1));
+        const std::size_t parts = std::max(level.block_count + 1, portion_count(level));
+        nodes += std::min<std::size_t>(parts, 2 * std::bit_width(parts));
     }
     return nodes * (3 + n + packed_size(n));
 }
@@ -86,31 +93,98 @@ Chain::Chain(const ModelTable &model, std::uint64_t seed, std::uint64_t number, 
         }
         parameters_.push_back(std::move(start));
     }
+    if (model.region.is_everywhere()) return;
+    std::vector<double> work;
+    for (std::size_t l = 0; l < model.levels.size(); ++l) {
+        for (std::size_t left = model.levels[l].row_count; left > 0; left -= portions_.back().rows) {
+            portions_.push_back({l, std::min(left, kBlockRows)});
+            work.push_back(static_cast<double>(portions_.back().rows));
+        }
+    }
+    own_portions_ = share_of(work, team.number(), team.size());
+    refused_.assign(model.levels.size(), 0.0);
+    all_refused_ = refused_;
 }
 
 void Chain::iterate() {
     ++iteration_;
-    std::vector<std::vector<Moments>> own(model_.levels.size());
-    if (team_->number() == 0) {
-        for (std::size_t level = 0; level < own.size(); ++level) own[level].push_back(model_.levels[level].complete);
+    std::vector<OwnParts> own;
+    for (const Level &level : model_.levels) {
+        const bool is_first = team_->number() == 0;  // who has the complete rows, which come before the blocks
+        own.push_back(
+            {is_first ? 0 : std::max(blocks_.first, level.first_block) - level.first_block + 1, level.block_count + 1});
+        if (is_first) own.back().moments.push_back(level.complete);
     }
     for (std::size_t block = blocks_.first; block < blocks_.second; ++block) {
         draw_cells(block);
-        own[model_.blocks[block].level].push_back(moments_of(block));  // while its values are in the cache
+        own[model_.blocks[block].level].moments.push_back(moments_of(block));  // while its values are in the cache
     }
-    const std::vector<Moments> rows = combine_levels(std::move(own));
+    const std::vector<Moments> rows = combine_levels(std::move(own), model_.variables.list.size());
+    std::vector<Parameters> ruled;
+    if (!portions_.empty() && iteration_ > kSettling) {
+        for (const Parameters &all : parameters_) ruled.push_back(marginal_of(all, model_.region.variables));
+    }
     for (std::size_t level = 0; level < rows.size(); ++level) draw_level(level, rows[level]);
+    if (!ruled.empty()) draw_ruled(rows, std::move(ruled));
 }
 
-// The moments of each level, of which this member has some parts: the complete rows come first, then the blocks.
-std::vector<Moments> Chain::combine_levels(std::vector<std::vector<Moments>> own) {
-    const std::size_t n = model_.variables.list.size();
+// What the other variables are given those with rules, the rules do not touch: it stays as it is drawn.
+void Chain::draw_ruled(const std::vector<Moments> &rows, std::vector<Parameters> ruled) {
+    const std::vector<std::size_t> &variables = model_.region.variables;
+    std::ranges::fill(refused_, 0.0);
+    for (std::size_t sweep = 0; sweep < kRuledSweeps; ++sweep) {
+        std::vector<Moments> refused = draw_refused(ruled, sweep);
+        for (std::size_t l = 0; l < rows.size(); ++l) {
+            refused_[l] += refused[l].count / static_cast<double>(kRuledSweeps);
+            random_.restart({seed_, StreamPurpose::ruled, number_, iteration_, sweep * rows.size() + l});
+            const Level &level = model_.levels[l];
+            try {
+                ruled[l] = draw_parameters(combine({marginal_of(rows[l], variables), std::move(refused[l])}),
+                                           level.ruled_prior, random_);
+                if (sweep + 1 == kRuledSweeps) parameters_[l] = with_marginal(parameters_[l], variables, ruled[l]);
+            } catch (const UnusableMoments &why) {
+                throw explain_unusable(model_, level, {why.kind(), variables});
+            }
+        }
+    }
+    for (std::size_t l = 0; l < rows.size(); ++l) {
+        all_refused_[l] += refused_[l];
+        const auto ruled_iterations = static_cast<double>(iteration_ - kSettling);
+        const double obeying = static_cast<double>(model_.levels[l].row_count) * ruled_iterations;
+        if (ruled_iterations >= kSettling && all_refused_[l] > kMostRefused * (all_refused_[l] + obeying)) {
+            throw too_many_refused(model_, model_.levels[l], ruled[l], iteration_, number_);
+        }
+    }
+}
+
+// The refused rows of each level.
+std::vector<Moments> Chain::draw_refused(std::span<const Parameters> ruled, std::size_t sweep) {
+    std::vector<OwnParts> own;
+    std::size_t first_portion = 0;
+    for (const Level &level : model_.levels) {
+        const std::size_t total = portion_count(level);
+        own.push_back({std::clamp(own_portions_.first, first_portion, first_portion + total) - first_portion, total});
+        first_portion += total;
+    }
+    for (std::size_t portion = own_portions_.first; portion < own_portions_.second; ++portion) {
+        const auto &[level, rows] = portions_[portion];
+        random_.restart({seed_, StreamPurpose::refused, number_, iteration_, sweep * portions_.size() + portion});
+        try {
+            own[level].moments.push_back(draw_refused_rows(model_.region, ruled[level], rows, random_));
+        } catch (const UnusableMoments &why) {
+            throw explain_unusable(model_, model_.levels[level], why);
+        } catch (const TooManyRefused &) {
+            throw too_many_refused(model_, model_.levels[level], ruled[level], iteration_, number_);
+        }
+    }
+    return combine_levels(std::move(own), model_.region.variables.size());
+}
+
+// The moments of each level, of which this member has some parts.
+std::vector<Moments> Chain::combine_levels(std::vector<OwnParts> own, std::size_t n) {
     std::vector<double> numbers;
     for (std::size_t l = 0; l < own.size(); ++l) {
-        const Level &level = model_.levels[l];
-        const std::size_t first =
-            team_->number() == 0 ? 0 : std::max(blocks_.first, level.first_block) - level.first_block + 1;
-        for (const TreeNode &node : combine_within(std::move(own[l]), first, level.block_count + 1)) {
+        for (const TreeNode &node : combine_within(std::move(own[l].moments), own[l].first, own[l].total)) {
             append_node(l, node, numbers);
         }
     }
@@ -125,7 +199,7 @@ std::vector<Moments> Chain::combine_levels(std::vector<std::vector<Moments>> own
     }
     std::vector<Moments> rows;
     for (std::size_t l = 0; l < own.size(); ++l) {
-        rows.push_back(combine_nodes(std::move(nodes[l]), model_.levels[l].block_count + 1));
+        rows.push_back(combine_nodes(std::move(nodes[l]), own[l].total));
     }
     return rows;
 }

@@ -24,6 +24,15 @@
 
 namespace ullage::host {
 
+/** Iterations at the beginning of a chain that take no account of the rules: parameters far from the data would have
+ * nearly all rows refused. Part of what a seed means, as is the next. */
+inline constexpr std::uint64_t kSettling = 20;
+/** How often an iteration draws refused rows and the parameters of the variables with rules by turns: these depend much
+ * on each other, and cost little beside the cells. */
+inline constexpr std::size_t kRuledSweeps = 10;
+/** The share of refused rows that is an error. */
+inline constexpr double kMostRefused = 0.99;
+
 /** The most numbers that a member of a team of a chain puts into an exchange. */
 [[nodiscard]] std::size_t exchange_capacity(const ModelTable &model);
 
@@ -31,8 +40,9 @@ namespace ullage::host {
  * One chain of data augmentation (Tanner, Wong 1987), with its own engine session.
  *
  * An iteration draws the hidden cells given the parameters, then the parameters of every level given the completed
- * rows. The chain starts from parameters of its own, more widely spread than the posterior distribution. All that it
- * gives depends on the table, the seed and the chain's number alone.
+ * rows and, where there are rules, the rows that these refuse (draw_refused_rows), which are forgotten. The chain
+ * starts from parameters of its own, more widely spread than the posterior distribution. All that it gives depends on
+ * the table, the seed and the chain's number alone.
  */
 class Chain {
 public:
@@ -47,6 +57,10 @@ public:
     /** @throws Error  data if the completed rows or the parameters have become unusable: which columns, and why */
     void iterate();
 
+    /** Rows that broke the rules in the last iteration, of each level, in the mean of its sweeps; none without rules.
+     */
+    [[nodiscard]] std::span<const double> refused() const { return refused_; }
+
     /** The parameters of each level, in the model's units: the last drawn, or the start. */
     [[nodiscard]] std::span<const Parameters> parameters() const { return parameters_; }
 
@@ -55,9 +69,22 @@ public:
     void copy_hidden(std::span<double> values);
 
 private:
+    /** Rows of a level for which the refused ones come from one stream. */
+    struct Portion {
+        std::size_t level;
+        std::size_t rows;
+    };
+    /** What this member has of the parts of a level. */
+    struct OwnParts {
+        std::size_t first;
+        std::size_t total;
+        std::vector<Moments> moments = {};
+    };
     void draw_cells(std::size_t block);
     [[nodiscard]] Moments moments_of(std::size_t block);
-    [[nodiscard]] std::vector<Moments> combine_levels(std::vector<std::vector<Moments>> own);
+    void draw_ruled(const std::vector<Moments> &rows, std::vector<Parameters> ruled);
+    [[nodiscard]] std::vector<Moments> draw_refused(std::span<const Parameters> ruled, std::size_t sweep);
+    [[nodiscard]] std::vector<Moments> combine_levels(std::vector<OwnParts> own, std::size_t n);
     void draw_level(std::size_t level, const Moments &rows);
     void copy_own_cells(std::span<double> values);
 
@@ -75,6 +102,10 @@ private:
     EngineSession engine_;
     RandomStream random_;
     std::vector<Parameters> parameters_;
+    std::vector<Portion> portions_;                     // of all members, level by level; none without rules
+    std::pair<std::size_t, std::size_t> own_portions_;  // of this one
+    std::vector<double> refused_;
+    std::vector<double> all_refused_;  // since the chain has settled
 };
 
 }  // namespace ullage::host

@@ -41,4 +41,13 @@ Error no_draw(const ModelTable &model, std::span<const std::int32_t> rows, const
                         cells, iteration, chain, in_level(level), error.engine_text())};
 }
 
+Error too_many_refused(const ModelTable &model, const Level &level, const Parameters &parameters,
+                       std::uint64_t iteration, std::uint64_t chain) {
+    return {Fault::data,
+            fmt::format("more than 99% of the rows of the fitted normal distribution break the rules (iteration {} of "
+                        "chain {}{}): the data have another shape. {}",
+                        iteration, chain, in_level(level),
+                        advise_region(model.region, *model.table, model.variables, parameters))};
+}
+
 }  // namespace ullage::host

@@ -23,6 +23,10 @@ namespace ullage::host {
 [[nodiscard]] Error no_draw(const ModelTable &model, std::span<const std::int32_t> rows, const Level &level,
                             std::uint64_t iteration, std::uint64_t chain, const EngineError &error);
 
+/** Nearly all rows of the normal distribution break the rules. */
+[[nodiscard]] Error too_many_refused(const ModelTable &model, const Level &level, const Parameters &parameters,
+                                     std::uint64_t iteration, std::uint64_t chain);
+
 }  // namespace ullage::host
 
 #endif

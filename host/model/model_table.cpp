@@ -11,6 +11,8 @@
 #include <utility>
 
 #include "ullage/host/base/error.h"
+#include "ullage/host/base/words.h"
+#include "ullage/host/model/marginal.h"
 #include "ullage/host/numbers/moments.h"
 
 namespace ullage::host {
@@ -135,6 +137,20 @@ void check_known(const Column &column, const Level &level, const std::vector<std
                                          column.name, column.words[word], in_level(level)));
 }
 
+// Cases that the prior means of variables with rules are worth where the prior leaves means flat. Far outside the
+// region a normal distribution of large variance looks there like an exponential one, whatever its mean: under a flat
+// prior the posterior distribution would be improper, however many rows there are.
+constexpr double kRuledCases = 1.0;
+
+Prior ruled_prior(const ModelTable &model, const Level &level) {
+    const std::vector<std::size_t> &variables = model.region.variables;
+    Prior prior = marginal_of(level.prior, variables, model.variables.list.size());
+    if (prior.mean_cases > 0.0) return prior;
+    prior.mean_cases = kRuledCases;
+    for (const std::size_t variable : variables) prior.mean.push_back(level.mean[variable]);
+    return prior;
+}
+
 // Find early what would stop the first iterations.
 void check_level(const ModelTable &model, const Level &level, const std::vector<std::int32_t> &rows) {
     const Table &table = *model.table;
@@ -165,7 +181,7 @@ void check_level(const ModelTable &model, const Level &level, const std::vector<
     }
 }
 
-// A mixture is one of numbers, over the whole table.
+// A mixture is one of numbers, over the whole table, without rules.
 void check_mixture(const Table &table, const PriorChoice &prior) {
     for (const Column &column : table.columns) {
         if (!is_latent(column.kind)) continue;
@@ -176,6 +192,14 @@ void check_mixture(const Table &table, const PriorChoice &prior) {
     if (table.levels.size() > 1) {
         throw Error(Fault::usage, "--components and --by cannot be given together: run each level on its own file");
     }
+    for (const Column &column : table.columns) {
+        if (column.lower == -kOpen && column.upper == kOpen && column.transformation != Transformation::sqrt) continue;
+        throw Error(Fault::usage,
+                    fmt::format("{} has limits (--lower, --upper, --sqrt), which a mixture (--components) "
+                                "does not keep; --log or --logit may do instead",
+                                quote(column.name)));
+    }
+    if (!table.order.empty()) throw Error(Fault::usage, "--components and --order cannot be given together");
     if (prior.kind != PriorChoice::Kind::standard) {
         throw Error(Fault::usage, "--prior is for one normal distribution; a mixture (--components) has its own prior");
     }
@@ -225,6 +249,7 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
     if (components > 1) check_mixture(table, prior);
     ModelTable model{&table, &hidden, choose_scales(table, hidden), {}, {}, {}};
     model.variables = lay_out_variables(table, model.scales);
+    model.region = find_region(table, model.variables);
     const bool has_latent = std::ranges::any_of(table.columns, is_latent, &Column::kind);
     std::vector<std::vector<std::int32_t>> rows_of_level(table.levels.size());
     for (std::size_t row = 0; row < table.row_count(); ++row) {
@@ -236,6 +261,7 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
         level.row_count = rows_of_level[l].size();
         summarise_observed(model, rows_of_level[l], level);
         level.prior = make_prior(prior, table, model.variables, level.variance);
+        level.ruled_prior = ruled_prior(model, level);
         // Before anything of the size of a covariance is made.
         if (!has_enough_rows(static_cast<double>(level.row_count), model.variables.list.size(), level.prior)) {
             throw explain_unusable(model, level, UnusableMoments(UnusableMoments::Kind::too_few, {}));

@@ -16,6 +16,7 @@
 #include "ullage/host/model/mixture.h"
 #include "ullage/host/model/posterior.h"
 #include "ullage/host/model/prior.h"
+#include "ullage/host/model/region.h"
 #include "ullage/host/model/scale.h"
 #include "ullage/host/numbers/moments.h"
 #include "ullage/host/table/table.h"
@@ -42,6 +43,7 @@ struct Level {
     std::vector<double> mean;                 ///< of the observed cells, 0 where there are none; rough for words
     std::vector<double> variance;             ///< of the observed cells, 1 where they do not vary and for words
     Prior prior;
+    Prior ruled_prior;  ///< of the variables of the region; never flat in their means
 };
 
 /** A table made ready for data augmentation. It refers to the table and its hidden cells, which must outlive it. */
@@ -53,13 +55,15 @@ struct ModelTable {
     std::vector<Level> levels;
     std::vector<Block> blocks;  ///< level by level
     std::optional<MixturePrior> mixture = std::nullopt;
+    Region region = {};  ///< that every row lies in
 };
 
 /**
  * Make a table ready.
  *
  * @param components  of a mixture of normals; 1 is one normal distribution
- * @throws Error  usage, if a mixture is asked for with a column of words or steps, levels or a prior of its own; data,
+ * @throws Error  usage, if a mixture is asked for with a column of words or steps, levels, rules or a prior of its own;
+ *                data,
  *                in words and with a way out, if the data cannot determine the parameters: a constant column,
  *                a column that nothing is known of, too few rows, columns that are combinations of each other
  */

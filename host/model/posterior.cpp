@@ -84,7 +84,7 @@ Posterior make_posterior(const Moments &moments, const Prior &prior) {
     }
     posterior.mean = moments.mean;
     std::vector<double> scatter = moments.scatter;
-    if (prior.covariance_cases > 0.0) {
+    if (!prior.scatter.empty()) {
         std::ranges::transform(scatter, prior.scatter, scatter.begin(), std::plus<>());
     }
     if (prior.mean_cases > 0.0) {

@@ -44,10 +44,10 @@ struct UtilityBlock {
  * All zero is Jeffreys' prior, with density |covariance|^(-(n + 1) / 2).
  */
 struct Prior {
-    double mean_cases = 0.0;        ///< how many cases the prior mean is worth; 0 for a flat one
-    double covariance_cases = 0.0;  ///< degrees of freedom of the covariance
-    std::vector<double> mean;       ///< n; not read if mean_cases is 0
-    std::vector<double> scatter;    ///< packed; covariance_cases times the prior guess; not read if that is 0
+    double mean_cases = 0.0;                   ///< how many cases the prior mean is worth; 0 for a flat one
+    double covariance_cases = 0.0;             ///< degrees of freedom of the covariance
+    std::vector<double> mean;                  ///< n; not read if mean_cases is 0
+    std::vector<double> scatter;               ///< packed; covariance_cases times the prior guess; empty for 0
     std::vector<UtilityBlock> utilities = {};  ///< of nominal columns; they are the last variables
 };
 

@@ -46,7 +46,7 @@ constexpr LayerEdges layer_edges() {
 constexpr LayerEdges kLayerEdges = layer_edges();
 
 void RandomStream::restart(const StreamKey &key) {
-    key_ = {key.seed, static_cast<std::uint64_t>(kStreamVersion) << 32 | static_cast<std::uint64_t>(key.purpose)};
+    key_ = {key.seed, static_cast<std::uint64_t>(kKeyVersion) << 32 | static_cast<std::uint64_t>(key.purpose)};
     counter_ = {0, key.chain, key.iteration, key.block};
     next_ = words_.size();
 }

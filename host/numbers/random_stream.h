@@ -13,8 +13,10 @@
 
 namespace ullage::host {
 
-/** Goes up whenever the same key would give other numbers; recorded with every run. */
-inline constexpr std::uint32_t kStreamVersion = 2;
+/** Goes up whenever the same seed would give other results; recorded with every run. */
+inline constexpr std::uint32_t kStreamVersion = 3;
+/** Part of every key; goes up with kStreamVersion where all numbers are to change. */
+inline constexpr std::uint32_t kKeyVersion = 2;
 
 /** What the numbers of a stream decide. The values are part of the stream: never changed, never used again. */
 enum class StreamPurpose : std::uint32_t {
@@ -22,6 +24,8 @@ enum class StreamPurpose : std::uint32_t {
     cells = 2,       ///< the hidden cells of a block of rows
     parameters = 3,  ///< the parameters of a level
     overimpute = 4,  ///< the observed cells of a column that are hidden
+    refused = 5,     ///< rows that break the rules, for a block of rows and a sweep
+    ruled = 6,       ///< the parameters of the variables with rules, for a level and a sweep
     components = 8,  ///< the components of a block of rows
 };
 

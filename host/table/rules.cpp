@@ -116,22 +116,35 @@ void add_transformations(Table &table, const Rules &rules, Notices &notices) {
     }
 }
 
+/** Why a column cannot hold an observed value, or nothing. A step around a limit still reaches over it. */
+std::string objection_to(const Column &column, double value) {
+    const double half = column.kind == ColumnKind::stepped ? 0.5 * column.step : 0.0;
+    const Range range = range_of(column.transformation);
+    if (!range.holds(value) && !(half > 0.0 && range.holds(value + half))) {
+        return fmt::format("--{} needs {}", name_of(column.transformation), range.in_words);
+    }
+    const bool is_below = half > 0.0 ? value + half <= column.lower : value < column.lower;
+    const bool is_above = half > 0.0 ? value - half >= column.upper : value > column.upper;
+    if (!is_below && !is_above) return "";
+    return fmt::format("the value is {} {}={}, which holds for every row", is_below ? "below --lower" : "above --upper",
+                       column.name, is_below ? column.lower : column.upper);
+}
+
 void check_observed_values(const Table &table) {
     Problems problems;
     for (std::size_t c = 0; c < table.columns.size(); ++c) {
         check_interrupt();
         const Column &column = table.columns[c];
-        const Range range = range_of(column.transformation);
-        if (column.transformation == Transformation::none) continue;
+        if (column.holds_words()) continue;
         for (std::size_t row = 0; row < column.values.size(); ++row) {
-            if (table.is_hidden(row, c) || range.holds(column.values[row])) continue;
-            // A step around the end of the range still reaches into it.
-            if (column.kind == ColumnKind::stepped && range.holds(column.values[row] + 0.5 * column.step)) continue;
+            if (table.is_hidden(row, c)) continue;
+            std::string objection = objection_to(column, column.values[row]);
+            if (objection.empty()) continue;
             problems.add({.line = table.file.line[row],
                           .row = static_cast<std::int64_t>(row + 1),
                           .columns = {column.name},
                           .text = table.cell_text(row, c),
-                          .message = fmt::format("--{} needs {}", name_of(column.transformation), range.in_words)});
+                          .message = std::move(objection)});
         }
     }
     problems.throw_if_any(table.file.source);
@@ -151,18 +164,6 @@ void check_rules(const Table &table) {
         if (order.at(i, i) == kUnordered) continue;
         throw Error(Fault::usage, fmt::format("--order: the rules run in a circle through {}",
                                               quote(table.columns[order.columns()[i]].name)));
-    }
-}
-
-void warn_of_values_beyond_limits(const Table &table, Notices &notices) {
-    for (const Column &column : table.columns) {
-        const auto beyond = std::count_if(column.values.begin(), column.values.end(),
-                                          [&](double value) { return value < column.lower || value > column.upper; });
-        if (beyond == 0) continue;
-        notices.push_back(
-            {true, fmt::format("{} of column {} lie beyond its --lower or --upper, which hold for imputed "
-                               "cells only",
-                               count_of(static_cast<std::size_t>(beyond), "observed cell"), quote(column.name))});
     }
 }
 
@@ -194,7 +195,6 @@ void apply_rules(Table &table, const Rules &rules, Notices &notices) {
     add_transformations(table, rules, notices);
     check_rules(table);
     check_observed_values(table);
-    warn_of_values_beyond_limits(table, notices);
 }
 
 }  // namespace ullage::host

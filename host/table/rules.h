@@ -16,8 +16,8 @@ namespace ullage::host {
 
 /** Rules as the user gives them; columns are given by name. */
 struct Rules {
-    std::vector<std::pair<std::string, double>> lower = {};  ///< every hidden cell of the column lies above the number
-    std::vector<std::pair<std::string, double>> upper = {};  ///< every hidden cell of the column lies below the number
+    std::vector<std::pair<std::string, double>> lower = {};  ///< every cell of the column lies above the number
+    std::vector<std::pair<std::string, double>> upper = {};  ///< every cell of the column lies below the number
     std::vector<std::string> order = {};                     ///< "a<b<c", "a<=b", for the cells of every row
     std::vector<std::string> log = {};                       ///< columns whose logarithm is modelled
     std::vector<std::string> sqrt = {};                      ///< columns whose square root is modelled
@@ -32,7 +32,7 @@ struct Rules {
  *
  * @throws Error      usage if a rule names no column of the model, two rules contradict each other, or two tied columns
  *                    are given different transformations
- * @throws DataError  if an observed value is outside the range of its column's transformation
+ * @throws DataError  if an observed value is outside its column's limits or the range of its transformation
  */
 void apply_rules(Table &table, const Rules &rules, Notices &notices);
 

@@ -93,8 +93,8 @@ struct Column {
     std::ptrdiff_t file_column = -1;      ///< where its cells stand; for a pair of limits the column of the lower ones
     std::ptrdiff_t upper_file_column = -1;  ///< for a pair of limits the column of the upper ones, otherwise -1
     Transformation transformation = Transformation::none;
-    double lower = -kOpen;          ///< every hidden cell of the column lies above it
-    double upper = kOpen;           ///< every hidden cell of the column lies below it
+    double lower = -kOpen;          ///< every cell of the column lies above it, or equals it if observed
+    double upper = kOpen;           ///< every cell of the column lies below it, likewise
     std::vector<double> values;     ///< one per row; NaN where the cell is hidden
     std::vector<CellState> states;  ///< one per row
 

@@ -161,12 +161,16 @@ std::unique_ptr<ReadyTable> mixed_table() {
     return table_of(csv, "jeffreys", options, rules);
 }
 
-TEST(Impute, EveryValueObeysItsBounds) {
+TEST(Impute, EveryValueObeysItsBoundsWhoeverDrawsIt) {
     const auto ready = mixed_table();
     EXPECT_EQ(ready->model.levels.size(), 2u);
     EXPECT_GE(ready->model.blocks.size(), 3u);
-    const ImputeSettings settings{.seed = 2, .imputations = 3, .burn_in = 5, .thin = 5, .chains = 2, .jobs = 2};
+    ImputeSettings settings{.seed = 2, .imputations = 3, .burn_in = 20, .thin = 5, .chains = 2, .jobs = 4};
     const Imputations result = run(*ready, settings);
+    settings.jobs = 1;
+    const Imputations by_one = run(*ready, settings);
+    EXPECT_TRUE(same_bits(result.values, by_one.values));
+    EXPECT_TRUE(same_bits(result.draws, by_one.draws));
     const HiddenCells &hidden = ready->hidden;
     for (const auto &values : result.values) {
         ASSERT_EQ(values.size(), hidden.cells.size());

@@ -1,0 +1,41 @@
+// SPDX-FileCopyrightText: 2026 The Ullage authors
+// SPDX-License-Identifier: Apache-2.0
+// The rows that a normal distribution gives besides those that obey the rules.
+
+#ifndef ULLAGE_HOST_DRAW_REFUSED_ROWS_H
+#define ULLAGE_HOST_DRAW_REFUSED_ROWS_H
+
+#include <cstddef>
+#include <stdexcept>
+
+#include "ullage/host/model/posterior.h"
+#include "ullage/host/model/region.h"
+#include "ullage/host/numbers/moments.h"
+#include "ullage/host/numbers/random_stream.h"
+
+namespace ullage::host {
+
+/** Nearly all rows of a normal distribution break the rules, so that drawing them comes to no end. */
+class TooManyRefused : public std::runtime_error {
+public:
+    TooManyRefused() : std::runtime_error("too many refused rows") {}
+};
+
+/**
+ * Draw the rows that break the rules, in the number in which they come before so many that obey (Rao, Lin and Dunson
+ * 2016, Biometrika 103, 319-335; O'Malley and Zaslavsky 2008, JASA 103, 1405-1418).
+ *
+ * Together with the rows that obey they are rows of the normal distribution without rules, so that its parameters given
+ * all of them have their ordinary posterior distribution.
+ *
+ * @param parameters  of the variables of the region
+ * @return the moments of the refused rows
+ * @throws TooManyRefused
+ * @throws UnusableMoments  collinear, if the covariance has no root
+ */
+[[nodiscard]] Moments draw_refused_rows(const Region &region, const Parameters &parameters, std::size_t obeying,
+                                        RandomStream &random);
+
+}  // namespace ullage::host
+
+#endif
