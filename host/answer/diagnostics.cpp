@@ -85,8 +85,9 @@ public:
         const std::size_t n = variables_.size();
         for (std::size_t i = 0; i < n; ++i) out.push_back(judge(names_[i], ParameterKind::mean, draws_[i], fmi[i]));
         for (std::size_t i = 0; i < n; ++i) {
-            // The variance of a binary column's variable is 1 by definition.
-            if (record_.column(record_.variables[i].column).kind == ColumnKind::binary) continue;
+            // The variance of a latent binary variable is 1 by definition.
+            const RunColumn &column = record_.column(record_.variables[i].column);
+            if (column.kind == ColumnKind::binary && column.is_latent()) continue;
             const std::size_t place = n + packed_index(i, i);
             out.push_back(judge(names_[place], ParameterKind::variance, draws_[place], kUnknown));
         }

@@ -78,6 +78,10 @@ public:
         const Column &column = model_.table->columns[c];
         const HiddenCell *hidden = hidden_cell(c);
         const ColumnVariables &own = model_.variables.columns[c];
+        if (own.are_indicators) {
+            for (std::size_t j = 0; j < own.count; ++j) append_number(c, own.first + j);
+            return;
+        }
         if (column.kind == ColumnKind::binary || column.kind == ColumnKind::nominal) {
             for (std::size_t j = 0; j < own.count; ++j) append_utility(c, own, j, hidden != nullptr);
             return;
@@ -91,7 +95,7 @@ public:
                 item.beside(model_.variables.columns[static_cast<std::size_t>(reference.column)].first,
                             reference.is_upper);
             }
-        } else if (is_latent(column.kind)) {
+        } else if (own.is_latent) {
             const auto [lower, upper] = cell_limits(column, column.values[row_]);
             const Interval interval = interval_of(column, own, scale, lower, upper);
             item.within(interval.lower, interval.upper);
@@ -106,6 +110,12 @@ private:
         if (!model_.table->is_hidden(row_, c)) return nullptr;
         const auto cells = model_.hidden->of_row(row_);
         return &*std::ranges::lower_bound(cells, static_cast<std::int32_t>(c), {}, &HiddenCell::column);
+    }
+
+    void append_number(std::size_t c, std::size_t variable) {
+        Item item(text_);
+        item.number(observed_value(*model_.table, model_.variables, variable, row_));
+        end(item, c);
     }
 
     // The variable of one word: above 0 and above all others where the word holds, below the one that holds otherwise.

@@ -144,7 +144,9 @@ std::vector<ParameterConvergence> judge_parameters(const ModelTable &model, cons
         for (std::size_t i = 0; i < n; ++i) judge(i);
         for (std::size_t i = 0; i < n; ++i) {
             // The variance of a binary column's variable is 1 by definition.
-            const bool is_free = model.table->columns[model.variables.list[i].column].kind != ColumnKind::binary;
+            const std::size_t column = model.variables.list[i].column;
+            const bool is_free =
+                model.table->columns[column].kind != ColumnKind::binary || !model.variables.columns[column].is_latent;
             if (is_free) judge(n + packed_index(i, i));
         }
     }

@@ -77,7 +77,7 @@ void count_hits(double word, const std::vector<double> &draws, OverimputedColumn
     for (const double draw : draws) agreements += times(draw) - 1.0;
     const double observed = times(word) / n;
     const double expected = agreements / (n * (n - 1.0));
-    if (!column.hits) column.hits.emplace();
+    if (!column.hits) column.hits = OverimputedColumn::Hits();
     column.hits->observed += observed;
     column.hits->expected += expected;
     column.hits->error = std::hypot(column.hits->error, observed - expected);

@@ -78,6 +78,24 @@ void add_utilities(const Column &column, std::size_t place, Variables &variables
     }
 }
 
+/** One indicator for each word but the most frequent one, scaled to its standard deviation. */
+void add_indicators(const Column &column, std::size_t place, Variables &variables) {
+    ColumnVariables &own = variables.columns[place];
+    own.are_indicators = true;
+    const std::vector<double> counts = count_words(column);
+    const bool is_binary = column.kind == ColumnKind::binary;
+    own.reference =
+        is_binary ? 0 : static_cast<std::size_t>(std::max_element(counts.begin(), counts.end()) - counts.begin());
+    own.count = column.words.size() - 1;
+    for (std::size_t word = 0; word < column.words.size(); ++word) {
+        if (word == own.reference) continue;
+        const double share = counts[word] / static_cast<double>(column.values.size());
+        variables.list.push_back({fmt::format("{}={}", column.name, column.words[word]), place, column.words[word]});
+        const double deviation = std::sqrt(share * (1.0 - share));
+        variables.scales.push_back({Transformation::none, share, deviation > 0.0 ? deviation : 1.0});
+    }
+}
+
 double cut_at(const ColumnVariables &variables, double half_way) {
     if (half_way < 0.0) return -kOpen;
     const auto place = static_cast<std::size_t>(std::min(half_way, static_cast<double>(variables.cuts.size())));
@@ -89,12 +107,20 @@ double cut_at(const ColumnVariables &variables, double half_way) {
 Variables lay_out_variables(const Table &table, std::span<const Scale> scales) {
     Variables variables;
     variables.columns.resize(table.columns.size());
-    for (const bool nominal : {false, true}) {
+    for (std::size_t c = 0; c < table.columns.size(); ++c) {
+        const Column &column = table.columns[c];
+        const bool is_observed = std::ranges::count(column.states, CellState::observed) == std::ssize(column.states);
+        variables.columns[c].is_latent = column.kind != ColumnKind::number && !is_observed;
+    }
+    for (const bool last : {false, true}) {
         for (std::size_t c = 0; c < table.columns.size(); ++c) {
             const Column &column = table.columns[c];
-            if ((column.kind == ColumnKind::nominal) != nominal) continue;
+            const bool is_latent = variables.columns[c].is_latent;
+            if ((column.kind == ColumnKind::nominal && is_latent) != last) continue;
             variables.columns[c].first = variables.list.size();
-            if (column.kind == ColumnKind::ordered) {
+            if (column.holds_words() && !is_latent) {
+                add_indicators(column, c, variables);
+            } else if (column.kind == ColumnKind::ordered) {
                 add_ordered(column, c, variables);
             } else if (column.holds_words()) {
                 add_utilities(column, c, variables);
@@ -105,6 +131,15 @@ Variables lay_out_variables(const Table &table, std::span<const Scale> scales) {
         }
     }
     return variables;
+}
+
+double observed_value(const Table &table, const Variables &variables, std::size_t variable, std::size_t row) {
+    const std::size_t c = variables.list[variable].column;
+    const ColumnVariables &own = variables.columns[c];
+    const double value = table.columns[c].values[row];
+    if (!own.are_indicators) return to_model(variables.scales[variable], value);
+    const bool holds = static_cast<std::size_t>(value) == own.word_of(variable);
+    return to_model(variables.scales[variable], holds ? 1.0 : 0.0);
 }
 
 std::pair<double, double> cell_limits(const Column &column, double value) {
@@ -137,7 +172,8 @@ std::vector<double> identifying_factors(const Table &table, const Variables &var
                                         std::span<const double> covariance) {
     std::vector<double> factors;
     for (std::size_t j = 0; j < variables.list.size(); ++j) {
-        const bool is_binary = table.columns[variables.list[j].column].kind == ColumnKind::binary;
+        const std::size_t column = variables.list[j].column;
+        const bool is_binary = table.columns[column].kind == ColumnKind::binary && variables.columns[column].is_latent;
         factors.push_back(is_binary ? 1.0 / std::sqrt(covariance[packed_index(j, j)]) : variables.scales[j].scale);
     }
     return factors;

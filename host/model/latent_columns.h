@@ -33,19 +33,30 @@ struct Variable {
  * on that scale. A nominal column has one variable per word but the most frequent one: a word holds where its variable
  * is the largest and above 0, the most frequent one where all are below 0 (the multinomial probit model; McCulloch and
  * Rossi 1994).
+ *
+ * Nothing of this is needed where no cell of the column is hidden: the rows are then told apart by its words as they
+ * stand, with a variable per word but the most frequent one that is 1 where the word stands and 0 elsewhere; and steps
+ * are numbers. What the words have to do with the other columns is then a regression on these indicators.
  */
 struct ColumnVariables {
     std::size_t first = 0;                ///< of its variables
     std::size_t count = 1;                ///< number of its variables
-    std::size_t reference = 0;            ///< nominal: the most frequent word, which has no variable
+    std::size_t reference = 0;            ///< binary, nominal, indicators: the word which has no variable
+    bool is_latent = false;               ///< its values, also observed ones, are no single numbers but intervals
+    bool are_indicators = false;          ///< of words, all of them observed
     std::vector<double> cuts = {};        ///< ordered: the points between the words, one less than these
     std::vector<double> score_mean = {};  ///< words: for each variable a rough mean, from the observed shares
 
-    /** Nominal: the variable of a word that is not the reference. */
+    /** The variable of a word that is not the reference. */
     [[nodiscard]] std::size_t variable_of(std::size_t word) const { return first + word - (word > reference ? 1 : 0); }
+    /** The word of a variable. */
+    [[nodiscard]] std::size_t word_of(std::size_t variable) const {
+        const std::size_t place = variable - first;
+        return place + (place >= reference ? 1 : 0);
+    }
 };
 
-/** The variables of a table, column after column, those of nominal columns behind all others. */
+/** The variables of a table, column after column, those of nominal columns that are latent behind all others. */
 struct Variables {
     std::vector<Variable> list;
     std::vector<ColumnVariables> columns;  ///< one per column of the table
@@ -56,10 +67,9 @@ struct Variables {
  * @param scales  one per column of the table (choose_scales) */
 [[nodiscard]] Variables lay_out_variables(const Table &table, std::span<const Scale> scales);
 
-/** Whether a value of the column, also an observed one, is no single number to the model but an interval. */
-[[nodiscard]] inline bool is_latent(ColumnKind kind) {
-    return kind != ColumnKind::number;
-}
+/** The value of a variable that is not latent, in the model's units; NaN where the cell is hidden. */
+[[nodiscard]] double observed_value(const Table &table, const Variables &variables, std::size_t variable,
+                                    std::size_t row);
 
 /** The ends of an interval, in the model's units; infinite where it is open. */
 struct Interval {

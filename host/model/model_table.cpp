@@ -38,7 +38,7 @@ void summarise_observed(const ModelTable &model, const std::vector<std::int32_t>
     for (std::size_t j = 0; j < model.variables.list.size(); ++j) {
         const ColumnVariables &own = model.variables.columns[model.variables.list[j].column];
         const Column &column = table.columns[model.variables.list[j].column];
-        if (column.holds_words()) {
+        if (own.is_latent && column.holds_words()) {
             level.observed_count.push_back(count_observed(column, rows));
             level.mean.push_back(own.score_mean[j - own.first]);
             level.variance.push_back(1.0);
@@ -46,8 +46,8 @@ void summarise_observed(const ModelTable &model, const std::vector<std::int32_t>
         }
         std::vector<double> observed;
         for (const std::int32_t row : rows) {
-            const double value = column.values[static_cast<std::size_t>(row)];
-            if (!std::isnan(value)) observed.push_back(to_model(model.variables.scales[j], value));
+            const double value = observed_value(table, model.variables, j, static_cast<std::size_t>(row));
+            if (!std::isnan(value)) observed.push_back(value);
         }
         const Moments moments = moments_of_rows(observed, 1);
         const double variance = observed.empty() ? 0.0 : moments.scatter[0] / moments.count;
@@ -67,8 +67,7 @@ Moments complete_moments(const ModelTable &model, const std::vector<std::int32_t
         values.clear();
         for (std::size_t i = first; i < std::min(first + kBlockRows, rows.size()); ++i) {
             for (std::size_t j = 0; j < n; ++j) {
-                values.push_back(
-                    to_model(model.variables.scales[j], table.columns[j].values[static_cast<std::size_t>(rows[i])]));
+                values.push_back(observed_value(table, model.variables, j, static_cast<std::size_t>(rows[i])));
             }
         }
         parts.push_back(moments_of_rows(values, n));
@@ -87,12 +86,11 @@ void check_joint(const ModelTable &model, const Level &level, const std::vector<
         std::vector<double> values;
         for (const std::int32_t row : rows) {
             const auto is_hidden = [&](std::size_t j) {
-                return model.table->is_hidden(static_cast<std::size_t>(row), j);
+                return model.table->is_hidden(static_cast<std::size_t>(row), model.variables.list[j].column);
             };
             if (std::ranges::any_of(why.columns(), is_hidden)) continue;
             for (const std::size_t j : why.columns()) {
-                values.push_back(
-                    to_model(model.variables.scales[j], model.table->columns[j].values[static_cast<std::size_t>(row)]));
+                values.push_back(observed_value(*model.table, model.variables, j, static_cast<std::size_t>(row)));
             }
         }
         try {
@@ -106,14 +104,15 @@ void check_joint(const ModelTable &model, const Level &level, const std::vector<
 // The utilities of nominal columns are held by as many cases as there are rows: fixed but for what a chain needs.
 void add_utilities(const ModelTable &model, Level &level) {
     for (std::size_t c = 0; c < model.table->columns.size(); ++c) {
-        if (model.table->columns[c].kind != ColumnKind::nominal) continue;
         const ColumnVariables &own = model.variables.columns[c];
+        if (model.table->columns[c].kind != ColumnKind::nominal || !own.is_latent) continue;
         level.prior.utilities.push_back({own.first, own.count, static_cast<double>(level.row_count)});
     }
 }
 
 // Under a flat mean something must be known of each column, and of words enough to tell where their variables lie.
-void check_known(const Column &column, const Level &level, const std::vector<std::int32_t> &rows) {
+void check_known(const Column &column, const ColumnVariables &own, const Level &level,
+                 const std::vector<std::int32_t> &rows) {
     const auto known = [&](std::int32_t row) {
         return column.states[static_cast<std::size_t>(row)] != CellState::missing;
     };
@@ -122,7 +121,7 @@ void check_known(const Column &column, const Level &level, const std::vector<std
                                              "out of the model (--columns), or give a prior from a file",
                                              column.name, in_level(level)));
     }
-    if (!column.holds_words()) return;
+    if (!column.holds_words() || !own.is_latent) return;
     std::vector<bool> occurs(column.words.size(), false);
     for (const std::int32_t row : rows) {
         const double place = column.values[static_cast<std::size_t>(row)];
@@ -156,19 +155,22 @@ void check_level(const ModelTable &model, const Level &level, const std::vector<
     const Table &table = *model.table;
     const std::size_t n = model.variables.list.size();
     if (level.prior.mean_cases == 0.0) {
-        for (const Column &column : table.columns) check_known(column, level, rows);
+        for (std::size_t c = 0; c < table.columns.size(); ++c) {
+            check_known(table.columns[c], model.variables.columns[c], level, rows);
+        }
     }
     try {
         // Enough rows, and columns that vary, by stand-in moments of uncorrelated columns.
         Moments stand_in{static_cast<double>(rows.size()), level.mean, std::vector<double>(packed_size(n), 0.0)};
         for (std::size_t j = 0; j < n; ++j) {
             double spread = static_cast<double>(rows.size());
-            const Column &column = table.columns[model.variables.list[j].column];
-            if (!column.holds_words() && level.observed_count[j] == rows.size()) {
-                const double first = column.values[static_cast<std::size_t>(rows[0])];
-                if (std::all_of(rows.begin(), rows.end(), [&](std::int32_t row) {
-                        return column.values[static_cast<std::size_t>(row)] == first;
-                    })) {
+            const ColumnVariables &own = model.variables.columns[model.variables.list[j].column];
+            const bool has_words = table.columns[model.variables.list[j].column].holds_words();
+            if (!(has_words && own.is_latent) && level.observed_count[j] == rows.size()) {
+                const auto value = [&](std::int32_t row) {
+                    return observed_value(table, model.variables, j, static_cast<std::size_t>(row));
+                };
+                if (std::ranges::all_of(rows, [&](std::int32_t row) { return value(row) == value(rows[0]); })) {
                     spread = 0.0;
                 }
             }
@@ -184,7 +186,7 @@ void check_level(const ModelTable &model, const Level &level, const std::vector<
 // A mixture is one of numbers, over the whole table, without rules.
 void check_mixture(const Table &table, const PriorChoice &prior) {
     for (const Column &column : table.columns) {
-        if (!is_latent(column.kind)) continue;
+        if (column.kind == ColumnKind::number) continue;
         throw Error(Fault::usage, fmt::format("\"{}\" is a column of {}, and a mixture (--components) is one of "
                                               "numbers: carry it along (--carry), or take one normal distribution",
                                               column.name, column.holds_words() ? "words" : "steps"));
@@ -250,7 +252,7 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
     ModelTable model{&table, &hidden, choose_scales(table, hidden), {}, {}, {}};
     model.variables = lay_out_variables(table, model.scales);
     model.region = find_region(table, model.variables);
-    const bool has_latent = std::ranges::any_of(table.columns, is_latent, &Column::kind);
+    const bool has_latent = std::ranges::any_of(model.variables.columns, &ColumnVariables::is_latent);
     std::vector<std::vector<std::int32_t>> rows_of_level(table.levels.size());
     for (std::size_t row = 0; row < table.row_count(); ++row) {
         rows_of_level[static_cast<std::size_t>(table.level_of_row[row])].push_back(static_cast<std::int32_t>(row));

@@ -68,7 +68,7 @@ Prior uncorrelated_cases(double cases, const Table &table, const Variables &vari
     for (std::size_t i = 0; i < variables.list.size(); ++i) {
         prior.scatter[packed_index(i, i)] = cases * variances[i];
         const std::size_t column = variables.list[i].column;
-        if (table.columns[column].kind != ColumnKind::nominal) continue;
+        if (table.columns[column].kind != ColumnKind::nominal || !variables.columns[column].is_latent) continue;
         for (std::size_t j = variables.columns[column].first; j < i; ++j) {
             prior.scatter[packed_index(i, j)] = 0.5 * cases;
         }

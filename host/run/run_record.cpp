@@ -269,7 +269,8 @@ void check_kinds(const RunRecord &record, const Reader &top) {
         if (column.kind == ColumnKind::stepped && !(column.step > 0.0 && std::isfinite(column.step))) {
             throw top.broken(place + ".step", "is no number above 0");
         }
-        variables[column.name] = column.kind == ColumnKind::nominal ? words - 1 : 1;
+        const bool has_one = !column.holds_words() || (column.kind == ColumnKind::ordered && column.is_latent());
+        variables[column.name] = has_one ? 1 : words - 1;
     }
     for (std::size_t i = 0; i < record.variables.size(); ++i) {
         const RunVariable &variable = record.variables[i];

@@ -39,6 +39,8 @@ struct RunColumn {
     double scale = 1.0;
 
     [[nodiscard]] bool holds_words() const { return !words.empty(); }
+    /** Whether its words or steps are intervals of variables that are not seen (ColumnVariables). */
+    [[nodiscard]] bool is_latent() const { return kind != ColumnKind::number && missing + bounded > 0; }
     /** "log(lead)" */
     [[nodiscard]] std::string transformed_name() const;
     /** A value of the column on the scale of the model, neither centred nor scaled. */

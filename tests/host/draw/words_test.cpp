@@ -28,7 +28,7 @@ struct Truth {
     double share_of_flag = 0.0;
 };
 
-Truth make_truth() {
+Truth make_truth(double stage_missing) {
     RandomStream random({5, StreamPurpose::overimpute, 9, 9, 9});
     Truth truth;
     std::array<double, 4> counts{};
@@ -49,19 +49,26 @@ Truth make_truth() {
             return random.uniform() < missing ? std::string() : text;
         };
         truth.csv += cell(0.15 * static_cast<double>(stage), std::to_string(y)) + ',' + cell(0.3, flag ? "yes" : "no") +
-                     ',' + kStages[stage] + ',' + cell(0.3, std::string(1, static_cast<char>('a' + site))) + ',' +
+                     ',' + cell(stage_missing, kStages[stage]) + ',' +
+                     cell(0.3, std::string(1, static_cast<char>('a' + site))) + ',' +
                      cell(0.3, std::to_string(static_cast<int>(count))) + '\n';
     }
     for (std::size_t k = 0; k < 4; ++k) truth.mean_of_stage[k] /= counts[k];
     return truth;
 }
 
-class Words : public testing::TestWithParam<ColumnKind> {};
+/** How the stages are modelled, and the share of them that is missing. */
+struct Stages {
+    ColumnKind kind;
+    double missing;
+};
+
+class Words : public testing::TestWithParam<Stages> {};
 
 TEST_P(Words, AreDrawnAsTheyWereMade) {
-    const Truth truth = make_truth();
-    KindOption stage{"stage", GetParam(), 0.0, {}};
-    if (GetParam() == ColumnKind::ordered) stage.words.assign(kStages.begin(), kStages.end());
+    const Truth truth = make_truth(GetParam().missing);
+    KindOption stage{"stage", GetParam().kind, 0.0, {}};
+    if (GetParam().kind == ColumnKind::ordered) stage.words.assign(kStages.begin(), kStages.end());
     ReadOptions options;
     options.find_kinds = true;
     options.kinds = {stage, {"count", ColumnKind::stepped, 1.0, {}}};
@@ -108,6 +115,8 @@ TEST_P(Words, AreDrawnAsTheyWereMade) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, Words, testing::Values(ColumnKind::nominal, ColumnKind::ordered));
+INSTANTIATE_TEST_SUITE_P(Kinds, Words,
+                         testing::Values(Stages{ColumnKind::nominal, 0.2}, Stages{ColumnKind::ordered, 0.2},
+                                         Stages{ColumnKind::nominal, 0.0}, Stages{ColumnKind::ordered, 0.0}));
 
 }  // namespace
