@@ -71,7 +71,7 @@ RUNS = {
     "censored": (table(80, 4, 2, censored), SHORT),
     "order": (table(60, 4, 3, ordered), (*SHORT, "--order", "x0<x1<x2")),
     "rules": (table(60, 4, 9, ordered), ("-m", "2", "--chains", "2", "--burn-in", "25", "--thin", "5",
-                                          "--order", "x0<x1<x2", "--lower", "x0=2")),
+                                          "--order", "x0<x1<x2", "--lower", "x0=2", "--carry", "site")),
     "cells in order": (table(60, 3, 4, cells_ordered), SHORT),
     "levels": (table(90, 3, 5, missing(0.2)), (*SHORT[:-2], "--by", "site", "--prior", "ridge=2")),
     "blocks": (table(13000, 3, 6, missing(0.4)), ("-m", "1", "--chains", "1", "--burn-in", "2", "--thin", "1", "--carry", "site")),
