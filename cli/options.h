@@ -40,8 +40,13 @@ struct ImputeOptions {
 /** Options of "ullage pool" alone. */
 struct PoolOptions {
     host::PoolRequest request;  ///< means, if nothing is asked for
-    std::string formula;        ///< of a regression, or empty
+    std::string lm;             ///< formulas of regressions; at most one of the three is there
+    std::string logit;
+    std::string poisson;
     std::vector<std::string> tested;
+    std::string where;    ///< an expression that is true in the rows of the regression, or empty for all rows
+    bool robust = false;  ///< standard errors HC3
+    std::string cluster;  ///< column of the clusters of cluster-robust standard errors, or empty
     double confidence = host::kConfidence;
     std::string estimates;  ///< path of a table of estimates made elsewhere, or empty
     double complete_df = host::kInfiniteDf;

@@ -63,21 +63,42 @@ std::string table_of(const std::vector<PooledRow> &rows, double confidence) {
     return in_columns(table, has_levels ? 2 : 1);
 }
 
+/** The formula that was given, of whichever family. */
+const std::string &formula_of(const PoolOptions &pool) {
+    return !pool.lm.empty() ? pool.lm : !pool.logit.empty() ? pool.logit : pool.poisson;
+}
+
+/** What a regression is besides its formula: family, rows, standard errors. */
+std::string kind_of(const PoolOptions &pool) {
+    std::string text = !pool.logit.empty() ? " (logistic)" : !pool.poisson.empty() ? " (Poisson)" : "";
+    if (!pool.where.empty()) text += " where " + pool.where;
+    if (pool.robust) text += ", robust standard errors (HC3)";
+    if (!pool.cluster.empty()) text += ", standard errors robust to clusters of " + pool.cluster;
+    return text;
+}
+
+std::string in_words(const host::CoefficientTest &test) {
+    const std::string names = fmt::format("{}", fmt::join(test.names, ", "));
+    const host::WaldTest &wald = test.wald;
+    return fmt::format("Wald test (D1) of {}: F({}, {}) = {}, p {}\n",
+                       test.term.empty() || test.term == names ? names : fmt::format("{} ({})", test.term, names),
+                       wald.df1, short_df(wald.df2), short_number(wald.statistic),
+                       wald.p < 0.0001 ? short_p(wald.p) : "= " + short_p(wald.p));
+}
+
 std::string in_words(const Answer &answer, const Options &options) {
     std::string text;
     if (!answer.quantities.empty()) text += table_of(answer.quantities, options.pool.confidence);
     for (const host::PooledRegression &regression : answer.regressions) {
         if (!text.empty()) text += '\n';
-        text += fmt::format("{}{}: {} rows, {} imputations, residual df {}\n", options.pool.formula,
-                            regression.level.empty() ? "" : ", level " + regression.level, regression.rows,
+        const bool is_same = regression.rows == regression.most_rows;
+        text += fmt::format("{}{}{}: {} rows, {} imputations, residual df {}\n", formula_of(options.pool),
+                            kind_of(options.pool), regression.level.empty() ? "" : ", level " + regression.level,
+                            is_same ? fmt::format("{}", regression.rows)
+                                    : fmt::format("{} to {}", regression.rows, regression.most_rows),
                             answer.imputations, regression.residual_df);
         text += table_of(regression.coefficients, options.pool.confidence);
-        for (const host::CoefficientTest &test : regression.tests) {
-            const host::WaldTest &wald = test.wald;
-            text += fmt::format("Wald test (D1) of {}: F({}, {}) = {}, p {}\n", fmt::join(test.names, ", "), wald.df1,
-                                short_df(wald.df2), short_number(wald.statistic),
-                                wald.p < 0.0001 ? short_p(wald.p) : "= " + short_p(wald.p));
-        }
+        for (const host::CoefficientTest &test : regression.tests) text += in_words(test);
     }
     return text;
 }
@@ -135,16 +156,27 @@ nlohmann::ordered_json as_json(const Answer &answer, const Options &options) {
     for (const host::PooledRegression &regression : answer.regressions) {
         nlohmann::ordered_json tests = nlohmann::ordered_json::array();
         for (const host::CoefficientTest &test : regression.tests) {
-            tests.push_back({{"names", test.names},
+            tests.push_back({{"term", test.term},
+                             {"names", test.names},
                              {"statistic", number_or_null(test.wald.statistic)},
                              {"df1", test.wald.df1},
                              {"df2", number_or_null(test.wald.df2)},
                              {"p", number_or_null(test.wald.p)},
                              {"riv", number_or_null(test.wald.riv)}});
         }
-        json["regressions"].push_back({{"formula", options.pool.formula},
+        const PoolOptions &pool = options.pool;
+        json["regressions"].push_back({{"formula", formula_of(pool)},
+                                       {"family", !pool.logit.empty()     ? "binomial"
+                                                  : !pool.poisson.empty() ? "poisson"
+                                                                          : "normal"},
+                                       {"where", pool.where},
+                                       {"errors", pool.robust            ? "HC3"
+                                                  : pool.cluster.empty() ? "model"
+                                                                         : "cluster"},
+                                       {"cluster", pool.cluster},
                                        {"level", regression.level},
                                        {"rows", regression.rows},
+                                       {"most_rows", regression.most_rows},
                                        {"residual_df", regression.residual_df},
                                        {"coefficients", as_json(regression.coefficients)},
                                        {"tests", std::move(tests)}});
@@ -153,25 +185,53 @@ nlohmann::ordered_json as_json(const Answer &answer, const Options &options) {
     return json;
 }
 
+/** The regression that the options ask for, if they do. The columns of the model are those of a "." in the formula. */
+std::optional<host::Regression> regression_of(const PoolOptions &pool, const host::RunRecord &record) {
+    const auto given = !pool.lm.empty() + !pool.logit.empty() + !pool.poisson.empty();
+    if (given > 1) throw Error(Fault::usage, "give one of --lm, --logit and --poisson at a time");
+    if (given == 0) {
+        const char *extra = !pool.tested.empty()    ? "--test"
+                            : !pool.where.empty()   ? "--where"
+                            : pool.robust           ? "--robust"
+                            : !pool.cluster.empty() ? "--cluster"
+                                                    : nullptr;
+        if (extra == nullptr) return {};
+        throw Error(Fault::usage, fmt::format("{} is about a regression; give --lm, --logit or --poisson too", extra));
+    }
+    if (pool.robust && !pool.cluster.empty()) {
+        throw Error(Fault::usage, "standard errors are robust by --robust or by --cluster; leave out one of them");
+    }
+    std::vector<std::string> columns;
+    for (const host::RunColumn &column : record.columns) columns.push_back(column.name);
+    host::Regression regression;
+    regression.formula = host::parse_formula(formula_of(pool), columns);
+    regression.family = !pool.logit.empty()     ? host::Family::binomial
+                        : !pool.poisson.empty() ? host::Family::poisson
+                                                : host::Family::normal;
+    if (!pool.where.empty()) regression.where = host::parse_expression("--where", pool.where);
+    regression.robust = pool.robust;
+    regression.cluster = pool.cluster;
+    regression.tested = pool.tested;
+    regression.confidence = pool.confidence;
+    return regression;
+}
+
 Answer pool_directory(const Options &options) {
     const PoolOptions &pool = options.pool;
+    const host::RunRecord record = host::read_run_record(options.input);
     // A formula that cannot be read is told before large files are.
-    std::optional<host::Formula> formula;
-    if (!pool.formula.empty()) formula = host::parse_formula(pool.formula);
-    if (!pool.tested.empty() && !formula)
-        throw Error(Fault::usage, "--test is about the coefficients of --lm; give both");
+    const std::optional<host::Regression> regression = regression_of(pool, record);
     host::PoolRequest request = pool.request;
-    if (!formula && !request.means && !request.variances && !request.covariances && !request.correlations &&
+    if (!regression && !request.means && !request.variances && !request.covariances && !request.correlations &&
         request.quantiles.empty()) {
         request.means = true;
     }
-    const host::RunRecord record = host::read_run_record(options.input);
     const host::CompletedTables tables = host::read_completed_tables(options.input, record);
     Answer answer;
     answer.imputations = record.imputations;
     answer.warnings = record.warnings;
     answer.quantities = host::pool_moments(tables, request, pool.confidence);
-    if (formula) answer.regressions = host::pool_regression(tables, *formula, pool.tested, pool.confidence);
+    if (regression) answer.regressions = host::pool_regression(tables, *regression);
     return answer;
 }
 

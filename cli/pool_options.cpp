@@ -11,9 +11,26 @@ namespace {
 constexpr const char *kHelp = R"(Examples:
   ullage pool results --lm 'Ozone ~ Temp + log(Wind)'
     fits the regression to each completed table and pools by Rubin's rules.
+  ullage pool results --logit 'ill ~ C(sex, ref=m) * age + I(age^2)' --robust
+    a logistic regression with a column of words, a product and a square.
   ullage pool --estimates fits.csv --df 40
     pools estimates made elsewhere: columns term, estimate, std.error, one
     row per imputation.)";
+
+void add_regression(CLI::App &command, PoolOptions &pool) {
+    const char *group = "Regressions";
+    const auto add = [&](const char *name, std::string &value, const char *type, const char *text) {
+        command.add_option(name, value, text)->type_name(type)->group(group);
+    };
+    add("--lm", pool.lm, "FORMULA", "linear regression, such as 'y ~ x1 + log(x2) + sex'");
+    add("--logit", pool.logit, "FORMULA", "logistic regression: y is 0 or 1, or one of two words");
+    add("--poisson", pool.poisson, "FORMULA", "Poisson regression with the logarithm as link");
+    add_list(command, "--test", "TERMS", "joint Wald test of these terms or coefficients", group,
+             [&pool](const std::vector<std::string> &words) { pool.tested = split(words); });
+    add("--where", pool.where, "EXPR", "the rows in which this is true, such as \"age >= 18 & sex == 'f'\"");
+    command.add_flag("--robust", pool.robust, "robust standard errors (HC3)")->group(group);
+    add("--cluster", pool.cluster, "COL", "standard errors robust to clusters, which this column names");
+}
 
 }  // namespace
 
@@ -30,17 +47,13 @@ void add_pool_options(CLI::App &command, Options &options) {
                  for (const std::string &word : split(words))
                      pool.request.quantiles.push_back(number_of("--quantiles", word));
              });
-    command.add_option("--lm", pool.formula, "linear regression, such as 'y ~ x1 + log(x2)'")
-        ->type_name("FORMULA")
-        ->group(group);
-    add_list(command, "--test", "TERMS", "joint Wald test of these coefficients of --lm", group,
-             [&pool](const std::vector<std::string> &words) { pool.tested = split(words); });
     command.add_option("--estimates", pool.estimates, "pool this table of estimates instead; - reads standard input")
         ->type_name("FILE")
         ->group(group);
     command.add_option("--df", pool.complete_df, "complete-data degrees of freedom of --estimates (default: infinite)")
         ->type_name("N")
         ->group(group);
+    add_regression(command, pool);
     group = "Results";
     command.add_option("--confidence", pool.confidence, "of the intervals")
         ->type_name("P")

@@ -55,7 +55,7 @@ void LeastSquares::add(std::span<const double> design, std::span<const double> r
     cases_ += response.size();
 }
 
-LinearFit LeastSquares::fit() const {
+LinearFit LeastSquares::fit(std::optional<double> variance) const {
     const auto size = static_cast<Eigen::Index>(names_.size());
     if (cases_ <= names_.size()) {
         throw Error(Fault::data, fmt::format("too few rows: {} for {}, which need at least {}", cases_,
@@ -89,7 +89,7 @@ LinearFit LeastSquares::fit() const {
     fit.residual_df = static_cast<double>(cases_ - names_.size());
     // What the reflections leave of the response below the rows of the design is the length of the residuals.
     const double residual = triangle(size, size) * response_unit;
-    fit.residual_variance = residual * residual / fit.residual_df;
+    fit.residual_variance = variance.value_or(residual * residual / fit.residual_df);
     // (X'X)^-1 = P R^-1 R^-T P'.
     const Eigen::MatrixXd inverse =
         qr.colsPermutation() *
@@ -101,9 +101,8 @@ LinearFit LeastSquares::fit() const {
             fit.covariance.push_back(fit.residual_variance * inverse.row(i).dot(inverse.row(j)) / length[i] /
                                      length[j]);
         }
-        const double variance = fit.covariance.back();
-        if (!std::isfinite(fit.coefficients.back()) || !std::isfinite(variance) ||
-            (variance == 0.0 && residual != 0.0)) {
+        const double own = fit.covariance.back();
+        if (!std::isfinite(fit.coefficients.back()) || !std::isfinite(own) || (own == 0.0 && residual != 0.0)) {
             throw out_of_range();
         }
     }

@@ -6,6 +6,7 @@
 #define ULLAGE_HOST_NUMBERS_LEAST_SQUARES_H
 
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -15,7 +16,7 @@ namespace ullage::host {
 /** Coefficients of a regression and their covariance. */
 struct LinearFit {
     std::vector<double> coefficients;
-    std::vector<double> covariance;  ///< packed; residual variance times the inverse of X'X
+    std::vector<double> covariance;  ///< packed; residual variance times the inverse of X'X, or a robust one
     double residual_variance;
     double residual_df;
 };
@@ -38,11 +39,12 @@ public:
     /**
      * The fit to all rows taken.
      *
+     * @param variance  of the residuals, if it is known; otherwise it is estimated
      * @throws Error  data if there are no more cases than coefficients, the columns of the design are collinear (the
      *                message gives the name of one that follows from the others), or a result is beyond the range of
      *                double precision
      */
-    [[nodiscard]] LinearFit fit() const;
+    [[nodiscard]] LinearFit fit(std::optional<double> variance = {}) const;
 
 private:
     std::vector<std::string> names_;

@@ -11,7 +11,6 @@
 #include "host/expect_close.h"
 #include "ullage/host/answer/pool_estimates.h"
 #include "ullage/host/answer/pool_moments.h"
-#include "ullage/host/answer/pool_regression.h"
 #include "ullage/host/base/error.h"
 
 namespace ullage::host {
@@ -114,41 +113,6 @@ TEST(PoolMoments, ErrorsSayWhere) {
     EXPECT_NE(message_of(tables, {false, false, true, false, {}}).find("only one"), std::string::npos);
     tables.imputations = 1;
     EXPECT_NE(message_of(tables, {true, false, false, false, {}}).find("at least 2"), std::string::npos);
-}
-
-TEST(PoolRegression, FitsEachLevelAndNamesWhatIsWrong) {
-    const CompletedTables tables = small_tables();
-    const auto regressions = pool_regression(tables, parse_formula("b ~ a"));
-    ASSERT_EQ(regressions.size(), 2u);
-    // In "high": slopes of (1, 2, 4, 3) and (1, 2, 4, 5) on (10, 20, 30, 40) are 0.08 and 0.14.
-    const PooledRow &slope = regressions[1].coefficients[1];
-    EXPECT_EQ(slope.name, "a");
-    expect_close(slope.pooled.estimate, 0.11, "slope");
-    expect_close(slope.pooled.between, 0.0018, "B of the slope");
-    // One coefficient: F is the square of t but for the variance, where B counts by its mean ratio to U.
-    const CoefficientTest &test = regressions[1].tests.at(0);
-    expect_close(test.wald.statistic, slope.pooled.statistic * slope.pooled.statistic, "F", 1e-12);
-    EXPECT_EQ(test.names, std::vector<std::string>{"a"});
-
-    const struct {
-        const char *formula;
-        std::vector<std::string> tested;
-        const char *expected;
-    } wrong[] = {{"b ~ nowhere", {}, "no column \"nowhere\""},
-                 {"b ~ site", {}, "does not hold numbers"},
-                 {"b ~ a + weight", {}, "row 4"},
-                 {"log(weight) ~ a", {}, "row 1, imputation 1"},
-                 {"b ~ a", {"c"}, "no coefficient \"c\""},
-                 {"b ~ a", {"a", "a"}, "twice"},
-                 {"b ~ a + log(a) + sqrt(a)", {}, "too few rows"}};
-    for (const auto &row : wrong) {
-        try {
-            (void)pool_regression(tables, parse_formula(row.formula), row.tested);
-            ADD_FAILURE() << row.formula << " was accepted";
-        } catch (const Error &error) {
-            EXPECT_NE(std::string(error.what()).find(row.expected), std::string::npos) << error.what();
-        }
-    }
 }
 
 TEST(PoolEstimates, ReadsTablesMadeElsewhere) {

@@ -29,6 +29,30 @@ TABLE = "y,x1,x2,x3\n" + "".join(
     for i in range(80)
 )
 
+# Words, a count and its time at risk, and houses of five rows.
+WORDS = "ill,site,dose,falls,time,house\n" + "".join(
+    f"{'' if i % 9 == 4 else 'no' if (i * 37 % 41) + (i * 13 % 17) < 26 else 'yes'},"
+    f"{'' if i % 7 == 5 else ('north', 'south', 'west')[i * 29 % 31 % 3]},"
+    f"{'' if i % 8 == 1 else (i * 37 % 41) / 7 + (i * 17 % 23) / 9},"
+    f"{(i * 37 % 41) // 9 + (i * 11 % 13) // 5},{1 + i % 4},h{i // 5}\n" for i in range(150))
+
+# The sandwich covariances from their formulas: of HC3 and of clusters. R's own covariance of a glm is that of the step
+# before the last, so that it has to go on until nothing changes.
+SANDWICH = """
+parts <- function(f) { x <- model.matrix(f); w <- if (inherits(f, 'glm')) f$weights else rep(1, nrow(x))
+  list(x = x, a = solve(t(x) %*% (w * x)), w = w, e = residuals(f, 'response')) }
+hc3 <- function(f) { p <- parts(f); h <- p$w * rowSums((p$x %*% p$a) * p$x)
+  p$a %*% t(p$x) %*% ((p$e / (1 - h))^2 * p$x) %*% p$a }
+clustered <- function(f, g) { p <- parts(f); s <- rowsum(p$e * p$x, g); k <- nrow(s); n <- nrow(p$x)
+  p$a %*% t(s) %*% s %*% p$a * k / (k - 1) * if (inherits(f, 'glm')) 1 else (n - 1) / (n - ncol(p$x)) }
+i <- mice::as.mids(read.csv('words/imputations.csv', check.names = FALSE, stringsAsFactors = TRUE))
+tables <- mice::complete(i, 'all'); exact <- glm.control(epsilon = 1e-300, maxit = 30)
+pooled <- function(fits, covariance, df) for (k in seq_along(coef(fits[[1]]))) {
+  p <- mice::pool.scalar(sapply(fits, function(f) coef(f)[k]), sapply(fits, function(f) covariance(f)[k, k]),
+                         n = df + 1, k = 1)
+  cat(p$qbar, sqrt(p$t), p$df, '') };
+"""
+
 
 class BesideR(unittest.TestCase):
     @classmethod
@@ -39,6 +63,9 @@ class BesideR(unittest.TestCase):
         (cls.path / "table.csv").write_text(TABLE)
         cls.program("impute", "table.csv", "-o", "out", "--log", "x3", "-m", "6", "--chains", "3", "--burn-in", "50",
                     "--thin", "51", "--seed", "8", "--quiet")
+        (cls.path / "words.csv").write_text(WORDS)
+        cls.program("impute", "words.csv", "-o", "words", "-m", "5", "--chains", "1", "--burn-in", "30", "--thin", "5",
+                    "--seed", "4", "--quiet", "--no-report", "--carry", "house,time", "--number", "dose,falls")
 
     @classmethod
     def program(cls, *words):
@@ -90,6 +117,69 @@ class BesideR(unittest.TestCase):
             "i <- mice::as.mids(read.csv('out/imputations.csv', check.names = FALSE));"
             "d <- mice::D1(with(i, lm(y ~ x1 + x2 + log(x3))), with(i, lm(y ~ 1)))$result; cat(d[1, 1:5])")
         self.check([test["statistic"], test["df1"], test["df2"], test["p"], test["riv"]], theirs, 1e-9)
+
+    def check_regressions(self, asked):
+        """Compare regressions, each of options of ours and R code that prints the same numbers, in one run of R."""
+        answers = [self.regression(*words)[0] for words, _ in asked]
+        theirs = self.r(SANDWICH + "".join(code + ";" for _, code in asked))
+        for (words, _), ours in zip(asked, answers):
+            with self.subTest(words):
+                self.check(ours, theirs[:len(ours)], 1e-9)
+            theirs = theirs[len(ours):]
+        self.assertEqual(theirs, [])
+
+    def regression(self, *words):
+        """A regression of the table of words: estimates, standard errors and df, and its tests by term."""
+        answer = json.loads(self.program("pool", "words", *words, "--json"))["regressions"][0]
+        ours = [row[k] for row in answer["coefficients"] for k in ("estimate", "standard_error", "df")]
+        return ours, {test["term"]: test for test in answer["tests"]}
+
+    def test_formulas_with_words(self):
+        self.need("mice")
+        asked = (
+                ("--lm", "dose ~ ill * C(site, ref = west) + I(falls^2)",
+                 "lm(dose ~ ill * relevel(site, 'west') + I(falls^2))"),
+                ("--lm", "log(dose + 1) ~ 0 + site + site:falls + ill", "lm(log(dose + 1) ~ 0 + site + site:falls + ill)"),
+                ("--lm", "dose ~ (ill + site + falls)^2 - ill:falls", "lm(dose ~ (ill + site + falls)^2 - ill:falls)"),
+                ("--lm", "dose ~ .", "lm(dose ~ ill + site + falls)"),
+                ("--lm", "dose ~ falls:site + offset(time)", "lm(dose ~ falls:site + offset(time))"),
+                ("--logit", "ill ~ dose + site", "glm(ill ~ dose + site, binomial, control = exact)"),
+                ("--logit", "time > 2 ~ ill:site + falls + ill",
+                 "glm(time > 2 ~ falls + ill + ill:site, binomial, control = exact)"),
+                ("--poisson", "falls ~ dose*ill + offset(log(time))",
+                 "glm(falls ~ dose * ill + offset(log(time)), poisson, control = exact)"))
+        self.check_regressions([
+            ((option, formula), f"fits <- lapply(tables, function(d) with(d, {theirs}));"
+             "s <- summary(mice::pool(mice::as.mira(fits))); s <- s[!is.na(coef(fits[[1]])[as.character(s$term)]), ];"
+             "for (k in seq_len(nrow(s))) cat(s$estimate[k], s$std.error[k], s$df[k], '')")
+            for option, formula, theirs in asked])
+
+    def test_factor_is_tested_as_one(self):
+        self.need("mice", "mitml")
+        for option, formula, null in (("--lm", "dose ~ ill + site", "lm(dose ~ ill)"),
+                                      ("--logit", "ill ~ dose + site", "glm(ill ~ dose, binomial, control = exact)")):
+            test = self.regression(option, formula)[1]["site"]
+            full = null.replace("~ ill", "~ ill + site").replace("~ dose", "~ dose + site")
+            theirs = self.r(SANDWICH + f"d <- mice::D1(mice::as.mira(lapply(tables, function(d) with(d, {full}))),"
+                            f"mice::as.mira(lapply(tables, function(d) with(d, {null}))))$result; cat(d[1, 1:5])")
+            self.check([test[k] for k in ("statistic", "df1", "df2", "p", "riv")], theirs, 1e-9)
+
+    def test_robust_errors_and_subsets(self):
+        self.need("mice")
+        asked = []
+        for option, formula, family in (("--lm", "dose ~ ill + site", "lm(%s, d)"),
+                                        ("--poisson", "falls ~ dose + site + offset(log(time))",
+                                         "glm(%s, poisson, d, control = exact)"),
+                                        ("--logit", "ill ~ dose + site", "glm(%s, binomial, d, control = exact)")):
+            fits = f"fits <- lapply(tables, function(d) {family % formula});"
+            asked += [((option, formula, "--robust"), fits + "pooled(fits, hc3, df.residual(fits[[1]]))"),
+                      ((option, formula, "--cluster", "house"),
+                       fits + "pooled(fits, function(f) clustered(f, tables[[1]]$house), 29)")]
+        asked.append((("--poisson", "falls ~ dose", "--where", "ill == 'yes' & dose > 2"),
+                      "fits <- lapply(tables, function(d) glm(falls ~ dose, poisson, control = exact,"
+                      "  data = d[d$ill == 'yes' & d$dose > 2, ]));"
+                      "pooled(fits, vcov, min(sapply(fits, df.residual)))"))
+        self.check_regressions(asked)
 
     def test_files_of_statistics_packages(self):
         self.need("haven")

@@ -184,7 +184,10 @@ class ResultsTest(unittest.TestCase):
                             (("plain", "--quantiles", "half"), 64),
                             (("plain", "--quantiles", "0.9999999999999999"), 65),
                             (("--estimates", "e.csv", "--df", "1e-320"), 64), (("plain", "--confidence", "95"), 64),
-                            (("plain", "--lm", "lead ~ lab"), 64), (("plain", "--lm", "lead ~ (zinc"), 64),
+                            (("plain", "--lm", "lab ~ lead"), 64), (("plain", "--lm", "lead ~ (zinc"), 64),
+                            (("plain", "--lm", "lead ~ zinc", "--poisson", "lead ~ zinc"), 64),
+                            (("plain", "--where", "zinc > 3"), 64), (("plain", "--logit", "lead ~ zinc"), 65),
+                            (("plain", "--lm", "lead ~ zinc", "--robust", "--cluster", "lab"), 64),
                             (("nowhere",), 66), (("--estimates", "nowhere.csv"), 66)):
             self.assertEqual(run("pool", *words, cwd=self.path)[0], code, words)
         self.assertEqual(run("diagnose", cwd=self.path)[0], 64)
