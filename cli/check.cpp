@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -18,6 +20,8 @@
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/output_file.h"
 #include "ullage/host/base/words.h"
+#include "ullage/host/draw/refused_rows.h"
+#include "ullage/host/model/model_table.h"
 #include "ullage/host/table/closure.h"
 #include "ullage/host/table/column_notices.h"
 #include "ullage/host/table/knowledge.h"
@@ -173,6 +177,30 @@ nlohmann::ordered_json as_json(const std::vector<host::Problem> &problems) {
     return json;
 }
 
+/** About how many rows the rules will refuse, if that can be told: a matter of the shape of the data. */
+void note_refused(const host::Table &table, const host::HiddenCells &hidden, host::Notices &notices) {
+    double worst = std::numeric_limits<double>::quiet_NaN();
+    try {
+        const host::ModelTable model = host::prepare_model(table, hidden, {});
+        if (model.region.is_everywhere()) return;
+        for (const double share : host::estimate_refused(model)) worst = std::fmax(worst, share);
+    } catch (const host::Error &error) {
+        if (error.fault() == host::Fault::interrupted) throw;
+        return;  // that the table cannot be modelled, and why, is for impute to say
+    }
+    if (std::isnan(worst)) return;
+    std::string text = fmt::format(
+        "{} {:.0f}% of the rows of a normal distribution that fits the data break the rules "
+        "(--lower, --upper, --order)",
+        worst > host::kMostRefused ? "more than" : "about", 100.0 * std::min(worst, host::kMostRefused));
+    if (worst > host::kMuchRefused) {
+        text +=
+            ". The data may have another shape: a transformation without limits (--log, --logit), or the "
+            "difference of two columns in place of one of them, may describe them better";
+    }
+    notices.push_back({worst > host::kMuchRefused, std::move(text)});
+}
+
 }  // namespace
 
 void add_check_options(CLI::App &command, Options &options) {
@@ -197,7 +225,7 @@ int run_check(const Options &options) {
     try {
         table = host::read_table(std::move(input), options.read, notices);
         host::apply_rules(*table, options.rules, notices);
-        (void)host::close_bounds(*table);
+        note_refused(*table, host::close_bounds(*table), notices);
     } catch (const host::DataError &data_error) {
         error = data_error;
     }

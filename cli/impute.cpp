@@ -207,6 +207,12 @@ void say_end(const Options &options, const host::RunRecord &record) {
         fmt::format("{} completed tables from {} chains of {} iterations in {:.1f} s{}", record.imputations,
                     record.chains, record.iterations, record.seconds,
                     options.impute.output == "-" ? "" : fmt::format("; results in {}", options.impute.output)));
+    double refused = 0.0;
+    for (const host::RunLevel &level : record.levels) refused = std::fmax(refused, level.refused);
+    if (refused > 0.0) {
+        say(options, fmt::format("rules: {:.1f}% of the rows of the fitted normal distribution {}break them",
+                                 100.0 * refused, record.levels.size() > 1 ? "(at most, of a level) " : ""));
+    }
     double rhat = 0.0;
     double size = host::kOpen;
     for (const host::ParameterConvergence &parameter : record.convergence) {

@@ -199,6 +199,14 @@ void add_warnings(const RunRecord &record, Diagnosis &diagnosis) {
             poorest->level.empty() ? poorest->name
                                    : fmt::format("{} in level {}", poorest->name, quote(poorest->level))));
     }
+    for (const RunLevel &level : record.levels) {
+        if (!(level.refused > kMuchRefused)) continue;
+        diagnosis.warnings.push_back(fmt::format(
+            "{:.0f}% of the rows of the fitted normal distribution{} break the rules (--lower, --upper, --order): the "
+            "data tell little of it, and may have another shape. A transformation without limits (--log, --logit), or "
+            "the difference of two columns in place of one of them, may describe them better",
+            100.0 * level.refused, level.name.empty() ? "" : fmt::format(" of level {}", quote(level.name))));
+    }
     if (diagnosis.imputations < diagnosis.needed) {
         diagnosis.warnings.push_back(fmt::format(
             "{} imputations are too few for standard errors that repeat within {:.0f}%: the fraction of missing "

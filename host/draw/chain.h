@@ -30,8 +30,6 @@ inline constexpr std::uint64_t kSettling = 20;
 /** How often an iteration draws refused rows and the parameters of the variables with rules by turns: these depend much
  * on each other, and cost little beside the cells. */
 inline constexpr std::size_t kRuledSweeps = 10;
-/** The share of refused rows that is an error. */
-inline constexpr double kMostRefused = 0.99;
 
 /** The most numbers that a member of a team of a chain puts into an exchange. */
 [[nodiscard]] std::size_t exchange_capacity(const ModelTable &model);

@@ -53,6 +53,7 @@ void run_chain(const ModelTable &model, const ImputeSettings &settings, std::siz
             numbers.clear();
             for (const Parameters &parameters : chain.parameters()) append_draw(model, parameters, numbers);
             writer.write(FrameKind::parameters, 0, numbers);
+            if (!chain.refused().empty()) writer.write(FrameKind::refused, 0, chain.refused());
         }
         const int imputation = (kept / settings.thin - 1) * settings.chains + static_cast<int>(index);
         if (kept > 0 && kept % settings.thin == 0 && imputation < settings.imputations) {
@@ -104,6 +105,7 @@ Imputations impute(const ModelTable &model, const ImputeSettings &settings,
     result.draws.resize(chains);
     const std::size_t members = team_size(model, settings);
     std::vector<std::int64_t> done(chains);
+    std::vector<std::vector<double>> refused(chains);  // of each level
     std::int64_t all_done = 0;
     run_workers(
         chains, static_cast<std::size_t>(settings.jobs),
@@ -117,12 +119,22 @@ Imputations impute(const ModelTable &model, const ImputeSettings &settings,
             } else if (frame.head.kind == FrameKind::parameters) {
                 const std::vector<double> numbers = frame.numbers();
                 result.draws[chain].insert(result.draws[chain].end(), numbers.begin(), numbers.end());
+            } else if (frame.head.kind == FrameKind::refused) {
+                const std::vector<double> numbers = frame.numbers();
+                refused[chain].resize(numbers.size());
+                std::ranges::transform(numbers, refused[chain], refused[chain].begin(), std::plus<>());
             } else {
                 all_done += frame.head.argument - done[chain];
                 done[chain] = frame.head.argument;
                 if (progress) progress({all_done, std::int64_t{settings.total()} * settings.chains});
             }
         });
+    for (std::size_t level = 0; level < refused[0].size(); ++level) {
+        double count = 0.0;
+        for (const std::vector<double> &of_chain : refused) count += of_chain[level];
+        const double obeying = static_cast<double>(model.levels[level].row_count) * settings.kept() * settings.chains;
+        result.refused.push_back(count / (count + obeying));
+    }
     return result;
 }
 

@@ -51,6 +51,9 @@ struct Imputations {
      * covariance of the transformed columns, in the units of the file.
      */
     std::vector<std::vector<double>> draws;
+    /** For each level the share of the rows of the normal distribution that break the rules, over the iterations that
+     * count; none without rules. */
+    std::vector<double> refused;
 
     /** The draws of one chain, iteration (from 0) and level: n means, then the packed covariance. */
     [[nodiscard]] std::span<const double> draw(const ModelTable &model, std::size_t chain, std::size_t iteration,

@@ -7,7 +7,9 @@
 
 #include <cstddef>
 #include <stdexcept>
+#include <vector>
 
+#include "ullage/host/model/model_table.h"
 #include "ullage/host/model/posterior.h"
 #include "ullage/host/model/region.h"
 #include "ullage/host/numbers/moments.h"
@@ -35,6 +37,14 @@ public:
  */
 [[nodiscard]] Moments draw_refused_rows(const Region &region, const Parameters &parameters, std::size_t obeying,
                                         RandomStream &random);
+
+/**
+ * About what share of the rows of the fitted normal distribution will break the rules, of each level: from the rows in
+ * which the columns with rules are observed. NaN if they are too few, 1 if it is more than 99%.
+ *
+ * @param model  with at least one rule
+ */
+[[nodiscard]] std::vector<double> estimate_refused(const ModelTable &model);
 
 }  // namespace ullage::host
 

@@ -18,7 +18,7 @@
 namespace ullage::host {
 
 /** What a frame holds. */
-enum class FrameKind : std::uint32_t { progress, parameters, imputation, failure, end };
+enum class FrameKind : std::uint32_t { progress, parameters, refused, imputation, failure, end };
 
 /** The head of a frame; its bytes follow. Both ends run the same program on the same machine. */
 struct FrameHead {
@@ -64,7 +64,7 @@ struct Frame {
  * @param count  pieces of work, started in order
  * @param jobs   workers at a time
  * @param work   called in the worker with the index of its piece
- * @param take   called here for progress, parameters and imputation frames
+ * @param take   called here for all frames but failure and end
  * @throws Error  of a worker; internal if a worker died without a word; interrupted
  */
 void run_workers(std::size_t count, std::size_t jobs, const std::function<void(std::size_t, FrameWriter &)> &work,

@@ -32,6 +32,10 @@ struct Region {
     [[nodiscard]] bool holds(std::span<const double> values) const;
 };
 
+/** The share of refused rows above which the shape of the data is doubted, and that which is an error. */
+inline constexpr double kMuchRefused = 0.5;
+inline constexpr double kMostRefused = 0.99;
+
 /** The region of the table's rules.
  * @param variables  of the table */
 [[nodiscard]] Region find_region(const Table &table, const Variables &variables);

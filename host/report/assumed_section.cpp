@@ -79,13 +79,20 @@ std::string what_was_assumed(const RunRecord &record, bool has_bounded_cells) {
         const bool has_lower = std::isfinite(column.lower);
         const bool has_upper = std::isfinite(column.upper);
         if (!has_lower && !has_upper) continue;
-        items.push_back(fmt::format("Bounds: every imputed value of {} lies {}.", column.name,
+        items.push_back(fmt::format("Bounds: every value of {} lies {}.", column.name,
                                     has_lower && has_upper
                                         ? fmt::format("between {} and {}", number(column.lower), number(column.upper))
                                     : has_lower ? "above " + number(column.lower)
                                                 : "below " + number(column.upper)));
     }
     for (const std::string &rule : record.order) items.push_back(fmt::format("Order in every row: {}.", rule));
+    for (const RunLevel &level : record.levels) {
+        if (std::isnan(level.refused)) continue;
+        items.push_back(fmt::format(
+            "Rules: the rows are those of a normal distribution that obey all bounds and orders; {:.1f}% of its "
+            "rows{} break them. The parameters are those of the distribution before it is cut.",
+            100.0 * level.refused, level.name.empty() ? "" : fmt::format(", in level {},", quote(level.name))));
+    }
     items.push_back(fmt::format(
         "Computation: Bayesian data augmentation in {}, each from a start of its own; {} that did not count, then an "
         "imputation every {}.",

@@ -62,6 +62,9 @@ public:
     void number(const char *name, double value, double) {
         json_[name] = std::isfinite(value) ? Json(value) : Json(nullptr);
     }
+    void number_if_known(const char *name, double value) {
+        if (!std::isnan(value)) json_[name] = value;
+    }
     template <typename Members>
     void object(const char *name, const Members &members) {
         Json object = Json::object();
@@ -142,6 +145,10 @@ public:
     void number(const char *name, double &value, double if_null) const {
         if (!at(name).is_null() && !at(name).is_number()) throw broken(name, "is no number");
         value = at(name).is_null() ? if_null : at(name).get<double>();
+    }
+    void number_if_known(const char *name, double &value) const {
+        value = std::numeric_limits<double>::quiet_NaN();
+        if (json_.is_object() && json_.contains(name)) number(name, value, value);
     }
     template <typename Members>
     void object(const char *name, const Members &members) const {
@@ -232,6 +239,7 @@ void describe(Members &&top, Record &record) {
         members.text("name", level.name);
         members.count("rows", level.rows, 0, kMostCount);
         members.count("complete_rows", level.complete_rows, 0, kMostCount);
+        members.number_if_known("refused", level.refused);
     });
     top.list("convergence", record.convergence, [](auto &members, auto &parameter) {
         members.text("level", parameter.level);
@@ -324,6 +332,7 @@ void check_record(const RunRecord &record, const Reader &top) {
     for (const RunLevel &level : record.levels) {
         if (!levels.insert(level.name).second) throw top.broken("levels", "names a level twice");
         rows += level.rows;
+        if (level.refused < 0.0 || level.refused >= 1.0) throw top.broken("levels", "have a share that is none");
     }
     if (rows != record.rows) throw top.broken("levels", "have other numbers of rows than the input");
     std::set<std::string_view> files;

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -66,6 +67,8 @@ struct RunLevel {
     std::string name;
     std::int64_t rows = 0;
     std::int64_t complete_rows = 0;
+    /** Share of the rows of the fitted normal distribution that break the rules; NaN without rules. */
+    double refused = std::numeric_limits<double>::quiet_NaN();
 };
 
 /** A file of a run besides run.json. */

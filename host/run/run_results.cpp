@@ -61,6 +61,9 @@ RunResults gather_results(RunRecord record, const ModelTable &model, const Imput
     }
     results.bounds = find_bounded_cells(table, *model.hidden);
     results.record = std::move(record);
+    for (std::size_t level = 0; level < imputations.refused.size(); ++level) {
+        results.record.levels[level].refused = imputations.refused[level];
+    }
     return results;
 }
 

@@ -209,6 +209,23 @@ class CommandLine(unittest.TestCase):
         self.assertTrue(self.run_program("check -", ",".join(names) + "\n" + "".join(rows.splitlines(True)[:31]))[1]
                         .endswith("       1    3.2  in 1 other pattern\n"))
 
+    def test_rules_are_measured_against_the_data(self):
+        numbers = random.Random(8)
+        above = [x for x in (numbers.gauss(1, 1) for _ in range(400)) if x > 0]
+        for name, values, warned in (("near.csv", above, False), ("tail.csv", [x ** 8 for x in above], True)):
+            (self.path / name).write_text("x,y\n" + "".join(
+                f"{'' if i % 4 == 0 else x},{numbers.gauss(0, 1)}\n" for i, x in enumerate(values)))
+            _, out, err = self.run_program(f"check {name} --lower x=0 --json --carry y")
+            text = [n["text"] for n in json.loads(out)["notices"] if n["warning"] == warned and "break the rules" in n["text"]]
+            self.assertEqual((len(text), "--log" in text[0], text[0].startswith("more than 99%")), (1, warned, warned), out)
+        settings = "-o ruled --lower x=0 --seed 1 -m 2 --burn-in 50 --thin 20 --chains 2"
+        code, _, err = self.run_program(f"impute near.csv {settings}")
+        self.assertEqual(code, 0, err)
+        share = json.loads((self.path / "ruled/run.json").read_text())["levels"][0]["refused"]
+        self.assertAlmostEqual(share, 0.16, delta=0.1)
+        self.assertIn(f"rules: {100 * share:.1f}% of the rows", err)
+        self.assertIn(f"{100 * share:.1f}% of its rows break them", (self.path / "ruled/report.html").read_text())
+
     def test_imputations_keep_what_is_known(self):
         settings = "--seed 5 -m 3 --burn-in 20 --thin 5 --chains 2 --order a<b --log a --lower b=0 --prior ridge=4 --carry t"
         code, _, err = self.run_program(f"impute good.csv -o out {settings} --quiet -j 1")
