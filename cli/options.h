@@ -39,8 +39,9 @@ struct ImputeOptions {
 
 /** Options of "ullage pool" alone. */
 struct PoolOptions {
-    host::PoolRequest request;  ///< means, if nothing is asked for
-    std::string lm;             ///< formulas of regressions; at most one of the three is there
+    host::PoolRequest request;        ///< means, if nothing is asked for
+    std::vector<std::string> derive;  ///< columns to compute first, such as "bmi = wgt / hgt^2"
+    std::string lm;                   ///< formulas of regressions; at most one of the three is there
     std::string logit;
     std::string poisson;
     std::vector<std::string> tested;

@@ -12,6 +12,7 @@
 #include "commands.h"
 #include "talk.h"
 #include "text_table.h"
+#include "ullage/host/answer/derive.h"
 #include "ullage/host/answer/pool_estimates.h"
 #include "ullage/host/answer/pool_moments.h"
 #include "ullage/host/answer/pool_regression.h"
@@ -221,12 +222,15 @@ Answer pool_directory(const Options &options) {
     const host::RunRecord record = host::read_run_record(options.input);
     // A formula that cannot be read is told before large files are.
     const std::optional<host::Regression> regression = regression_of(pool, record);
+    std::vector<host::Derivation> derivations;
+    for (const std::string &text : pool.derive) derivations.push_back(host::parse_derivation(text));
     host::PoolRequest request = pool.request;
     if (!regression && !request.means && !request.variances && !request.covariances && !request.correlations &&
         request.quantiles.empty()) {
         request.means = true;
     }
-    const host::CompletedTables tables = host::read_completed_tables(options.input, record);
+    host::CompletedTables tables = host::read_completed_tables(options.input, record);
+    for (const host::Derivation &derivation : derivations) host::add_derived(tables, derivation);
     Answer answer;
     answer.imputations = record.imputations;
     answer.warnings = record.warnings;

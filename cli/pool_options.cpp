@@ -47,6 +47,8 @@ void add_pool_options(CLI::App &command, Options &options) {
                  for (const std::string &word : split(words))
                      pool.request.quantiles.push_back(number_of("--quantiles", word));
              });
+    add_list(command, "--derive", "NAME=EXPR", "compute a column in every table first, such as 'bmi = wgt / hgt^2'",
+             group, [&pool](const std::vector<std::string> &words) { pool.derive = words; });
     command.add_option("--estimates", pool.estimates, "pool this table of estimates instead; - reads standard input")
         ->type_name("FILE")
         ->group(group);

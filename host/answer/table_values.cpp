@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 
 #include "ullage/host/base/error.h"
@@ -40,10 +41,21 @@ Error not_defined(const CompletedTables &tables, const Expression &expression, s
                                      expression.place, row + 1, fmt::join(values, " and "))};
 }
 
+/** Whether a column of the expression has no value in a row. */
+bool has_missing(const CompletedTables &tables, const Expression &expression, std::size_t imputation,
+                 std::int32_t row) {
+    for (const std::string &name : columns_of(expression)) {
+        double value = 0.0;
+        tables.column(name).copy_rows(imputation, {&row, 1}, &value);
+        if (std::isnan(value)) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 RowValues values_of(const CompletedTables &tables, const Expression &expression, std::size_t imputation,
-                    std::span<const std::int32_t> rows) {
+                    std::span<const std::int32_t> rows, MissingCells missing) {
     const ColumnSource source = [&](const std::string &name) {
         const CompletedColumn &column = tables.column(name);
         RowValues values{std::vector<double>(rows.size()), column.holds_words() ? &column.words : nullptr};
@@ -52,7 +64,12 @@ RowValues values_of(const CompletedTables &tables, const Expression &expression,
     };
     RowValues result = evaluate(expression, source, rows.size());
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        if (!std::isfinite(result.values[i])) throw not_defined(tables, expression, imputation, rows[i]);
+        if (std::isfinite(result.values[i])) continue;
+        if (missing == MissingCells::stay && has_missing(tables, expression, imputation, rows[i])) {
+            result.values[i] = std::numeric_limits<double>::quiet_NaN();
+            continue;
+        }
+        throw not_defined(tables, expression, imputation, rows[i]);
     }
     return result;
 }

@@ -179,6 +179,8 @@ class BesideR(unittest.TestCase):
                       "fits <- lapply(tables, function(d) glm(falls ~ dose, poisson, control = exact,"
                       "  data = d[d$ill == 'yes' & d$dose > 2, ]));"
                       "pooled(fits, vcov, min(sapply(fits, df.residual)))"))
+        asked.append((("--lm", "rate ~ ill", "--derive", "rate = dose / (1 + falls)^2"),
+                      "fits <- lapply(tables, function(d) lm(dose / (1 + falls)^2 ~ ill, d)); pooled(fits, vcov, 148)"))
         self.check_regressions(asked)
 
     def test_files_of_statistics_packages(self):

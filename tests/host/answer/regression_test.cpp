@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/expect_close.h"
+#include "ullage/host/answer/derive.h"
 #include "ullage/host/answer/pool_regression.h"
 #include "ullage/host/base/error.h"
 
@@ -202,6 +203,46 @@ TEST(PoolRegression, RowsWhereSomethingIsTrue) {
     EXPECT_NE(message_of(tables, regression).find("only one word"), std::string::npos);
     regression.where = parse_expression("--where", "kind");
     EXPECT_NE(message_of(tables, regression).find("neither true nor false"), std::string::npos);
+}
+
+TEST(Derive, ComputesInEveryTable) {
+    CompletedTables tables = small_tables();
+    add_derived(tables, parse_derivation("r = log(b) / a"));
+    add_derived(tables, parse_derivation("`r 2` = 2 * r + 0 * weight"));
+    const CompletedColumn &r = tables.column("r");
+    EXPECT_EQ(r.hidden, std::vector<std::int32_t>{7});
+    EXPECT_EQ(r.original[3], std::log(2.0) / 20.0);
+    EXPECT_TRUE(std::isnan(r.original[7]));
+    EXPECT_EQ(r.imputed[1].at(0), std::log(5.0) / 40.0);
+    EXPECT_EQ(tables.column("r 2").imputed[0].at(0), 2.0 * (std::log(3.0) / 40.0));
+    EXPECT_TRUE(std::isnan(tables.column("r 2").original[3])) << "weight is missing there";
+    EXPECT_EQ(tables.model, (std::vector<std::size_t>{0, 1, 3})) << "a column with missing cells has no mean";
+
+    const struct {
+        const char *text;
+        const char *expected;
+    } wrong[] = {
+        {"a = b", "has a column \"a\" already"},
+        {"remark = b", "already"},
+        {"s = b - ", "at its end"},
+        {"s == b", "a = is expected"},
+        {"= b", "name of the new column"},
+        {"s = log(b - 3.5)",
+         "imputation 1: --derive \"s = log(b - 3.5)\", at \"log(b - 3.5)\": not defined in row "
+         "1, where b is 1"},
+        {"s = sqrt(4 - b)", "imputation 2: --derive \"s = sqrt(4 - b)\", at \"sqrt(4 - b)\": not defined in row 8"},
+        {"s = nowhere + 1", "no column \"nowhere\""}};
+    const std::size_t columns = tables.columns.size();
+    for (const auto &row : wrong) {
+        std::string message;
+        try {
+            add_derived(tables, parse_derivation(row.text));
+        } catch (const Error &error) {
+            message = error.what();
+        }
+        EXPECT_NE(message.find(row.expected), std::string::npos) << row.text << ": " << message;
+    }
+    EXPECT_EQ(tables.columns.size(), columns);
 }
 
 TEST(PoolRegression, SeparationAndWrongResponses) {
