@@ -11,16 +11,17 @@ packages() {
         engine) echo cmake ninja-build g++ ;;
         program) packages engine; echo libboost-dev libcli11-dev libcsv-dev libeigen3-dev libfmt-dev librandom123-dev \
                                        libreadstat-dev libssl-dev libutfcpp-dev nlohmann-json3-dev ;;
+        python) packages program; echo python3 python3-dev python3-venv ;;
         examples) packages engine; echo pkgconf libboost-dev libeigen3-dev librandom123-dev liblapacke-dev libblas-dev ;;
         test) packages program; packages examples
-              echo binutils chromium clang-format libgtest-dev locales python3 r-base-core r-cran-haven r-cran-mice \
+              echo binutils chromium clang-format libgtest-dev locales python3 python3-dev python3-venv r-base-core r-cran-haven r-cran-mice \
                    r-cran-mitml r-cran-posterior ;;
         check) packages test; packages fuzz ;;
         bench) packages program; echo libbenchmark-dev python3 ;;
         fuzz) packages engine; echo clang libclang-rt-14-dev ;;
         format) echo clang-format python3 ;;
         tidy) packages program; echo clang clang-tidy ;;
-        *) echo "install_packages.sh: unknown purpose '$1'; known are engine, program, examples, test, check, bench," \
+        *) echo "install_packages.sh: unknown purpose '$1'; known are engine, program, python, examples, test, check, bench," \
                 "fuzz, format, tidy" >&2; exit 64 ;;
     esac
 }
