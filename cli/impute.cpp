@@ -44,13 +44,13 @@ using host::OutputFile;
 
 constexpr std::size_t kMostKinds = 40;  // columns whose kinds are said
 
-host::ImputeSettings settings_of(const ImputeOptions &options) {
-    host::ImputeSettings settings;
+host::ImputeSettings settings_of(const ImputeOptions &options, const host::ModelTable &model) {
+    host::ImputeSettings settings = host::default_settings(model);
     // A chosen seed is one that people can copy.
     settings.seed = options.seed ? *options.seed : std::random_device()() & 0x7fffffffU;
     settings.imputations = options.imputations;
-    settings.burn_in = options.burn_in;
-    settings.thin = options.thin;
+    if (options.burn_in) settings.burn_in = *options.burn_in;
+    if (options.thin) settings.thin = *options.thin;
     settings.chains = options.chains;
     const int processors = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
     settings.jobs = options.jobs > 0 ? options.jobs : processors;
@@ -279,13 +279,13 @@ void impute_to_directory(const Options &options, const Input &input, const host:
 
 int run_impute(const Options &options) {
     check_output(options);
-    const host::ImputeSettings settings = settings_of(options.impute);
     const host::PriorChoice prior = host::parse_prior(options.impute.prior);
     const Input input = load_input(options);
     if (const auto format = stat_format(options.impute.format)) {
         host::check_stat_file(*format, input.table, static_cast<std::size_t>(options.impute.imputations));
     }
     const host::ModelTable model = host::prepare_model(input.table, input.hidden, prior);
+    const host::ImputeSettings settings = settings_of(options.impute, model);
     if (options.impute.output == "-") {
         impute_to_stdout(options, input, model, settings);
     } else {

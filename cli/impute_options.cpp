@@ -66,8 +66,14 @@ void add_imputation_options(CLI::App &command, ImputeOptions &impute) {
         ->transform(whole_number<std::uint64_t>(0))
         ->type_name("N")
         ->group(group);
-    add_count("--burn-in", impute.burn_in, "iterations of each chain before its first imputation", 0);
-    add_count("--thin", impute.thin, "iterations between two imputations of a chain", 1);
+    const auto add_length = [&](const std::string &name, std::optional<int> &target, const std::string &text,
+                                int least) {
+        command.add_option(name, target, text)->transform(whole_number(least))->type_name("N")->group(group);
+    };
+    add_length("--burn-in", impute.burn_in,
+               "iterations of each chain before its first imputation (default: 200; 1000 where words are hidden)", 0);
+    add_length("--thin", impute.thin,
+               "iterations between two imputations of a chain (default: 50; 200 where words are hidden)", 1);
     add_count("--chains", impute.chains, "independent chains", 1);
     add_count("-j,--jobs", impute.jobs, "processes that share the work (default: one per processor)", 1);
     command

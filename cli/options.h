@@ -27,8 +27,8 @@ struct ImputeOptions {
     std::string output;                 ///< directory, or "-" for the completed tables on standard output
     int imputations = 20;               ///< m, at least 1
     std::optional<std::uint64_t> seed;  ///< chosen, printed and recorded if not given
-    int burn_in = 200;                  ///< iterations of each chain before the first imputation, at least 0
-    int thin = 50;                      ///< iterations between two imputations of a chain, at least 1
+    std::optional<int> burn_in;         ///< iterations of each chain before the first imputation, at least 0
+    std::optional<int> thin;            ///< iterations between two imputations of a chain, at least 1
     int chains = 4;                     ///< at least 1
     int jobs = 0;                       ///< worker processes; 0 for one per processor
     std::string prior = "default";      ///< default, jeffreys, ridge=CASES, or the path of a file

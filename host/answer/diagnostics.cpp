@@ -14,11 +14,11 @@
 #include <span>
 #include <utility>
 
+#include "ullage/host/answer/convergence_warnings.h"
 #include "ullage/host/answer/pooled_row.h"
 #include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/numbers/moments.h"
-#include "ullage/host/run/convergence_warnings.h"
 
 namespace ullage::host {
 namespace {
@@ -183,22 +183,7 @@ private:
 
 /** What is worth a warning besides what every run warns of. */
 void add_warnings(const RunRecord &record, Diagnosis &diagnosis) {
-    std::vector<ParameterConvergence> judged;
-    const ParameterDiagnosis *poorest = nullptr;
-    for (const ParameterDiagnosis &parameter : diagnosis.parameters) {
-        judged.push_back({parameter.level, parameter.name, parameter.convergence});
-        if (!(parameter.convergence.ess_tail < kLeastEssPerChain * record.chains)) continue;
-        if (poorest == nullptr || parameter.convergence.ess_tail < poorest->convergence.ess_tail) poorest = &parameter;
-    }
-    diagnosis.warnings = convergence_warnings(judged, record.chains);
-    if (poorest != nullptr) {
-        diagnosis.warnings.push_back(fmt::format(
-            "the ends of the distributions are poorly known: the effective sample size of the tails is below {:.0f}, "
-            "least {:.0f} for {}; raise --thin",
-            kLeastEssPerChain * record.chains, poorest->convergence.ess_tail,
-            poorest->level.empty() ? poorest->name
-                                   : fmt::format("{} in level {}", poorest->name, quote(poorest->level))));
-    }
+    diagnosis.warnings = convergence_warnings(diagnosis.parameters, record);
     for (const RunLevel &level : record.levels) {
         if (!(level.refused > kMuchRefused)) continue;
         diagnosis.warnings.push_back(fmt::format(

@@ -90,6 +90,16 @@ void check_settings(const ImputeSettings &settings) {
 
 }  // namespace
 
+ImputeSettings default_settings(const ModelTable &model) {
+    ImputeSettings settings;
+    for (std::size_t c = 0; c < model.table->columns.size(); ++c) {
+        if (!model.table->columns[c].holds_words() || !model.variables.columns[c].is_latent) continue;
+        settings.burn_in = 1000;
+        settings.thin = 200;
+    }
+    return settings;
+}
+
 std::span<const double> Imputations::draw(const ModelTable &model, std::size_t chain, std::size_t iteration,
                                           std::size_t level) const {
     const std::size_t size = draw_size(model.variables.list.size());

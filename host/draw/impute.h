@@ -36,6 +36,10 @@ struct ImputeSettings {
     [[nodiscard]] int total() const { return burn_in + kept(); }
 };
 
+/** The defaults for a table: chains are five and four times as long where words are hidden, whose variables move in
+ * smaller steps (docs/diagnostics.md has the measurements). */
+[[nodiscard]] ImputeSettings default_settings(const ModelTable &model);
+
 /** How far a run has come. */
 struct ImputeProgress {
     std::int64_t done;  ///< iterations of all chains

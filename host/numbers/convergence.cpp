@@ -167,16 +167,16 @@ double mean_effective_size(const Chains &chains) {
 }
 
 double autocorrelation(const Chains &chains, std::size_t lag) {
-    double sum = 0.0;
-    int varying = 0;
+    const double mean = mean_of(pooled(chains));
+    double covariance = 0.0;
+    double variance = 0.0;
     for (const auto &chain : chains) {
-        const double mean = mean_of(chain);
-        const double variance = autocovariance(chain, mean, 0);
-        if (!(variance > 0.0)) continue;
-        sum += autocovariance(chain, mean, lag) / variance;
-        ++varying;
+        // Each a sum over the length of the chain; fewer products belong to a lag.
+        const auto length = static_cast<double>(chain.size());
+        covariance += autocovariance(chain, mean, lag) * length / (length - static_cast<double>(lag));
+        variance += autocovariance(chain, mean, 0);
     }
-    return varying > 0 ? sum / varying : kUnknown;
+    return variance > 0.0 ? covariance / variance : kUnknown;
 }
 
 }  // namespace ullage::host

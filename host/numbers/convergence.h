@@ -42,13 +42,13 @@ struct ParameterConvergence {
  * in Convergence. */
 [[nodiscard]] double mean_effective_size(const Chains &chains);
 
-/** Autocorrelation at a lag below the length of the chains, each about the mean of its own chain, averaged over the
- * chains that vary; NaN if none does. */
+/** Autocorrelation at a lag below the length of the chains, about the mean of all draws, so that chains which have not
+ * met are correlated at every lag; NaN if nothing varies. */
 [[nodiscard]] double autocorrelation(const Chains &chains, std::size_t lag);
 
 /** From these on, chains are worth a warning: R-hat above the first, or a size below the second times the chains. */
 inline constexpr double kWorstRhat = 1.05;
-inline constexpr double kLeastEssPerChain = 100.0;
+inline constexpr double kLeastEssPerChain = 25.0;
 
 }  // namespace ullage::host
 

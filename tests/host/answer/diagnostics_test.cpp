@@ -111,15 +111,30 @@ TEST(Diagnose, ChainsApartComeFirst) {
     EXPECT_NE(diagnosis.warnings[0].find("for mean(a)"), std::string::npos) << diagnosis.warnings[0];
 }
 
+TEST(Diagnose, TheCureFollowsFromWhyChainsAreApart) {
+    const auto advice = [](const auto &shift) {
+        DrawnRun run = independent_run(0.0);
+        run.record.burn_in = 200;
+        for (std::size_t i = 0; i < kDraws; ++i) run.draws.draws[0][0][2][i] += shift(i);
+        return diagnose(run.record, run.draws, nullptr).warnings.at(0);
+    };
+    // A chain that comes from afar in its first draws, and one that never comes.
+    EXPECT_NE(advice([](std::size_t i) { return i < 400 ? 2.0 : 0.0; }).find("remember their start"),
+              std::string::npos);
+    const std::string slow = advice([](std::size_t) { return 1.0; });
+    EXPECT_NE(slow.find("move slowly: run again with --thin"), std::string::npos) << slow;
+}
+
 TEST(Diagnose, TailsAndMeanAreJudgedByTheirOwnSizes) {
     DrawnRun run = independent_run(0.0);
     RandomStream random({12, StreamPurpose::start, 1, 0, 0});
     for (std::size_t chain = 0; chain < 4; ++chain) {
         std::size_t spell = 0;
         for (std::size_t i = 0; i < kDraws; ++i) {
-            // Once in 500 draws, 25 in a row lie in the lower tail: few independent draws for its quantile alone.
-            if (i % 500 == 0) spell = i + static_cast<std::size_t>(475.0 * random.uniform());
-            const bool in_spell = i >= spell && i < spell + 25;
+            // Once in each of two chains, 100 in a row lie in the lower tail: few independent draws for its quantile
+            // alone.
+            if (i == 0) spell = static_cast<std::size_t>(900.0 * random.uniform());
+            const bool in_spell = chain < 2 && i >= spell && i < spell + 100;
             run.draws.draws[0][0][chain][i] = in_spell ? -2.0 - std::fabs(random.normal()) : random.normal();
             // Ten in a hundred lie far out, one after the other: few for the mean, though the ranks hardly show it.
             run.draws.draws[0][1][chain][i] = random.normal() + (i % 100 < 10 ? 50.0 : 0.0);
@@ -127,8 +142,8 @@ TEST(Diagnose, TailsAndMeanAreJudgedByTheirOwnSizes) {
     }
     const Diagnosis diagnosis = diagnose(run.record, run.draws, nullptr);
     const ParameterDiagnosis &tails = find(diagnosis, "mean(a)");
-    EXPECT_GT(tails.convergence.ess_bulk, 400.0);
-    EXPECT_LT(tails.convergence.ess_tail, 400.0);
+    EXPECT_GT(tails.convergence.ess_bulk, 100.0);
+    EXPECT_LT(tails.convergence.ess_tail, 100.0);
     EXPECT_LT(tails.convergence.rhat, 1.05);
     EXPECT_TRUE(tails.bad);
     const ParameterDiagnosis &mean = find(diagnosis, "mean(log(b))");
@@ -147,8 +162,10 @@ TEST(Diagnose, ShortChainsCannotBeJudged) {
 }
 
 TEST(Autocorrelation, OfAKnownSeries) {
-    // 1, 2, 3, 4 about 2.5: lag 1 has (-1.5 * -0.5 + -0.5 * 0.5 + 0.5 * 1.5) / 5 = 0.25; a constant chain is left out.
-    EXPECT_NEAR(autocorrelation({{1, 2, 3, 4}, {7, 7, 7, 7}}, 1), 0.25, 1e-15);
+    // 1, 2, 3, 4 about 2.5: the products at lag 1 are 0.75, -0.25 and 0.75, 1.25 / 3 on average, and the squares 5 / 4.
+    EXPECT_NEAR(autocorrelation({{1, 2, 3, 4}}, 1), 1.0 / 3.0, 1e-15);
+    // Two chains apart: about 1.5 the products are all 2.25, and so are the squares.
+    EXPECT_NEAR(autocorrelation({{0, 0, 0}, {3, 3, 3}}, 2), 1.0, 1e-15);
     EXPECT_TRUE(std::isnan(autocorrelation({{7, 7, 7, 7}}, 1)));
 }
 
