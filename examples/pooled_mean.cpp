@@ -23,7 +23,7 @@ int main(int argc, char **argv) {
         const Table table = read_table(read_input(argv[1]), {}, notices);
         const std::size_t column = table.find_column(argv[2]).value();
         const HiddenCells hidden = close_bounds(table);
-        const ModelTable model = prepare_model(table, hidden, parse_prior("jeffreys"));
+        const ModelTable model = prepare_model(table, hidden, parse_prior("default"));
         const Imputations result = impute(model, {.seed = 1}, {});
 
         const auto rows = static_cast<double>(table.row_count());

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 #include <utility>
 
 #include "ullage/host/base/error.h"
@@ -75,29 +76,37 @@ Moments complete_moments(const ModelTable &model, const std::vector<std::int32_t
     return combine(std::move(parts));
 }
 
+// Moments of some variables over the rows of a level in which all of them are observed.
+Moments joint_moments(const ModelTable &model, const Level &level, std::span<const std::size_t> variables) {
+    const Table &table = *model.table;
+    std::vector<double> values;
+    for (std::size_t row = 0; row < table.row_count(); ++row) {
+        if (table.levels[static_cast<std::size_t>(table.level_of_row[row])] != level.name) continue;
+        const auto is_hidden = [&](std::size_t j) { return table.is_hidden(row, model.variables.list[j].column); };
+        if (std::ranges::any_of(variables, is_hidden)) continue;
+        for (const std::size_t j : variables) values.push_back(observed_value(table, model.variables, j, row));
+    }
+    return moments_of_rows(values, variables.size());
+}
+
+bool are_usable(const Moments &moments) {
+    try {
+        check_moments(moments, {});
+    } catch (const UnusableMoments &) {
+        return false;
+    }
+    return true;
+}
+
 // Find columns that follow from each other in the complete rows and in all rows where they are observed together: the
 // imputed cells would come to follow too.
-void check_joint(const ModelTable &model, const Level &level, const std::vector<std::int32_t> &rows) {
+void check_joint(const ModelTable &model, const Level &level, const Prior &prior) {
     if (level.complete.count <= static_cast<double>(model.variables.list.size())) return;
     try {
-        check_moments(level.complete, level.prior);
+        check_moments(level.complete, prior);
     } catch (const UnusableMoments &why) {
         if (why.kind() != UnusableMoments::Kind::collinear) return;
-        std::vector<double> values;
-        for (const std::int32_t row : rows) {
-            const auto is_hidden = [&](std::size_t j) {
-                return model.table->is_hidden(static_cast<std::size_t>(row), model.variables.list[j].column);
-            };
-            if (std::ranges::any_of(why.columns(), is_hidden)) continue;
-            for (const std::size_t j : why.columns()) {
-                values.push_back(observed_value(*model.table, model.variables, j, static_cast<std::size_t>(row)));
-            }
-        }
-        try {
-            check_moments(moments_of_rows(values, why.columns().size()), {});
-        } catch (const UnusableMoments &) {
-            throw why;
-        }
+        if (!are_usable(joint_moments(model, level, why.columns()))) throw;
     }
 }
 
@@ -151,7 +160,8 @@ Prior ruled_prior(const ModelTable &model, const Level &level) {
 }
 
 // Find early what would stop the first iterations.
-void check_level(const ModelTable &model, const Level &level, const std::vector<std::int32_t> &rows) {
+void check_level(const ModelTable &model, const Level &level, const Prior &prior,
+                 const std::vector<std::int32_t> &rows) {
     const Table &table = *model.table;
     const std::size_t n = model.variables.list.size();
     if (level.prior.mean_cases == 0.0) {
@@ -176,8 +186,8 @@ void check_level(const ModelTable &model, const Level &level, const std::vector<
             }
             stand_in.scatter[packed_index(j, j)] = spread;
         }
-        check_moments(stand_in, level.prior);
-        check_joint(model, level, rows);
+        check_moments(stand_in, prior);
+        check_joint(model, level, prior);
     } catch (const UnusableMoments &why) {
         throw explain_unusable(model, level, why);
     }
@@ -231,13 +241,18 @@ Error explain_unusable(const ModelTable &model, const Level &level, const Unusab
             list_columns(model, why.columns()), why.columns().size() == 1 ? "is" : "are", where,
             why.columns().size() == 1 ? "it" : "them");
     } else {
-        text = fmt::format("{} are collinear{}: the covariance is singular, as each of them follows from the others.",
-                           list_columns(model, why.columns()), where);
-        for (const std::size_t column : why.columns()) {
-            if (level.observed_count[column] > n) continue;
-            text += fmt::format(" \"{}\" has only {} observed values for {} columns, too few to tell its relations.",
-                                model.variables.list[column].name, level.observed_count[column], n);
-        }
+        const Moments joint = joint_moments(model, level, why.columns());
+        const auto columns = static_cast<double>(why.columns().size());
+        text = joint.count > columns && !are_usable(joint)
+                   ? fmt::format(
+                         "{} are collinear{}: the covariance is singular, as each of them follows from the "
+                         "others.",
+                         list_columns(model, why.columns()), where)
+                   : fmt::format(
+                         "too little is observed together of {}{}: {} with a value in all of them do not tell "
+                         "how they depend on each other, and the covariance has become singular.",
+                         list_columns(model, why.columns()), where,
+                         count_of(static_cast<std::size_t>(joint.count), "row"));
         text +=
             " Leave one of them out of the model (--columns), or use a prior that is worth some cases (--prior "
             "ridge=1)";
@@ -264,8 +279,11 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
         summarise_observed(model, rows_of_level[l], level);
         level.prior = make_prior(prior, table, model.variables, level.variance);
         level.ruled_prior = ruled_prior(model, level);
+        // What would be an error under a flat prior is one under the weak default, too: it is not what cures data.
+        const bool is_weak = prior.kind == PriorChoice::Kind::standard && level.prior.covariance_cases == kDefaultCases;
+        const Prior checked = is_weak ? Prior{} : level.prior;
         // Before anything of the size of a covariance is made.
-        if (!has_enough_rows(static_cast<double>(level.row_count), model.variables.list.size(), level.prior)) {
+        if (!has_enough_rows(static_cast<double>(level.row_count), model.variables.list.size(), checked)) {
             throw explain_unusable(model, level, UnusableMoments(UnusableMoments::Kind::too_few, {}));
         }
         add_utilities(model, level);
@@ -288,7 +306,7 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
             begin = end;
         }
         level.complete = complete_moments(model, {rows.begin(), first_hidden});
-        check_level(model, level, rows);
+        check_level(model, level, checked, rows);
         if (components > 1) model.mixture = make_mixture_prior(components, level.mean, level.variance);
         model.levels.push_back(std::move(level));
     }

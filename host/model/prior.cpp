@@ -119,11 +119,10 @@ Prior make_prior(const PriorChoice &choice, const Table &table, const Variables 
             "under the prior jeffreys nothing tells the scale behind a column of words; use the default prior, or "
             "leave these columns out of the model (--carry)");
     }
-    if (choice.kind == PriorChoice::Kind::jeffreys || (choice.kind == PriorChoice::Kind::standard && !has_words)) {
-        return prior;
-    }
+    if (choice.kind == PriorChoice::Kind::jeffreys) return prior;
     if (choice.kind != PriorChoice::Kind::file) {
-        return uncorrelated_cases(choice.kind == PriorChoice::Kind::ridge ? choice.ridge_cases : kLatentCases, table,
+        const double standard = has_words ? kLatentCases : kDefaultCases;
+        return uncorrelated_cases(choice.kind == PriorChoice::Kind::ridge ? choice.ridge_cases : standard, table,
                                   variables, variances);
     }
     prior.scatter.assign(packed_size(n), 0.0);

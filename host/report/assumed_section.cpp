@@ -24,7 +24,12 @@ std::string prior_words(const RunRecord &record) {
             "the data; nothing is assumed of means.",
             kLatentCases);
     }
-    if (record.prior == "default" || record.prior == "jeffreys")
+    if (record.prior == "default") {
+        return fmt::format(
+            "A weak inverse Wishart prior worth {:g} cases of uncorrelated columns; nothing is assumed of means.",
+            kDefaultCases);
+    }
+    if (record.prior == "jeffreys")
         return "Jeffreys' prior: nothing is assumed of means and covariance before the data.";
     if (record.prior.starts_with("ridge=")) {
         return fmt::format(
