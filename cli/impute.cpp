@@ -105,7 +105,7 @@ struct Drawn {
 };
 
 Drawn draw(const Options &options, const Input &input, const host::ModelTable &model,
-           const host::ImputeSettings &settings) {
+           const host::ImputeSettings &settings, const host::DrawPlace &place = {}) {
     say(options, fmt::format("seed {}", settings.seed));
     std::string kinds = kinds_in_words(input.table, kMostKinds);
     kinds.pop_back();
@@ -115,8 +115,8 @@ Drawn draw(const Options &options, const Input &input, const host::ModelTable &m
     }
     Drawn drawn;
     ProgressBar bar(options);
-    drawn.imputations =
-        host::impute(model, settings, [&](const host::ImputeProgress &progress) { bar.show(progress); });
+    drawn.imputations = host::impute(
+        model, settings, [&](const host::ImputeProgress &progress) { bar.show(progress); }, place);
     drawn.seconds = bar.seconds();
     return drawn;
 }
@@ -171,10 +171,11 @@ void write_tables(host::ResultDirectory &directory, Format format, const Input &
 }
 
 std::vector<host::OverimputedColumn> overimpute(const Options &options, const Input &input,
-                                                const host::PriorChoice &prior, const host::ImputeSettings &settings) {
+                                                const host::PriorChoice &prior, const host::ImputeSettings &settings,
+                                                const host::DrawPlace &place) {
     ProgressBar bar(options);
-    return host::overimpute(input.table, prior, settings,
-                            [&](const host::ImputeProgress &progress) { bar.show(progress); });
+    return host::overimpute(
+        input.table, prior, settings, [&](const host::ImputeProgress &progress) { bar.show(progress); }, place);
 }
 
 void say_overimputation(const Options &options, const std::vector<host::OverimputedColumn> &columns) {
@@ -254,16 +255,19 @@ void impute_to_directory(const Options &options, const Input &input, const host:
     std::vector<std::string> inputs = {options.input};
     if (prior.kind == host::PriorChoice::Kind::file) inputs.push_back(options.impute.prior);
     host::ResultDirectory directory(options.impute.output, result_names(options.impute), inputs);
-    const Drawn drawn = draw(options, input, model, settings);
+    Drawn drawn = draw(options, input, model, settings, directory.draw_place());
     write_tables(directory, options.impute.format, input, drawn.imputations);
     host::RunResults results = judge(options, input, model, settings, drawn);
     if (options.impute.overimpute) {
-        results.overimputation = overimpute(options, input, prior, settings);
+        results.overimputation = overimpute(options, input, prior, settings, directory.draw_place());
         host::write_overimputation(directory.file(host::kOverimputationName), *results.overimputation);
     }
     host::write_parameters(directory.file(host::kParametersName), model, drawn.imputations);
     host::write_bounded_cells(directory.file(host::kBoundsName), input.table, results.bounds);
     if (options.impute.report) directory.file(host::kReportName).write(host::make_report(results));
+    // The file of the drawn values goes before the directory that it lies in.
+    results.tables = {};
+    drawn = {};
     const std::string record = directory.commit(results.record);
     say_what_went(options, directory);
     if (options.json) {

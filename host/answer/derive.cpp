@@ -88,7 +88,7 @@ void add_derived(CompletedTables &tables, const Derivation &derivation) {
     const bool is_missing =
         std::any_of(column.original.begin(), column.original.end(), [](double value) { return std::isnan(value); });
     for (std::size_t k = 0; k < tables.imputations; ++k) {
-        column.imputed.push_back(derived_values(tables, derivation, k, column.hidden));
+        column.imputed.held().push_back(derived_values(tables, derivation, k, column.hidden));
     }
     for (const std::int32_t row : column.hidden) {
         column.original[static_cast<std::size_t>(row)] = std::numeric_limits<double>::quiet_NaN();

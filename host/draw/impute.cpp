@@ -107,11 +107,11 @@ std::span<const double> Imputations::draw(const ModelTable &model, std::size_t c
 }
 
 Imputations impute(const ModelTable &model, const ImputeSettings &settings,
-                   const std::function<void(const ImputeProgress &)> &progress) {
+                   const std::function<void(const ImputeProgress &)> &progress, const DrawPlace &place) {
     check_settings(settings);
     const auto chains = static_cast<std::size_t>(settings.chains);
     Imputations result;
-    result.values.resize(static_cast<std::size_t>(settings.imputations));
+    result.values = DrawnCells(*model.hidden, static_cast<std::size_t>(settings.imputations), place);
     result.draws.resize(chains);
     const std::size_t members = team_size(model, settings);
     std::vector<std::int64_t> done(chains);
@@ -125,7 +125,7 @@ Imputations impute(const ModelTable &model, const ImputeSettings &settings,
         },
         [&](std::size_t chain, const Frame &frame) {
             if (frame.head.kind == FrameKind::imputation) {
-                result.values[frame.head.argument] = frame.numbers();
+                result.values.put(frame.head.argument, frame.numbers());
             } else if (frame.head.kind == FrameKind::parameters) {
                 const std::vector<double> numbers = frame.numbers();
                 result.draws[chain].insert(result.draws[chain].end(), numbers.begin(), numbers.end());

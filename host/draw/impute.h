@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ullage/host/draw/chain.h"
+#include "ullage/host/draw/drawn_cells.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/numbers/convergence.h"
 
@@ -49,7 +50,7 @@ struct ImputeProgress {
 /** What a run gives. */
 struct Imputations {
     /** One per imputation: values of the hidden cells in the units of the file, in the order of HiddenCells::cells. */
-    std::vector<std::vector<double>> values;
+    DrawnCells values;
     /**
      * Draws of the parameters, per chain: for each iteration that counts and each level the means and the packed
      * covariance of the transformed columns, in the units of the file.
@@ -72,11 +73,14 @@ struct Imputations {
  * returns or throws.
  *
  * @param progress  called now and then; may be empty
- * @throws Error  what a worker threw (Chain, restore); internal if a worker died or could not be started; usage if a
- *                setting is out of range; interrupted if a signal that watch_interrupts() knows of asked to stop
+ * @param place     where the values of the hidden cells are kept
+ * @throws Error  what a worker threw (Chain, restore); cannot_create if there is no room for the values; internal if a
+ * worker died or could not be started; usage if a setting is out of range; interrupted if a signal that
+ * watch_interrupts() knows of asked to stop
  */
 [[nodiscard]] Imputations impute(const ModelTable &model, const ImputeSettings &settings,
-                                 const std::function<void(const ImputeProgress &)> &progress);
+                                 const std::function<void(const ImputeProgress &)> &progress,
+                                 const DrawPlace &place = {});
 
 /** Judge every mean and every variance of every level. */
 [[nodiscard]] std::vector<ParameterConvergence> judge_parameters(const ModelTable &model, const Imputations &result);

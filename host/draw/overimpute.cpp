@@ -55,9 +55,7 @@ std::vector<std::vector<Chosen>> choose_cells(const Table &table, std::uint64_t 
 std::vector<double> draws_of(const HiddenCells &hidden, const Chosen &cell, const Imputations &result) {
     std::size_t place = hidden.row_begin[cell.row];
     while (hidden.cells[place].column != static_cast<std::int32_t>(cell.column)) ++place;
-    std::vector<double> draws;
-    for (const std::vector<double> &imputation : result.values) draws.push_back(imputation[place]);
-    return draws;
+    return result.values.of_cell(place);
 }
 
 /** Count a cell of numbers that was hidden: the rank of its value among its draws. */
@@ -86,7 +84,8 @@ void count_hits(double word, const std::vector<double> &draws, OverimputedColumn
 }  // namespace
 
 std::vector<OverimputedColumn> overimpute(const Table &table, const PriorChoice &prior, ImputeSettings settings,
-                                          const std::function<void(const ImputeProgress &)> &progress) {
+                                          const std::function<void(const ImputeProgress &)> &progress,
+                                          const DrawPlace &place) {
     settings.imputations = kOverimputations;
     std::vector<OverimputedColumn> columns(table.columns.size());
     for (std::size_t c = 0; c < columns.size(); ++c) columns[c].name = table.columns[c].name;
@@ -100,11 +99,12 @@ std::vector<OverimputedColumn> overimpute(const Table &table, const PriorChoice 
         }
         const HiddenCells hidden = close_bounds(part);
         const ModelTable model = prepare_model(part, hidden, prior);
-        const Imputations result = impute(model, settings, [&](const ImputeProgress &of_run) {
+        const auto show = [&](const ImputeProgress &of_run) {
             if (!progress) return;
             progress({static_cast<std::int64_t>(run) * of_run.total + of_run.done,
                       static_cast<std::int64_t>(runs.size()) * of_run.total});
-        });
+        };
+        const Imputations result = impute(model, settings, show, place);
         for (const Chosen &cell : runs[run]) {
             const Column &own = table.columns[cell.column];
             ++columns[cell.column].cells;

@@ -47,12 +47,14 @@ inline constexpr std::size_t kMostOverimputed = 100;
  * @param table     after apply_rules; not changed
  * @param settings  as impute; imputations is not read. The seed also decides which cells are hidden
  * @param progress  of all runs together; may be empty
+ * @param place     as impute
  * @return the columns that have observed cells enough to hide one
  * @throws Error  as prepare_model and impute
  */
 [[nodiscard]] std::vector<OverimputedColumn> overimpute(const Table &table, const PriorChoice &prior,
                                                         ImputeSettings settings,
-                                                        const std::function<void(const ImputeProgress &)> &progress);
+                                                        const std::function<void(const ImputeProgress &)> &progress,
+                                                        const DrawPlace &place = {});
 
 }  // namespace ullage::host
 

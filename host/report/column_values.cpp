@@ -98,7 +98,8 @@ ColumnValues values_of(const RunResults &results, const RunCells &cells, std::si
     for (const double value : values.column->original) {
         if (!std::isnan(value)) values.observed.push_back(value);
     }
-    for (const Values &imputation : values.column->imputed) {
+    for (std::size_t k = 0; k < values.column->imputed.size(); ++k) {
+        const std::span<const double> imputation = values.column->imputed[k];
         for (std::size_t h = 0; h < hidden.size(); ++h) {
             (is_bounded[h] ? values.bounded : values.missing).push_back(imputation[h]);
         }

@@ -123,7 +123,8 @@ private:
             act(static_cast<std::size_t>(levels_[row]), (*this)(column.original[row], row), 1.0);
         }
         const double weight = 1.0 / static_cast<double>(column.imputed.size());
-        for (const std::vector<double> &imputation : column.imputed) {
+        for (std::size_t k = 0; k < column.imputed.size(); ++k) {
+            const std::span<const double> imputation = column.imputed[k];
             check_interrupt();
             for (std::size_t h = 0; h < imputation.size(); ++h) {
                 const auto row = static_cast<std::size_t>(column.hidden[h]);
@@ -164,7 +165,8 @@ Line quantile_dots(const CompletedColumn &column, const Standardised &standardis
         dots.y.push_back(observed[static_cast<std::size_t>(rank)]);
     }
     std::vector<double> imputed_from(dots.y.size() + 1, 0.0);  // cells that lie between a dot and the one before
-    for (const std::vector<double> &imputation : column.imputed) {
+    for (std::size_t k = 0; k < column.imputed.size(); ++k) {
+        const std::span<const double> imputation = column.imputed[k];
         check_interrupt();
         for (std::size_t h = 0; h < imputation.size(); ++h) {
             const double value = standardised(imputation[h], static_cast<std::size_t>(column.hidden[h]));

@@ -121,7 +121,8 @@ std::string intervals_figure(const ColumnValues &values, const Axis &x) {
     std::vector<std::string> words;
     for (const SharedBounds &group : shared_bounds(values, all)) {
         Values draws;
-        for (const Values &imputation : values.column->imputed) {
+        for (std::size_t k = 0; k < values.column->imputed.size(); ++k) {
+            const std::span<const double> imputation = values.column->imputed[k];
             for (const std::size_t place : group.places) draws.push_back(imputation[place]);
         }
         const Summary summary = sum_up(draws);
@@ -153,11 +154,13 @@ double place_between(const BoundedCell &cell, double draw) {
 std::string place_figure(const ColumnValues &values) {
     Values places;
     std::size_t cells = 0;
-    for (std::size_t i = 0; i < values.cells.size(); ++i) {
-        const BoundedCell &cell = *values.cells[i];
-        if (!std::isfinite(cell.lower) || !std::isfinite(cell.upper)) continue;
-        ++cells;
-        for (const Values &imputation : values.column->imputed) {
+    for (std::size_t k = 0; k < values.column->imputed.size(); ++k) {
+        const std::span<const double> imputation = values.column->imputed[k];
+        cells = 0;
+        for (std::size_t i = 0; i < values.cells.size(); ++i) {
+            const BoundedCell &cell = *values.cells[i];
+            if (!std::isfinite(cell.lower) || !std::isfinite(cell.upper)) continue;
+            ++cells;
             places.push_back(place_between(cell, imputation[values.places[i]]));
         }
     }

@@ -68,7 +68,7 @@ std::array<std::vector<std::int32_t>, 3> divide_rows(const KnownCells &knowledge
 double value_at(const CompletedColumn &column, std::int32_t row) {
     const auto found = std::lower_bound(column.hidden.begin(), column.hidden.end(), row);
     if (found == column.hidden.end() || *found != row) return column.original[static_cast<std::size_t>(row)];
-    return column.imputed.front()[static_cast<std::size_t>(found - column.hidden.begin())];
+    return column.imputed[0][static_cast<std::size_t>(found - column.hidden.begin())];
 }
 
 /** An axis for the values of dots. */

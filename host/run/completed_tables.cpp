@@ -102,7 +102,7 @@ void TableBuilder::take_header(const CsvRows &file, std::size_t width) {
     };
     for (const RunColumn &column : record_.columns) {
         model_.push_back(make_place(file.place_of(column.name, "which run.json has in its model")));
-        model_.back().values.imputed.resize(imputations_);
+        model_.back().values.imputed = ImputedCells(imputations_);
         model_.back().in_model = model_.size() - 1;
         if (!column.holds_words()) continue;
         model_.back().values.words = column.words;
@@ -222,7 +222,7 @@ void TableBuilder::check_levels(const CsvRows &file) const {
 /** A table of a long file behind the original one; imputation counts from 0. */
 void TableBuilder::take_imputation(CsvRows &file, std::size_t imputation) {
     const std::string number = std::to_string(imputation + 1);
-    for (Place &place : model_) place.values.imputed[imputation].reserve(place.values.hidden.size());
+    for (Place &place : model_) place.values.imputed.held()[imputation].reserve(place.values.hidden.size());
     for (std::size_t row = 0; row < row_count_; ++row) {
         check_end(file, imputations_ + 1, file.next(), (imputation + 1) * row_count_ + row);
         check_imputation(file, number);
@@ -232,7 +232,7 @@ void TableBuilder::take_imputation(CsvRows &file, std::size_t imputation) {
         for (Place &place : model_) {
             const double own = value(file, place);
             if (std::isnan(place.values.original[row])) {
-                place.values.imputed[imputation].push_back(own);
+                place.values.imputed.held()[imputation].push_back(own);
             } else if (own != place.values.original[row]) {
                 throw file.broken(fmt::format("column {}: an observed cell is not that of the original table",
                                               quote(place.values.name)));
@@ -271,7 +271,7 @@ void add_hidden(CompletedColumn &column, std::size_t imputation, const std::vect
                 ++next;
             }
         }
-        column.imputed[k] = std::move(merged);
+        column.imputed.held()[k] = std::move(merged);
     }
     column.hidden = std::move(all);
 }
@@ -291,7 +291,7 @@ void TableBuilder::take_changes(CsvRows &file, std::size_t imputation) {
             const double own = value(file, model_[i]);
             if (found[i].next < column.hidden.size() &&
                 column.hidden[found[i].next] == static_cast<std::int32_t>(row)) {
-                column.imputed[imputation].push_back(own);
+                column.imputed.held()[imputation].push_back(own);
                 ++found[i].next;
             } else if (own != column.original[row]) {
                 found[i].rows.push_back(static_cast<std::int32_t>(row));
@@ -370,15 +370,25 @@ CompletedTables TableBuilder::finish(std::string source, bool tells_hidden) {
 
 }  // namespace
 
+std::span<const double> ImputedCells::operator[](std::size_t imputation) const {
+    if (drawn_.size() == 0) return held_[imputation];
+    if (last_ != imputation) {
+        last_.reset();
+        read_ = drawn_.of_column(imputation, column_);
+        last_ = imputation;
+    }
+    return read_;
+}
+
 void CompletedColumn::copy_rows(std::size_t imputation, std::span<const std::int32_t> some_rows, double *out,
                                 std::size_t step) const {
     if (some_rows.empty()) return;
     auto next = std::lower_bound(hidden.begin(), hidden.end(), some_rows.front());
+    const std::span<const double> values = imputed.size() > 0 ? imputed[imputation] : std::span<const double>();
     for (const std::int32_t row : some_rows) {
         while (next != hidden.end() && *next < row) ++next;
-        *out = next != hidden.end() && *next == row
-                   ? imputed[imputation][static_cast<std::size_t>(next - hidden.begin())]
-                   : original[static_cast<std::size_t>(row)];
+        *out = next != hidden.end() && *next == row ? values[static_cast<std::size_t>(next - hidden.begin())]
+                                                    : original[static_cast<std::size_t>(row)];
         out += step;
     }
 }

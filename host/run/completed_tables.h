@@ -7,11 +7,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "ullage/host/draw/drawn_cells.h"
 #include "ullage/host/run/run_record.h"
 
 namespace ullage::host {
@@ -19,16 +23,43 @@ namespace ullage::host {
 /** The most words that a column outside the model may have to be read as one of words. */
 inline constexpr std::size_t kMostCarriedWords = 1000;
 
+/** The values of the hidden cells of a column: held in memory, or left in the file of a run that has just been drawn.
+ */
+class ImputedCells {
+public:
+    ImputedCells() = default;
+    /** None of so many imputations yet, held in memory. */
+    explicit ImputedCells(std::size_t imputations) : held_(imputations) {}
+    /** Held in memory. */
+    ImputedCells(std::initializer_list<std::vector<double>> held) : held_(held) {}
+    /** Those of a column of a run. */
+    ImputedCells(DrawnCells drawn, std::size_t column) : drawn_(std::move(drawn)), column_(column) {}
+
+    [[nodiscard]] std::size_t size() const { return drawn_.size() + held_.size(); }
+    /** The values of one imputation, in the order of CompletedColumn::hidden; they last until the next call.
+     * @throws Error  as DrawnCells::of_column */
+    [[nodiscard]] std::span<const double> operator[](std::size_t imputation) const;
+    /** Those that are held in memory. */
+    [[nodiscard]] std::vector<std::vector<double>> &held() { return held_; }
+
+private:
+    std::vector<std::vector<double>> held_;
+    DrawnCells drawn_;
+    std::size_t column_ = 0;
+    mutable std::vector<double> read_;  // of the imputation that was asked for last
+    mutable std::optional<std::size_t> last_;
+};
+
 /**
  * A column of the completed tables: of numbers, or of words, whose places, from 0, stand for them. The words of the
  * model are in the order that the record gives them, those of other columns in the order of their bytes.
  */
 struct CompletedColumn {
     std::string name;
-    std::vector<double> original;      ///< one per row; NaN where the cell was imputed, or is missing in all tables
-    std::vector<std::int32_t> hidden;  ///< the rows whose cells were imputed, ascending; empty outside the model
-    std::vector<std::vector<double>> imputed;  ///< [imputation][place in hidden]
-    std::vector<std::string> words = {};       ///< empty if it holds numbers
+    std::vector<double> original;         ///< one per row; NaN where the cell was imputed, or is missing in all tables
+    std::vector<std::int32_t> hidden;     ///< the rows whose cells were imputed, ascending; empty outside the model
+    ImputedCells imputed;                 ///< [imputation][place in hidden]
+    std::vector<std::string> words = {};  ///< empty if it holds numbers
 
     [[nodiscard]] bool holds_words() const { return !words.empty(); }
     /** Put the cells of some rows, ascending, of one imputation (from 0) into out[0], out[step], ... */

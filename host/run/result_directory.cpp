@@ -141,6 +141,10 @@ OutputFile &ResultDirectory::file(std::string_view name) {
     return *file;
 }
 
+DrawPlace ResultDirectory::draw_place() const {
+    return {commit_->new_place("draws"), path_};
+}
+
 std::string ResultDirectory::commit(RunRecord record) {
     std::vector<std::string> new_names;
     for (const std::string &name : names_) {

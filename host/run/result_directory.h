@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ullage/host/base/output_file.h"
+#include "ullage/host/draw/drawn_cells.h"
 #include "ullage/host/run/run_commit.h"
 #include "ullage/host/run/run_record.h"
 
@@ -41,6 +42,9 @@ public:
     /** The file that will have this name, one of those of the constructor.
      * @throws Error  cannot_create */
     [[nodiscard]] OutputFile &file(std::string_view name);
+
+    /** Where the run may keep its drawn values until it commits. */
+    [[nodiscard]] DrawPlace draw_place() const;
 
     /**
      * Bring the files to the disk and in place of the earlier ones, and with them run.json, which lists them.

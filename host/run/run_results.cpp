@@ -50,14 +50,12 @@ RunResults gather_results(RunRecord record, const ModelTable &model, const Imput
     tables.level_of_row = table.level_of_row;
     for (const Column &column : table.columns) {
         tables.model.push_back(tables.columns.size());
+        const std::size_t place = tables.columns.size();
         tables.columns.push_back(
-            {column.name, column.values, {}, std::vector<std::vector<double>>(tables.imputations), column.words});
+            {column.name, column.values, {}, ImputedCells(imputations.values, place), column.words});
     }
-    for (std::size_t h = 0; h < model.hidden->cells.size(); ++h) {
-        const HiddenCell &cell = model.hidden->cells[h];
-        CompletedColumn &column = tables.columns[static_cast<std::size_t>(cell.column)];
-        column.hidden.push_back(cell.row);
-        for (std::size_t i = 0; i < tables.imputations; ++i) column.imputed[i].push_back(imputations.values[i][h]);
+    for (const HiddenCell &cell : model.hidden->cells) {
+        tables.columns[static_cast<std::size_t>(cell.column)].hidden.push_back(cell.row);
     }
     results.bounds = find_bounded_cells(table, *model.hidden);
     results.record = std::move(record);

@@ -35,8 +35,9 @@ struct RunResults {
  */
 [[nodiscard]] RunResults read_results(const std::string &directory);
 
-/** The same results as long as they are in memory, without over-imputation. Only the columns of the model are among the
- * tables' columns. */
+/** The same results of a run that has just been drawn, without over-imputation. The values of the hidden cells are read
+ * where the imputations have them, so the cells of the model must outlive the results. Only the columns of the model
+ * are among the tables' columns. */
 [[nodiscard]] RunResults gather_results(RunRecord record, const ModelTable &model, const Imputations &imputations);
 
 }  // namespace ullage::host

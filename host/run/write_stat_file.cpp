@@ -159,7 +159,7 @@ public:
         if (!writer_) throw std::bad_alloc();
     }
 
-    void write(const HiddenCells &hidden, std::span<const std::vector<double>> values) {
+    void write(const HiddenCells &hidden, const DrawnCells &values) {
         for (const OutputColumn &column : table_.output) {
             if (column.column >= 0) {
                 columns_.push_back({table_.columns[static_cast<std::size_t>(column.column)].name, -1, column.column});
@@ -194,12 +194,13 @@ public:
         const auto begin = format_ == StatFormat::dta ? readstat_begin_writing_dta : readstat_begin_writing_sav;
         check(begin(writer_.get(), &writing_, static_cast<long>(rows)));
         for (std::size_t k = 0; k <= values.size(); ++k) {
+            const std::vector<double> own = k == 0 ? std::vector<double>() : values[k - 1];
             for (std::size_t row = 0; row < table_.row_count(); ++row) {
                 check(readstat_begin_row(writer_.get()));
                 std::size_t next_hidden = hidden.row_begin[row];
                 for (const StatColumn &column : columns_) {
                     if (column.column >= 0 && table_.is_hidden(row, static_cast<std::size_t>(column.column))) {
-                        insert(column, k == 0 ? kNaN : values[k - 1][next_hidden]);
+                        insert(column, k == 0 ? kNaN : own[next_hidden]);
                         ++next_hidden;
                     } else {
                         insert_cell(column, row);
@@ -322,7 +323,7 @@ void check_stat_file(StatFormat format, const Table &table, std::size_t imputati
 }
 
 void write_stat_file(OutputFile &file, StatFormat format, const Table &table, const HiddenCells &hidden,
-                     std::span<const std::vector<double>> values) {
+                     const DrawnCells &values) {
     StatWriter(file, format, table).write(hidden, values);
 }
 

@@ -5,10 +5,8 @@
 #ifndef ULLAGE_HOST_RUN_WRITE_STAT_FILE_H
 #define ULLAGE_HOST_RUN_WRITE_STAT_FILE_H
 
-#include <span>
-#include <vector>
-
 #include "ullage/host/base/output_file.h"
+#include "ullage/host/draw/drawn_cells.h"
 #include "ullage/host/run/write_table.h"
 #include "ullage/host/table/table.h"
 
@@ -31,12 +29,12 @@ void check_stat_file(StatFormat format, const Table &table, std::size_t imputati
  * Imputation_ and id_ for SPSS, which pools split files by that name. A name that the package does not allow is
  * changed, and the original is the variable's label, cut to the length of one. The same tables give the same bytes.
  *
- * @param values  one vector per imputation, of the hidden cells in the units of the file
+ * @param values  of the hidden cells in the units of the file
  * @throws Error  as OutputFile::write; data if the package cannot hold the table, which check_stat_file finds
  * beforehand
  */
 void write_stat_file(OutputFile &file, StatFormat format, const Table &table, const HiddenCells &hidden,
-                     std::span<const std::vector<double>> values);
+                     const DrawnCells &values);
 
 }  // namespace ullage::host
 

@@ -106,7 +106,7 @@ nb::dict arrays_of(host::CompletedColumn &&column, std::size_t imputations) {
     const std::size_t hidden = column.hidden.size();
     std::vector<double> imputed;
     imputed.reserve(imputations * hidden);
-    for (std::vector<double> &values : column.imputed) {
+    for (std::vector<double> &values : column.imputed.held()) {
         imputed.insert(imputed.end(), values.begin(), values.end());
         values = {};
     }

@@ -293,11 +293,18 @@ class CommandLine(unittest.TestCase):
         rows = [f"{draw(0, 1):.3f},{draw(0, 1):.3f}" if row % 3 else f"{draw(0, 1):.3f}," for row in range(9000)]
         self.write("long.csv", "\n".join(["a,b"] + rows))
         before = self.names()
-        command = f"ulimit -f 8; exec '{PROGRAM}' impute long.csv -o out --seed 1 --burn-in 1 --thin 1 --quiet"
-        process = subprocess.run(["sh", "-c", command], cwd=self.path, capture_output=True, text=True, check=False)
-        self.assertEqual(process.returncode, 73, process.stderr)
-        self.assertRegex(process.stderr, r"ullage: out/imputations\.csv: File too large\n\Z")
-        self.assertEqual(self.names(), before)
+        # 3000 draws take 24 kB; with one imputation they have room where the tables have none.
+        for size, imputations, text in [(8, 20, "out: the drawn values cannot be kept there: File too large"),
+                                        (80, 1, "out/imputations.csv: File too large"),
+                                        (8, 20, "{tmp}/ullage: the drawn values cannot be kept there: File too large")]:
+            to = "-" if "{tmp}" in text else "out"
+            command = (f"ulimit -f {size}; TMPDIR='{self.path}' exec '{PROGRAM}' impute long.csv -o {to} --seed 1 "
+                       f"--burn-in 1 --thin 1 -m {imputations} --quiet | cat; exit ${{PIPESTATUS[0]}}")
+            process = subprocess.run(["bash", "-c", command], cwd=self.path, capture_output=True, text=True,
+                                     check=False)
+            self.assertEqual(process.returncode, 73, process.stderr)
+            self.assertTrue(process.stderr.endswith(f"ullage: {text.format(tmp=self.path)}\n"), process.stderr)
+            self.assertEqual(self.names(), before)
 
     def test_closed_pipe_is_silent(self):
         for arguments in ["check lead.csv --quiet", "impute good.csv -o - --prior ridge=4 --quiet --burn-in 1000"]:

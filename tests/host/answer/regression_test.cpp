@@ -213,8 +213,8 @@ TEST(Derive, ComputesInEveryTable) {
     EXPECT_EQ(r.hidden, std::vector<std::int32_t>{7});
     EXPECT_EQ(r.original[3], std::log(2.0) / 20.0);
     EXPECT_TRUE(std::isnan(r.original[7]));
-    EXPECT_EQ(r.imputed[1].at(0), std::log(5.0) / 40.0);
-    EXPECT_EQ(tables.column("r 2").imputed[0].at(0), 2.0 * (std::log(3.0) / 40.0));
+    EXPECT_EQ(r.imputed[1][0], std::log(5.0) / 40.0);
+    EXPECT_EQ(tables.column("r 2").imputed[0][0], 2.0 * (std::log(3.0) / 40.0));
     EXPECT_TRUE(std::isnan(tables.column("r 2").original[3])) << "weight is missing there";
     EXPECT_EQ(tables.model, (std::vector<std::size_t>{0, 1, 3})) << "a column with missing cells has no mean";
 

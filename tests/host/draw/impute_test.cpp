@@ -109,10 +109,12 @@ TEST(Impute, CensoredRegressionIsNearMaximumLikelihood) {
     EXPECT_NEAR(mean[2], -0.0455, 0.4 * 0.0583);
 }
 
-bool same_bits(const std::vector<std::vector<double>> &a, const std::vector<std::vector<double>> &b) {
+bool same_bits(const auto &a, const auto &b) {
     if (a.size() != b.size()) return false;
     for (std::size_t i = 0; i < a.size(); ++i) {
-        if (a[i].size() != b[i].size() || std::memcmp(a[i].data(), b[i].data(), a[i].size() * sizeof(double)) != 0) {
+        const std::vector<double> &one = a[i];
+        const std::vector<double> &other = b[i];
+        if (one.size() != other.size() || std::memcmp(one.data(), other.data(), one.size() * sizeof(double)) != 0) {
             return false;
         }
     }
