@@ -38,14 +38,21 @@ void take_limits(const std::string &word, host::ReadOptions &read) {
 }
 
 void take_remark_codes(const Words &words, host::ReadOptions &read) {
+    // The first code of a meaning replaces the signs that it has by default.
+    std::set<std::string> replaced;
+    const auto add = [&](const std::string &meaning, std::vector<std::string> &codes, const std::string &text) {
+        if (replaced.insert(meaning).second) codes.clear();
+        codes.push_back(text);
+    };
+    read.remarks_in_cells = true;
     for (const std::string &code : split(words)) {
         const auto [meaning, text] = split_pair("--remark-codes", code, "below=CODE,above=CODE,observed=CODE");
         if (meaning == "below") {
-            read.remark_below = text;
+            add(meaning, read.remark_below, text);
         } else if (meaning == "above") {
-            read.remark_above = text;
+            add(meaning, read.remark_above, text);
         } else if (meaning == "observed") {
-            read.remark_observed = text;
+            add(meaning, read.remark_observed, text);
         } else {
             throw Error(Fault::usage, "--remark-codes knows below, above and observed, not \"" + meaning + "\"");
         }
@@ -126,13 +133,14 @@ void add_reading(CLI::App &command, host::ReadOptions &read) {
                  for (const std::string &word : words)
                      read.remarks.push_back(split_pair("--remark", word, "COLUMN=REMARKS"));
              });
-    add_list(command, "--remark-codes", "CODES", "other remarks: below=1,above=2,observed=0", group,
-             [&read](const Words &words) { take_remark_codes(words, read); });
+    add_list(command, "--remark-codes", "CODES", "other remarks: below=U,below=UJ,observed=J; also behind a number",
+             group, [&read](const Words &words) { take_remark_codes(words, read); });
     add_list(command, "--nd", "COL=V", "the limit behind the word ND in a column", group,
              [&read](const Words &words) { read.limits = numbers_of("--nd", words); });
-    command.add_option("--nd-word", read.nondetect, "the word for \"not detected\" (default: ND)")
-        ->type_name("WORD")
-        ->group(group);
+    add_list(command, "--nd-word", "WORDS", "words for \"not detected\" (default: ND, BDL, <LOD and the like)", group,
+             [&read](const Words &words) { read.nondetect = split(words); });
+    add_list(command, "--unit", "WORDS", "words behind numbers to read past, such as mg/L", group,
+             [&read](const Words &words) { read.units = split(words); });
 }
 
 void add_rules(CLI::App &command, host::Rules &rules) {

@@ -24,6 +24,28 @@ bool looks_like_range(std::string_view text) {
            parse_number(text.substr(hyphen + 1));
 }
 
+/** The last word of a text that is a number or a bound otherwise, as in "0.5 mg/L" and "0.5U". */
+std::optional<std::string_view> word_behind(std::string_view text) {
+    std::size_t end = text.find_last_of("0123456789.");
+    if (const std::size_t blank = text.find_last_of(' '); blank != std::string_view::npos) end = blank;
+    if (end == std::string_view::npos || end + 1 >= text.size()) return std::nullopt;
+    const std::string_view head = trim(text.substr(0, end + 1));
+    const CellContent content = parse_cell(head);
+    const bool is_bound = content.kind == CellKind::bounds && content.bounds.front().other.empty();
+    if (!parse_number(head) && !is_bound) return std::nullopt;
+    const std::string_view word = trim(text.substr(end + 1));
+    return parse_number(word) ? std::nullopt : std::optional(word);
+}
+
+/** How to read a text with a word behind its number; empty if there is none. */
+std::string explain_word_behind(std::string_view text) {
+    const auto word = word_behind(text);
+    if (!word) return {};
+    return fmt::format(
+        "the word {} follows a number: --unit {} reads past it, and --remark-codes {} takes it for below", quote(*word),
+        shell_word(*word), shell_word(fmt::format("below={}", *word)));
+}
+
 class CellReader {
 public:
     CellReader(const FileText &file, const FileColumns &columns, const std::vector<Candidate> &candidates,
@@ -38,7 +60,11 @@ public:
 
 private:
     enum class Remark { observed, below, above };
+    [[nodiscard]] std::optional<Remark> meaning_of(std::string_view text) const;
     [[nodiscard]] std::optional<Remark> read_remark(std::size_t row, std::size_t index);
+    [[nodiscard]] std::optional<Remark> take_word_behind(std::string_view &text) const;
+    [[nodiscard]] bool is_nondetect(std::string_view text) const;
+    [[nodiscard]] std::string_view without_words(std::string_view text, Remark &remark) const;
     void keep_bounds(std::size_t row, std::size_t index, const CellContent &content);
     void read_text(std::size_t row, std::size_t index, std::string_view text, Remark remark);
     void read_single(std::size_t row, std::size_t index);
@@ -82,23 +108,59 @@ std::optional<std::size_t> CellReader::operand(std::string_view name) const {
     return columns_.find(name);
 }
 
+bool is_among(std::string_view text, const std::vector<std::string> &words) {
+    return std::find(words.begin(), words.end(), text) != words.end();
+}
+
+/** What a remark means, if it is a known one. */
+std::optional<CellReader::Remark> CellReader::meaning_of(std::string_view text) const {
+    if (is_among(text, options_.remark_observed)) return Remark::observed;
+    if (is_among(text, options_.remark_below)) return Remark::below;
+    if (is_among(text, options_.remark_above)) return Remark::above;
+    return std::nullopt;
+}
+
+/** Take a unit, or where cells may have them a remark, off the end of a cell with a digit in it. What it means. */
+std::optional<CellReader::Remark> CellReader::take_word_behind(std::string_view &text) const {
+    std::string_view longest;
+    const auto look = [&](const std::vector<std::string> &words) {
+        for (const std::string &word : words) {
+            // A code that is a number, such as 1, is none behind a number.
+            if (word.size() <= longest.size() || parse_number(word) || !text.ends_with(word)) continue;
+            const std::string_view rest = text.substr(0, text.size() - word.size());
+            if (std::any_of(rest.begin(), rest.end(), is_digit)) longest = word;
+        }
+    };
+    look(options_.units);
+    if (options_.remarks_in_cells) {
+        for (const auto *words : {&options_.remark_below, &options_.remark_above, &options_.remark_observed})
+            look(*words);
+    }
+    if (longest.empty()) return std::nullopt;
+    text = trim(text.substr(0, text.size() - longest.size()));
+    return is_among(longest, options_.units) ? std::nullopt : meaning_of(longest);
+}
+
+/** Whether a cell says "below the limit of the column": the word alone, which is no reference to a column. */
+bool CellReader::is_nondetect(std::string_view text) const {
+    if (!is_among(text, options_.nondetect)) return false;
+    return !(text.starts_with('<') && operand(trim(text.substr(1))));
+}
+
 /** What the remark on a cell says, or nothing and a problem. */
 std::optional<CellReader::Remark> CellReader::read_remark(std::size_t row, std::size_t index) {
     const std::optional<std::size_t> column = candidates_[index].remark;
     if (!column) return Remark::observed;
     const std::string_view text = cell(row, *column);
-    if (text == options_.remark_observed || is_missing(text, options_)) return Remark::observed;
-    if (text == options_.remark_below || (options_.remark_below == "<" && (text == "<=" || text == "≤"))) {
-        return Remark::below;
-    }
-    if (text == options_.remark_above || (options_.remark_above == ">" && (text == ">=" || text == "≥"))) {
-        return Remark::above;
-    }
+    if (const auto meaning = meaning_of(text)) return meaning;
+    if (is_missing(text, options_)) return Remark::observed;
+    const std::string observed =
+        options_.remark_observed.empty() ? "an empty cell" : list_of(options_.remark_observed) + ", an empty cell";
     add_problem(row, index,
                 fmt::format("the remark {} in column {} is none of {} (below), {} (above) and {} (observed); "
-                            "--remark-codes declares others",
-                            quote(text), quote(file_.names[*column]), quote(options_.remark_below),
-                            quote(options_.remark_above), quote(options_.remark_observed)));
+                            "--remark-codes declares others, as below=U,below=UJ,observed=J",
+                            quote(text), quote(file_.names[*column]), list_of(options_.remark_below),
+                            list_of(options_.remark_above), observed));
     return std::nullopt;
 }
 
@@ -111,7 +173,8 @@ void CellReader::keep_bounds(std::size_t row, std::size_t index, const CellConte
         if (!bound.other.empty()) {
             const auto found = operand(bound.other);
             if (!found) {
-                message = quote(bound.other) + " is neither a number nor the name of a column";
+                message = explain_word_behind(bound.other);
+                if (message.empty()) message = quote(bound.other) + " is neither a number nor the name of a column";
             } else if (*found == candidates_[index].file_column) {
                 message = "the cell refers to its own column";
             } else {
@@ -140,8 +203,9 @@ void CellReader::read_text(std::size_t row, std::size_t index, std::string_view 
     if (content.kind == CellKind::word) {
         ++cells.words;
         add_problem(row, index,
-                    looks_like_range(text)
-                        ? "two numbers; write an interval as 2..3"
+                    looks_like_range(text) ? "two numbers; write an interval as 2..3"
+                    : word_behind(text)
+                        ? explain_word_behind(text)
                         : fmt::format("no number; correct it, or give --na if it means missing, or --carry {} if "
                                       "the column is not to be imputed",
                                       shell_word(in_list(candidates_[index].name))));
@@ -155,12 +219,24 @@ void CellReader::read_text(std::size_t row, std::size_t index, std::string_view 
     }
 }
 
+/** A cell without the word for "not detected" in front of a bound, and without a unit or remark behind a number. */
+std::string_view CellReader::without_words(std::string_view text, Remark &remark) const {
+    for (const std::string &word : options_.nondetect) {
+        std::string_view rest = text;
+        if (!take(rest, word) || !trim(rest).starts_with('<')) continue;
+        text = trim(rest);
+        break;
+    }
+    if (const auto meaning = take_word_behind(text); meaning && remark == Remark::observed) remark = *meaning;
+    return text;
+}
+
 void CellReader::read_single(std::size_t row, std::size_t index) {
     const Candidate &candidate = candidates_[index];
     CandidateCells &cells = result_.columns[index];
-    const std::optional<Remark> remark = read_remark(row, index);
+    std::optional<Remark> remark = read_remark(row, index);
     if (!remark) return;
-    const std::string_view text = cell(row, candidate.file_column);
+    std::string_view text = cell(row, candidate.file_column);
     if (is_missing(text, options_)) {
         if (*remark != Remark::observed) {
             add_problem(row, index,
@@ -168,8 +244,9 @@ void CellReader::read_single(std::size_t row, std::size_t index) {
         }
         return;
     }
-    const bool is_nondetect = text == options_.nondetect;
-    if (is_nondetect && candidate.limit) {  // the word may look like a number: 0 in a column that is cut off at 0
+    const bool is_below_limit = is_nondetect(text);
+    if (!is_below_limit) text = without_words(text, *remark);
+    if (is_below_limit && candidate.limit) {  // the word may look like a number: 0 in a column that is cut off at 0
         ++cells.numbers;
         add_bound(row, index, *candidate.limit, true, false);
     } else if (const auto number = parse_number(text)) {
@@ -180,7 +257,7 @@ void CellReader::read_single(std::size_t row, std::size_t index) {
             cells.values[row] = *number;
             cells.states[row] = CellState::observed;
         }
-    } else if (is_nondetect) {
+    } else if (is_below_limit) {
         ++cells.words;
         add_problem(
             row, index,

@@ -42,11 +42,14 @@ struct ReadOptions {
     std::string lower_suffix = "_lo";
     std::string upper_suffix = "_hi";
     std::vector<std::pair<std::string, std::string>> remarks;  ///< a column and the column that remarks on it
-    std::string remark_below = "<";                            ///< the remark that makes the value an upper bound
-    std::string remark_above = ">";                            ///< the remark that makes it a lower bound
-    std::string remark_observed;                               ///< the remark of an observed value
-    std::string nondetect = "ND";                              ///< the word for "below the limit of the column"
-    std::vector<std::pair<std::string, double>> limits;        ///< a column and the limit behind that word
+    std::vector<std::string> remark_below = {"<", "<=", "≤"};  ///< the remarks that make the value an upper bound
+    std::vector<std::string> remark_above = {">", ">=", "≥"};  ///< those that make it a lower bound
+    std::vector<std::string> remark_observed;                  ///< those of an observed value
+    bool remarks_in_cells = false;   ///< a remark may also stand behind the number in its cell, as in "0.5 U"
+    std::vector<std::string> units;  ///< words behind a number that say nothing of it, as in "0.5 mg/L"
+    /** The words for "below the limit of the column", unless a column has the name that follows a <. */
+    std::vector<std::string> nondetect = {"ND", "N.D.", "BDL", "BLQ", "<LOD", "<LOQ", "<DL", "<MDL"};
+    std::vector<std::pair<std::string, double>> limits;  ///< a column and the limit behind that word
 };
 
 }  // namespace ullage::host

@@ -91,7 +91,7 @@ TEST(ReadTable, ACellMayNotSay) {
         {"1..x", "\"x\" is no number"},
         {"<", "a number or the name of a column must follow"},
         {"<0,5", "a decimal comma; write 0.5"},
-        {"<0.5 mg", "\"0.5 mg\" is neither a number nor the name of a column"},
+        {"<0.5 mg", "the word \"mg\" follows a number"},
         {"<x", "the cell refers to its own column"},
         {">inf", "no number is beyond infinity"},
         {"<5; 7", "write several conditions as >1; <other"},
@@ -168,9 +168,16 @@ TEST(ReadTable, PairsRemarksAndNotDetected) {
     const ReadOptions remarks = with([](ReadOptions &o) { o.remarks = {{"x", "r"}}; });
     const ReadOptions codes = with([](ReadOptions &o) {
         o.remarks = {{"x", "r"}};
-        o.remark_below = "1";
-        o.remark_above = "2";
-        o.remark_observed = "0";
+        o.remark_below = {"1"};
+        o.remark_above = {"2"};
+        o.remark_observed = {"0"};
+    });
+    const ReadOptions laboratory = with([](ReadOptions &o) {
+        o.remarks = {{"x", "r"}};
+        o.remark_below = {"U", "UJ"};
+        o.remark_observed = {"J"};
+        o.remarks_in_cells = true;
+        o.units = {"mg/L"};
     });
     const ReadOptions limits = with([](ReadOptions &o) { o.limits = {{"x", 0.5}}; });
     const struct {
@@ -193,18 +200,27 @@ TEST(ReadTable, PairsRemarksAndNotDetected) {
         {"pair named as columns", with([](ReadOptions &o) { o.columns = {{"x_hi"}}; }), "x_lo,x_hi\n1,2\n", "x_hi=2"},
         {"remarks", remarks, "x,r\n1,<\n2,>\n3,\n,\n4,≤\n", "x=<1; x=>2; x=3; x=missing; x=<4"},
         {"remark codes", codes, "x,r\n1,1\n2,2\n3,0\n", "x=<1; x=>2; x=3"},
-        {"unknown remark", codes, "x,r\n1,1\n2,<\n", "the remark \"<\" in column \"r\" is none of \"1\" (below)"},
+        {"unknown remark", codes, "x,r\n1,1\n2,<\n", "the remark \"<\" in column \"r\" is none of 1 (below)"},
+        {"several codes, behind numbers too", laboratory, "x,r\n1,U\n2,UJ\n3,J\n4 U,\n5UJ,\n6 J,\n",
+         "x=<1; x=<2; x=3; x=<4; x=<5; x=6"},
+        {"units", laboratory, "x,r\n0.5 mg/L,\n<0.5 mg/L,U\n", "a remark and a bound in one cell"},
+        {"units behind bounds", laboratory, "x,r\n0.5mg/L,\n<0.5 mg/L,\n1..2 mg/L,\n", "x=0.5; x=<0.5; x=>1 <2"},
+        {"a unit that is not declared", plain, "x\n1\n<0.5 mg/L\n", "--unit 'mg/L' reads past it"},
+        {"not detected below a number", plain, "x\nND<0.5\nND < 2\n3\n", "x=<0.5; x=<2; x=3"},
+        {"limits by their names", limits, "x\n<LOD\nBDL\n3\n", "x=<0.5; x=<0.5; x=3"},
+        {"a column that is a limit", plain, "x,LOD\n<LOD,2\n3,2\n", "x=<LOD LOD=2; x=3 LOD=2"},
+        {"a code that is a number is none behind a number", codes, "x,r\n1.51,0\n0.21,1\n", "x=1.51; x=<0.21"},
         {"remark without a number", remarks, "x,r\n1,\n,<\n", "there is no number"},
         {"remark on a bound", remarks, "x,r\n1,\n<2,<\n", "a remark and a bound in one cell"},
         {"not detected", limits, "x,y\nND,1\n3,2\n", "x=<0.5 y=1; x=3 y=2"},
         {"other word for it", with([](ReadOptions &o) {
              o.limits = {{"x", 2}};
-             o.nondetect = "n.d.";
+             o.nondetect = {"n.d."};
          }),
          "x\nn.d.\n3\n", "x=<2; x=3"},
         {"a number for it", with([](ReadOptions &o) {
              o.limits = {{"x", 0}};
-             o.nondetect = "0";
+             o.nondetect = {"0"};
          }),
          "x,y\n0,0\n3,1\n", "x=<0 y=0; x=3 y=1"},
         {"other missing words", with([](ReadOptions &o) {
