@@ -201,6 +201,57 @@ void add_warnings(const RunRecord &record, Diagnosis &diagnosis) {
     }
 }
 
+/** The range of the observed values of a column, and the shares of the drawn ones below 0 and above 1. */
+struct Reach {
+    double least = kOpen;
+    double most = -kOpen;
+    double below_0 = 0.0;
+    double above_1 = 0.0;
+};
+
+Reach reach_of(const CompletedColumn &column, std::size_t imputations) {
+    Reach reach;
+    for (const double value : column.original) {
+        if (std::isnan(value)) continue;
+        reach.least = std::min(reach.least, value);
+        reach.most = std::max(reach.most, value);
+    }
+    const double draws = static_cast<double>(column.hidden.size()) * static_cast<double>(imputations);
+    for (std::size_t k = 0; k < imputations; ++k) {
+        check_interrupt();
+        for (const double value : column.imputed[k]) {
+            reach.below_0 += value < 0.0 ? 1.0 / draws : 0.0;
+            reach.above_1 += value > 1.0 ? 1.0 / draws : 0.0;
+        }
+    }
+    return reach;
+}
+
+/** Columns whose observed values are all above 0, or all shares, and whose draws are not. */
+void warn_of_impossible_draws(const RunRecord &record, const CompletedTables &tables, Diagnosis &diagnosis) {
+    constexpr double most = 0.01;
+    for (std::size_t c = 0; c < record.columns.size(); ++c) {
+        const RunColumn &column = record.columns[c];
+        const CompletedColumn &values = tables.columns[tables.model[c]];
+        if (column.holds_words() || column.transformation != Transformation::none || values.hidden.empty()) continue;
+        const Reach reach = reach_of(values, tables.imputations);
+        if (!(reach.least > 0.0 && reach.least < kOpen)) continue;
+        const std::string name = shell_word(in_list(column.name));
+        if (reach.most < 1.0 && reach.above_1 > most) {
+            diagnosis.warnings.push_back(
+                fmt::format("{:.0f}% of the values drawn for {} are below 0 or above 1, and all observed ones lie "
+                            "between: if these "
+                            "are shares, --logit {} keeps them there",
+                            100.0 * (reach.below_0 + reach.above_1), quote(column.name), name));
+        } else if (reach.below_0 > most) {
+            diagnosis.warnings.push_back(fmt::format(
+                "{:.0f}% of the values drawn for {} are below 0, and all observed ones above it: if it cannot be "
+                "negative, --log {} models its logarithm",
+                100.0 * reach.below_0, quote(column.name), name));
+        }
+    }
+}
+
 }  // namespace
 
 int needed_imputations(double fmi) {
@@ -252,6 +303,7 @@ Diagnosis diagnose(const RunRecord &record, const ParameterDraws &draws, const C
                          return first > second;
                      });
     add_warnings(record, diagnosis);
+    if (tables != nullptr) warn_of_impossible_draws(record, *tables, diagnosis);
     diagnosis.bad = diagnosis.imputations < diagnosis.needed || diagnosis.parameters.front().bad;
     return diagnosis;
 }

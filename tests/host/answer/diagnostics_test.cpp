@@ -150,6 +150,31 @@ TEST(Diagnose, TailsAndMeanAreJudgedByTheirOwnSizes) {
     EXPECT_GT(mean.error, 1.5 * mean.deviation / std::sqrt(mean.convergence.ess_bulk));
 }
 
+TEST(Diagnose, DrawsThatCannotBeAreNamedWithTheirCure) {
+    DrawnRun run = independent_run(0.0);
+    run.record.columns[0].missing = 2;
+    CompletedTables tables;
+    tables.rows = 4;
+    tables.imputations = 2;
+    tables.levels = {""};
+    tables.level_of_row = {0, 0, 0, 0};
+    tables.model = {0, 1};
+    tables.columns.push_back({"a", {std::nan(""), 0.2, 0.4, std::nan("")}, {0, 3}, {{0.1, 0.2}, {0.3, -0.1}}});
+    tables.columns.push_back({"b", {1, 2, 3, 4}, {}, {{}, {}}});
+    const auto says = [&](const std::string &words) {
+        for (const std::string &warning : diagnose(run.record, run.draws, &tables).warnings) {
+            if (warning.find(words) != std::string::npos) return true;
+        }
+        return false;
+    };
+    EXPECT_TRUE(says("25% of the values drawn for \"a\" are below 0")) << "one of four";
+    EXPECT_TRUE(says("--log 'a'"));
+    tables.columns[0].imputed = {{0.1, 1.2}, {0.3, -0.1}};
+    EXPECT_TRUE(says("50% of the values drawn for \"a\" are below 0 or above 1"));
+    tables.columns[0].original[1] = -0.2;
+    EXPECT_FALSE(says("values drawn for")) << "an observed value is below 0, too";
+}
+
 TEST(Diagnose, ShortChainsCannotBeJudged) {
     DrawnRun run = independent_run(0.0);
     for (Chains &parameter : run.draws.draws[0]) {
