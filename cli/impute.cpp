@@ -45,13 +45,11 @@ using host::OutputFile;
 constexpr std::size_t kMostKinds = 40;  // columns whose kinds are said
 
 host::ImputeSettings settings_of(const ImputeOptions &options, const host::ModelTable &model) {
-    host::ImputeSettings settings = host::default_settings(model);
+    host::ImputeSettings settings = host::default_settings(model, options.imputations, options.chains);
     // A chosen seed is one that people can copy.
     settings.seed = options.seed ? *options.seed : std::random_device()() & 0x7fffffffU;
-    settings.imputations = options.imputations;
     if (options.burn_in) settings.burn_in = *options.burn_in;
     if (options.thin) settings.thin = *options.thin;
-    settings.chains = options.chains;
     const int processors = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
     settings.jobs = options.jobs > 0 ? options.jobs : processors;
     return settings;

@@ -73,7 +73,9 @@ void add_imputation_options(CLI::App &command, ImputeOptions &impute) {
     add_length("--burn-in", impute.burn_in,
                "iterations of each chain before its first imputation (default: 200; 1000 where words are hidden)", 0);
     add_length("--thin", impute.thin,
-               "iterations between two imputations of a chain (default: 50; 200 where words are hidden)", 1);
+               "iterations between two imputations of a chain (default: 50, where words are hidden 200; more with few "
+               "imputations)",
+               1);
     add_count("--chains", impute.chains, "independent chains", 1);
     add_count("-j,--jobs", impute.jobs, "processes that share the work (default: one per processor)", 1);
     command

@@ -90,13 +90,19 @@ void check_settings(const ImputeSettings &settings) {
 
 }  // namespace
 
-ImputeSettings default_settings(const ModelTable &model) {
+ImputeSettings default_settings(const ModelTable &model, int imputations, int chains) {
     ImputeSettings settings;
+    const int usual = settings.per_chain();
+    settings.imputations = imputations;
+    settings.chains = chains;
     for (std::size_t c = 0; c < model.table->columns.size(); ++c) {
         if (!model.table->columns[c].holds_words() || !model.variables.columns[c].is_latent) continue;
         settings.burn_in = 1000;
         settings.thin = 200;
     }
+    if (imputations < 1 || chains < 1) return settings;  // impute() says so
+    const int own = settings.per_chain();
+    if (own < usual) settings.thin = (settings.thin * usual + own - 1) / own;
     return settings;
 }
 

@@ -37,9 +37,10 @@ struct ImputeSettings {
     [[nodiscard]] int total() const { return burn_in + kept(); }
 };
 
-/** The defaults for a table: chains are five and four times as long where words are hidden, whose variables move in
- * smaller steps (docs/diagnostics.md has the measurements). */
-[[nodiscard]] ImputeSettings default_settings(const ModelTable &model);
+/** The defaults for a table and so many imputations and chains: five times the burn-in and four times the thinning
+ * where words are hidden, whose variables move in smaller steps; and for few imputations a thinning under which each
+ * chain has as many draws as for twenty, so that it can be judged (docs/diagnostics.md has the measurements). */
+[[nodiscard]] ImputeSettings default_settings(const ModelTable &model, int imputations, int chains);
 
 /** How far a run has come. */
 struct ImputeProgress {
