@@ -12,7 +12,6 @@
 #include "ullage/host/base/error.h"
 #include "ullage/host/draw/worker.h"
 #include "ullage/host/model/model_table.h"
-#include "ullage/host/model/parameter_names.h"
 #include "ullage/host/numbers/moments.h"
 
 namespace ullage::host {
@@ -152,33 +151,6 @@ Imputations impute(const ModelTable &model, const ImputeSettings &settings,
         result.refused.push_back(count / (count + obeying));
     }
     return result;
-}
-
-std::vector<ParameterConvergence> judge_parameters(const ModelTable &model, const Imputations &result) {
-    const std::size_t n = model.variables.list.size();
-    const std::vector<std::string> names = parameter_names(model);
-    const std::size_t iterations = result.draws[0].size() / (draw_size(n) * model.levels.size());
-    std::vector<ParameterConvergence> judged;
-    for (std::size_t level = 0; level < model.levels.size(); ++level) {
-        const auto judge = [&](std::size_t place) {
-            Chains chains(result.draws.size());
-            for (std::size_t chain = 0; chain < chains.size(); ++chain) {
-                for (std::size_t i = 0; i < iterations; ++i) {
-                    chains[chain].push_back(result.draw(model, chain, i, level)[place]);
-                }
-            }
-            judged.push_back({model.levels[level].name, names[place], judge_convergence(chains)});
-        };
-        for (std::size_t i = 0; i < n; ++i) judge(i);
-        for (std::size_t i = 0; i < n; ++i) {
-            // The variance of a binary column's variable is 1 by definition.
-            const std::size_t column = model.variables.list[i].column;
-            const bool is_free =
-                model.table->columns[column].kind != ColumnKind::binary || !model.variables.columns[column].is_latent;
-            if (is_free) judge(n + packed_index(i, i));
-        }
-    }
-    return judged;
 }
 
 }  // namespace ullage::host

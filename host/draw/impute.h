@@ -15,7 +15,6 @@
 #include "ullage/host/draw/chain.h"
 #include "ullage/host/draw/drawn_cells.h"
 #include "ullage/host/model/model_table.h"
-#include "ullage/host/numbers/convergence.h"
 
 namespace ullage::host {
 
@@ -82,9 +81,6 @@ struct Imputations {
 [[nodiscard]] Imputations impute(const ModelTable &model, const ImputeSettings &settings,
                                  const std::function<void(const ImputeProgress &)> &progress,
                                  const DrawPlace &place = {});
-
-/** Judge every mean and every variance of every level. */
-[[nodiscard]] std::vector<ParameterConvergence> judge_parameters(const ModelTable &model, const Imputations &result);
 
 }  // namespace ullage::host
 

@@ -63,34 +63,39 @@ void add_ordered(const Column &column, std::size_t place, Variables &variables) 
     variables.scales.push_back({Transformation::none, -scores[0] * scale, scale});
 }
 
-void add_utilities(const Column &column, std::size_t place, Variables &variables) {
+/** Add a variable for each word of a column but the reference: the first of two words, the most frequent of more.
+ * @return the words that have one */
+std::vector<std::size_t> add_words(const Column &column, std::size_t place, const std::vector<double> &counts,
+                                   Variables &variables) {
     ColumnVariables &own = variables.columns[place];
-    const std::vector<double> counts = count_words(column);
-    const bool is_binary = column.kind == ColumnKind::binary;
-    own.reference =
-        is_binary ? 0 : static_cast<std::size_t>(std::max_element(counts.begin(), counts.end()) - counts.begin());
+    own.reference = column.kind == ColumnKind::binary
+                        ? 0
+                        : static_cast<std::size_t>(std::max_element(counts.begin(), counts.end()) - counts.begin());
     own.count = column.words.size() - 1;
+    std::vector<std::size_t> words;
     for (std::size_t word = 0; word < column.words.size(); ++word) {
         if (word == own.reference) continue;
-        own.score_mean.push_back(normal_quantile(share_of(counts[word], counts[own.reference])));
+        words.push_back(word);
         variables.list.push_back({fmt::format("{}={}", column.name, column.words[word]), place, column.words[word]});
+    }
+    return words;
+}
+
+void add_utilities(const Column &column, std::size_t place, Variables &variables) {
+    const std::vector<double> counts = count_words(column);
+    ColumnVariables &own = variables.columns[place];
+    for (const std::size_t word : add_words(column, place, counts, variables)) {
+        own.score_mean.push_back(normal_quantile(share_of(counts[word], counts[own.reference])));
         variables.scales.emplace_back();
     }
 }
 
-/** One indicator for each word but the most frequent one, scaled to its standard deviation. */
+/** Indicators of words, each scaled to its standard deviation. */
 void add_indicators(const Column &column, std::size_t place, Variables &variables) {
-    ColumnVariables &own = variables.columns[place];
-    own.are_indicators = true;
+    variables.columns[place].are_indicators = true;
     const std::vector<double> counts = count_words(column);
-    const bool is_binary = column.kind == ColumnKind::binary;
-    own.reference =
-        is_binary ? 0 : static_cast<std::size_t>(std::max_element(counts.begin(), counts.end()) - counts.begin());
-    own.count = column.words.size() - 1;
-    for (std::size_t word = 0; word < column.words.size(); ++word) {
-        if (word == own.reference) continue;
+    for (const std::size_t word : add_words(column, place, counts, variables)) {
         const double share = counts[word] / static_cast<double>(column.values.size());
-        variables.list.push_back({fmt::format("{}={}", column.name, column.words[word]), place, column.words[word]});
         const double deviation = std::sqrt(share * (1.0 - share));
         variables.scales.push_back({Transformation::none, share, deviation > 0.0 ? deviation : 1.0});
     }

@@ -51,7 +51,7 @@ def run(arguments: Sequence[str], directory: pathlib.Path | None = None, progres
     with tempfile.TemporaryFile() as given, tempfile.TemporaryFile() as printed:
         given.write(stdin.encode())
         given.seek(0)
-        # A session of its own: Ctrl-C on the terminal comes to this process alone, which then ends the group.
+        # In a process group of its own: Ctrl-C on the terminal comes to Python alone, which then ends the group.
         process = subprocess.Popen([find_program(), *arguments], cwd=directory, stdin=given, stdout=printed,
                                    stderr=subprocess.PIPE, start_new_session=True)
         try:

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/answer/small_tables.h"
 #include "host/expect_close.h"
 #include "ullage/host/answer/pool_estimates.h"
 #include "ullage/host/answer/pool_moments.h"
@@ -15,22 +16,6 @@
 
 namespace ullage::host {
 namespace {
-
-/** Two levels of four rows, two columns; the last row's b is imputed. */
-CompletedTables small_tables() {
-    CompletedTables tables;
-    tables.source = "small.csv";
-    tables.rows = 8;
-    tables.imputations = 2;
-    tables.levels = {"low", "high"};
-    tables.level_of_row = {0, 1, 0, 1, 0, 1, 0, 1};
-    tables.columns.push_back({"a", {1, 10, 2, 20, 3, 30, 4, 40}, {}, {{}, {}}});
-    tables.columns.push_back({"b", {1, 1, 3, 2, 2, 4, 4, NAN}, {7}, {{3}, {5}}});
-    tables.columns.push_back({"weight", {0, 1, 2, NAN, 5, 5, 6, 7}, {}, {}});
-    tables.other_columns = {"site"};
-    tables.model = {0, 1};
-    return tables;
-}
 
 const PooledRow &row_of(const std::vector<PooledRow> &rows, const std::string &level, const std::string &name) {
     for (const PooledRow &row : rows) {

@@ -8,11 +8,11 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/math/distributions/chi_squared.hpp>
 #include <cmath>
 #include <string>
 #include <vector>
 
+#include "rank_counts.h"
 #include "table_of.h"
 #include "ullage/host/draw/mixture_chain.h"
 #include "ullage/host/numbers/triangular.h"
@@ -199,17 +199,10 @@ public:
             const auto drawn = quantities(in_file_units(ready->model, chain.mixture()));
             for (std::size_t q = 0; q < kQuantities; ++q) rank[q] += drawn[q] < expected[q] ? 1 : 0;
         }
-        for (std::size_t q = 0; q < kQuantities; ++q) ++counts_[q][rank[q]];
-        ++repetitions_;
+        ranks_.add(rank);
     }
 
-    // The p-value of uniform ranks.
-    [[nodiscard]] double p_value(std::size_t quantity) const {
-        const double expected = repetitions_ / (kDraws + 1);
-        double statistic = 0.0;
-        for (const double count : counts_[quantity]) statistic += (count - expected) * (count - expected) / expected;
-        return boost::math::cdf(complement(boost::math::chi_squared(kDraws), statistic));
-    }
+    [[nodiscard]] double p_value(std::size_t quantity) const { return ranks_.p_value(quantity); }
 
 private:
     static constexpr std::size_t kRows = 50;
@@ -267,8 +260,7 @@ private:
     }
 
     MixturePrior prior_{2, 2.0, {0.3, 6.0, {0.0, 1.0}, {3.0, 1.0, 4.0}, {}}};
-    std::array<std::array<double, kDraws + 1>, kQuantities> counts_{};
-    double repetitions_ = 0.0;
+    RankCounts<kQuantities, kDraws> ranks_;
 };
 
 TEST(MixtureChain, IsCalibrated) {

@@ -5,13 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <boost/math/distributions/chi_squared.hpp>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "rank_counts.h"
 #include "table_of.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/draw/impute.h"
@@ -87,17 +87,10 @@ public:
             const Row drawn = quantities(in_file_units(ready->model, chain.parameters()[0]));
             for (std::size_t q = 0; q < kQuantities; ++q) rank[q] += drawn[q] < expected[q] ? 1 : 0;
         }
-        for (std::size_t q = 0; q < kQuantities; ++q) ++counts_[q][rank[q]];
-        ++repetitions_;
+        ranks_.add(rank);
     }
 
-    // The p-value of uniform ranks.
-    [[nodiscard]] double p_value(std::size_t quantity) const {
-        const double expected = repetitions_ / (kDraws + 1);
-        double statistic = 0.0;
-        for (const double count : counts_[quantity]) statistic += (count - expected) * (count - expected) / expected;
-        return boost::math::cdf(complement(boost::math::chi_squared(kDraws), statistic));
-    }
+    [[nodiscard]] double p_value(std::size_t quantity) const { return ranks_.p_value(quantity); }
 
 private:
     void put_prior_into(ModelTable &model) const {
@@ -131,8 +124,7 @@ private:
     }
 
     Prior prior_{4.0, 10.0, {0.0, 1.0, 0.6, 0.0}, {10.0, 3.0, 10.0, 3.0, 0.0, 10.0, -3.0, 3.0, 5.0, 10.0}};
-    std::array<std::array<double, kDraws + 1>, kQuantities> counts_{};
-    double repetitions_ = 0.0;
+    RankCounts<kQuantities, kDraws> ranks_;
 };
 
 TEST(RuledRows, AreCalibrated) {
