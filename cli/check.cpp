@@ -205,6 +205,7 @@ void note_refused(const host::Table &table, const host::HiddenCells &hidden, hos
 
 void add_check_options(CLI::App &command, Options &options) {
     add_table_options(command, options);
+    add_components(command, options);
     add_quiet(command, options);
     command.add_flag("--json", options.json, "print everything as JSON")->group("Talk");
     command.footer(R"(--config FILE reads these options from a file, one name = value per line.
@@ -225,6 +226,12 @@ int run_check(const Options &options) {
     try {
         table = host::read_table(std::move(input), options.read, notices);
         host::apply_rules(*table, options.rules, notices);
+        if (options.components > 1) {
+            host::check_mixture(*table, {});
+            notices.push_back({false, fmt::format("the rows are modelled as a mixture of at most {} normal "
+                                                  "distributions (--components)",
+                                                  options.components)});
+        }
         note_refused(*table, host::close_bounds(*table), notices);
     } catch (const host::DataError &data_error) {
         error = data_error;

@@ -22,7 +22,7 @@ namespace ullage::cli {
 namespace {
 
 constexpr std::size_t kMostParameters = 40;  // in the text; JSON has them all
-constexpr std::array<const char *, 3> kKinds = {"mean", "variance", "correlation"};
+constexpr std::array<const char *, 4> kKinds = {"mean", "variance", "correlation", "mixture"};
 
 std::string fixed(double number, int digits) {
     return std::isnan(number) ? "-" : fmt::format("{:.{}f}", number, digits);

@@ -173,7 +173,8 @@ std::vector<host::OverimputedColumn> overimpute(const Options &options, const In
                                                 const host::DrawPlace &place) {
     ProgressBar bar(options);
     return host::overimpute(
-        input.table, prior, settings, [&](const host::ImputeProgress &progress) { bar.show(progress); }, place);
+        input.table, prior, settings, [&](const host::ImputeProgress &progress) { bar.show(progress); }, place,
+        options.components);
 }
 
 void say_overimputation(const Options &options, const std::vector<host::OverimputedColumn> &columns) {
@@ -211,6 +212,10 @@ void say_end(const Options &options, const host::RunRecord &record) {
     if (refused > 0.0) {
         say(options, fmt::format("rules: {:.1f}% of the rows of the fitted normal distribution {}break them",
                                  100.0 * refused, record.levels.size() > 1 ? "(at most, of a level) " : ""));
+    }
+    if (record.components > 1) {
+        say(options, fmt::format("mixture: {:.1f} of the {} components hold rows, on average over the draws",
+                                 record.levels[0].filled, record.components));
     }
     double rhat = 0.0;
     double size = host::kOpen;
@@ -286,7 +291,7 @@ int run_impute(const Options &options) {
     if (const auto format = stat_format(options.impute.format)) {
         host::check_stat_file(*format, input.table, static_cast<std::size_t>(options.impute.imputations));
     }
-    const host::ModelTable model = host::prepare_model(input.table, input.hidden, prior);
+    const host::ModelTable model = host::prepare_model(input.table, input.hidden, prior, options.components);
     const host::ImputeSettings settings = settings_of(options.impute, model);
     if (options.impute.output == "-") {
         impute_to_stdout(options, input, model, settings);

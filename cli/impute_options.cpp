@@ -71,11 +71,14 @@ void add_imputation_options(CLI::App &command, ImputeOptions &impute) {
         command.add_option(name, target, text)->transform(whole_number(least))->type_name("N")->group(group);
     };
     add_length("--burn-in", impute.burn_in,
-               "iterations of each chain before its first imputation (default: 200; 1000 where words are hidden)", 0);
-    add_length("--thin", impute.thin,
-               "iterations between two imputations of a chain (default: 50, where words are hidden 200; more with few "
-               "imputations)",
-               1);
+               "iterations of each chain before its first imputation (default: 200; 1000 where words are hidden, and "
+               "for mixtures)",
+               0);
+    add_length(
+        "--thin", impute.thin,
+        "iterations between two imputations of a chain (default: 50, where words are hidden or for mixtures 200; more "
+        "with few imputations)",
+        1);
     add_count("--chains", impute.chains, "independent chains", 1);
     add_count("-j,--jobs", impute.jobs, "processes that share the work (default: one per processor)", 1);
     command
@@ -95,6 +98,7 @@ void add_imputation_options(CLI::App &command, ImputeOptions &impute) {
 
 void add_impute_options(CLI::App &command, Options &options) {
     add_table_options(command, options);
+    add_components(command, options);
     add_result_options(command, options);
     add_imputation_options(command, options.impute);
     add_quiet(command, options);

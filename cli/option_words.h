@@ -85,6 +85,9 @@ void add_list(CLI::App &command, const std::string &name, const char *value, con
 /** The table to read, how to read it, and the rules for its columns. */
 void add_table_options(CLI::App &command, Options &options);
 
+/** The components of a mixture. */
+void add_components(CLI::App &command, Options &options);
+
 /** The directory of a run. */
 void add_directory(CLI::App &command, Options &options, bool required);
 

@@ -59,6 +59,7 @@ struct Options {
     std::string input;                 ///< path, or "-" for standard input; of results, their directory
     host::ReadOptions read;
     host::Rules rules;
+    std::size_t components = 1;  ///< of a mixture of normals; 1 is one normal distribution
     bool quiet = false;
     bool json = false;
     Progress progress = Progress::automatic;

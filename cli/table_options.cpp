@@ -6,6 +6,7 @@
 
 #include "option_words.h"
 #include "ullage/host/base/error.h"
+#include "ullage/host/model/mixture.h"
 
 namespace ullage::cli {
 namespace {
@@ -160,6 +161,24 @@ void add_rules(CLI::App &command, host::Rules &rules) {
 }
 
 }  // namespace
+
+void add_components(CLI::App &command, Options &options) {
+    const CLI::Validator number(
+        [](std::string &text) {
+            if (text == "auto") text = std::to_string(host::kAutomaticComponents);
+            std::string error = whole_number<std::size_t>(1)(text);
+            if (error.empty() && std::stoull(text) <= host::kMostComponents) return std::string();
+            return fmt::format("\"{}\" is neither auto nor a whole number from 1 to {}", text, host::kMostComponents);
+        },
+        "");
+    command
+        .add_option("--components", options.components,
+                    fmt::format("model the rows as a mixture of at most K normal distributions; auto is {}",
+                                host::kAutomaticComponents))
+        ->transform(number)
+        ->type_name("K|auto")
+        ->group("Model");
+}
 
 void add_table_options(CLI::App &command, Options &options) {
     command

@@ -97,6 +97,11 @@ public:
                                     correlation_of(covariance(i, j), covariance(i, i), covariance(j, j)), kUnknown));
             }
         }
+        if (record_.components == 1) return;
+        const std::size_t place = n + packed_size(n);
+        out.push_back(judge(names_[place], ParameterKind::mixture, draws_[place], kUnknown));
+        ParameterDiagnosis filled = judge(names_[place + 1], ParameterKind::mixture, draws_[place + 1], kUnknown);
+        if (filled.deviation > 0.0) out.push_back(std::move(filled));  // a number that never changes is no news
     }
 
     [[nodiscard]] WorstCombination worst() const {

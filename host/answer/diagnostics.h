@@ -15,9 +15,11 @@
 
 namespace ullage::host {
 
-enum class ParameterKind { mean, variance, correlation };
+enum class ParameterKind { mean, variance, correlation, mixture };
 
-/** A mean, variance or correlation of one level, on the scale of the model (transformed, in the units of the file). */
+/** A mean, variance or correlation of one level, or of a mixture what does not depend on how its components are
+ * numbered (its own moments, log.likelihood, components), on the scale of the model (transformed, in the units of the
+ * file). */
 struct ParameterDiagnosis {
     std::string level = {};  ///< of the "by" column, or empty
     std::string name = {};   ///< mean(log(lead)), var(zinc), cor(zinc,log(lead))

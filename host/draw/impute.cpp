@@ -10,6 +10,7 @@
 #include <cmath>
 
 #include "ullage/host/base/error.h"
+#include "ullage/host/draw/mixture_chain.h"
 #include "ullage/host/draw/worker.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/numbers/moments.h"
@@ -20,8 +21,10 @@ namespace {
 /** Blocks that a process of a team has to draw at least: fewer take hardly longer than meeting the others. */
 constexpr std::size_t kLeastBlocks = 2;
 
-std::size_t draw_size(std::size_t n) {
-    return n + packed_size(n);
+std::size_t draw_size(const ModelTable &model) {
+    const std::size_t n = model.variables.list.size();
+    const std::size_t normal = n + packed_size(n);
+    return model.mixture ? normal + 2 + model.component_count() * (1 + normal) : normal;
 }
 
 // Append means and covariance as they are reported: identified, in the units of the transformed columns.
@@ -39,20 +42,36 @@ void append_draw(const ModelTable &model, const Parameters &parameters, std::vec
     }
 }
 
-// One chain, in one process of its team. The first member sends the results.
-void run_chain(const ModelTable &model, const ImputeSettings &settings, std::size_t index, FrameWriter &writer,
-               Team &team) {
-    Chain chain(model, settings.seed, index + 1, team);
-    const bool speaks = team.number() == 0;
+void append_draws(const ModelTable &model, const Chain &chain, std::vector<double> &draws) {
+    for (const Parameters &parameters : chain.parameters()) append_draw(model, parameters, draws);
+}
+
+void append_draws(const ModelTable &model, const MixtureChain &chain, std::vector<double> &draws) {
+    const Mixture &mixture = chain.mixture();
+    append_draw(model, moments_of_mixture(mixture), draws);
+    draws.push_back(chain.log_likelihood());
+    draws.push_back(static_cast<double>(chain.filled()));
+    for (std::size_t k = 0; k < mixture.weights.size(); ++k) {
+        draws.push_back(mixture.weights[k]);
+        append_draw(model, mixture.components[k], draws);
+    }
+}
+
+// One chain, in one process of its team. The first member speaks: it sends the results.
+template <typename AnyChain>
+void run_chain(AnyChain chain, const ModelTable &model, const ImputeSettings &settings, std::size_t index,
+               FrameWriter &writer, bool speaks) {
     std::vector<double> numbers;
     for (int iteration = 1; iteration <= settings.total(); ++iteration) {
         chain.iterate();
         const int kept = iteration - settings.burn_in;
         if (kept > 0 && speaks) {
             numbers.clear();
-            for (const Parameters &parameters : chain.parameters()) append_draw(model, parameters, numbers);
+            append_draws(model, chain, numbers);
             writer.write(FrameKind::parameters, 0, numbers);
-            if (!chain.refused().empty()) writer.write(FrameKind::refused, 0, chain.refused());
+            if constexpr (requires { chain.refused(); }) {
+                if (!chain.refused().empty()) writer.write(FrameKind::refused, 0, chain.refused());
+            }
         }
         const int imputation = (kept / settings.thin - 1) * settings.chains + static_cast<int>(index);
         if (kept > 0 && kept % settings.thin == 0 && imputation < settings.imputations) {
@@ -67,7 +86,9 @@ void run_chain(const ModelTable &model, const ImputeSettings &settings, std::siz
 }
 
 // Processes that share a chain: those that would find no chain of their own, as far as there is work for them.
+// A mixture is drawn by one.
 std::size_t team_size(const ModelTable &model, const ImputeSettings &settings) {
+    if (model.mixture) return 1;
     const auto jobs = static_cast<std::size_t>(settings.jobs / settings.chains);
     return std::clamp<std::size_t>(jobs, 1, std::max<std::size_t>(1, model.blocks.size() / kLeastBlocks));
 }
@@ -99,6 +120,10 @@ ImputeSettings default_settings(const ModelTable &model, int imputations, int ch
         settings.burn_in = 1000;
         settings.thin = 200;
     }
+    if (model.mixture) {
+        settings.burn_in = 1000;
+        settings.thin = 200;
+    }
     if (imputations < 1 || chains < 1) return settings;  // impute() says so
     const int own = settings.per_chain();
     if (own < usual) settings.thin = (settings.thin * usual + own - 1) / own;
@@ -107,7 +132,7 @@ ImputeSettings default_settings(const ModelTable &model, int imputations, int ch
 
 std::span<const double> Imputations::draw(const ModelTable &model, std::size_t chain, std::size_t iteration,
                                           std::size_t level) const {
-    const std::size_t size = draw_size(model.variables.list.size());
+    const std::size_t size = draw_size(model);
     return std::span(draws[chain]).subspan((iteration * model.levels.size() + level) * size, size);
 }
 
@@ -125,8 +150,14 @@ Imputations impute(const ModelTable &model, const ImputeSettings &settings,
     run_workers(
         chains, static_cast<std::size_t>(settings.jobs),
         [&](std::size_t chain, FrameWriter &writer) {
-            run_team(members, exchange_capacity(model), members > 1 ? model.hidden->cells.size() : 0,
-                     [&](Team &team) { run_chain(model, settings, chain, writer, team); });
+            if (model.mixture) {
+                run_chain(MixtureChain(model, settings.seed, chain + 1), model, settings, chain, writer, true);
+                return;
+            }
+            run_team(members, exchange_capacity(model), members > 1 ? model.hidden->cells.size() : 0, [&](Team &team) {
+                run_chain(Chain(model, settings.seed, chain + 1, team), model, settings, chain, writer,
+                          team.number() == 0);
+            });
         },
         [&](std::size_t chain, const Frame &frame) {
             if (frame.head.kind == FrameKind::imputation) {

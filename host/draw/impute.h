@@ -37,8 +37,9 @@ struct ImputeSettings {
 };
 
 /** The defaults for a table and so many imputations and chains: five times the burn-in and four times the thinning
- * where words are hidden, whose variables move in smaller steps; and for few imputations a thinning under which each
- * chain has as many draws as for twenty, so that it can be judged (docs/diagnostics.md has the measurements). */
+ * where words are hidden, whose variables move in smaller steps, and for mixtures; and for few imputations a thinning
+ * under which each chain has as many draws as for twenty, so that it can be judged (docs/diagnostics.md has the
+ * measurements). */
 [[nodiscard]] ImputeSettings default_settings(const ModelTable &model, int imputations, int chains);
 
 /** How far a run has come. */
@@ -53,14 +54,14 @@ struct Imputations {
     DrawnCells values;
     /**
      * Draws of the parameters, per chain: for each iteration that counts and each level the means and the packed
-     * covariance of the transformed columns, in the units of the file.
+     * covariance of the transformed columns, in the units of the file. Of a mixture all that parameter_names() lists.
      */
     std::vector<std::vector<double>> draws;
     /** For each level the share of the rows of the normal distribution that break the rules, over the iterations that
      * count; none without rules. */
     std::vector<double> refused;
 
-    /** The draws of one chain, iteration (from 0) and level: n means, then the packed covariance. */
+    /** The draws of one chain, iteration (from 0) and level, in the order of parameter_names(). */
     [[nodiscard]] std::span<const double> draw(const ModelTable &model, std::size_t chain, std::size_t iteration,
                                                std::size_t level) const;
 };

@@ -45,8 +45,6 @@ void MixtureChain::load_rows() {
         throw refused_row(model_, rows_, error);
     }
     const std::size_t k = model_.mixture->components;
-    observed_.resize(rows_.size() * model_.variables.list.size());
-    engine_.values(1, observed_);
     log_weight_.resize(rows_.size() * k);
     component_.assign(rows_.size(), 0);
     sizes_.assign(k, 0);
@@ -57,15 +55,18 @@ void MixtureChain::find_runs() {
     const std::size_t n = model_.variables.list.size();
     for (std::size_t i = 0; i < rows_.size(); ++i) {
         const auto cells = model_.hidden->of_row(static_cast<std::size_t>(rows_[i]));
-        const bool is_bounded = std::ranges::any_of(cells, has_bounds);
-        Run run{i, i + 1, !cells.empty() && (!is_bounded || cells.size() == 1), {}, std::nullopt};
+        const bool refers = std::ranges::any_of(cells, [](const HiddenCell &cell) { return cell.reference_count > 0; });
+        Run run{i, i + 1, !cells.empty() && (!refers || cells.size() == 1), {}, std::nullopt};
         if (run.is_collapsed) {
+            const bool is_chain = cells.size() > 1 && std::ranges::any_of(cells, has_bounds);
+            const auto first = static_cast<std::size_t>(cells[0].column);
             for (std::size_t j = 0; j < n; ++j) {
-                if (!model_.table->is_hidden(static_cast<std::size_t>(rows_[i]), j)) run.observed.push_back(j);
+                const bool is_hidden = model_.table->is_hidden(static_cast<std::size_t>(rows_[i]), j);
+                if (!is_hidden || (is_chain && j != first)) run.given.push_back(j);
             }
-            if (is_bounded) run.bounded = static_cast<std::size_t>(cells[0].column);
+            if (has_bounds(cells[0])) run.bounded = first;
         }
-        if (!runs_.empty() && runs_.back().is_collapsed == run.is_collapsed && runs_.back().observed == run.observed &&
+        if (!runs_.empty() && runs_.back().is_collapsed == run.is_collapsed && runs_.back().given == run.given &&
             runs_.back().bounded == run.bounded) {
             runs_.back().last = i + 1;
         } else {
@@ -81,7 +82,7 @@ void MixtureChain::start() {
     Parameters whole{level.mean, std::vector<double>(packed_size(n), 0.0)};
     for (std::size_t j = 0; j < n; ++j) whole.covariance[packed_index(j, j)] = level.variance[j];
     draw_cells(0, whole);
-    std::vector<double> values(observed_.size());
+    std::vector<double> values(rows_.size() * model_.variables.list.size());
     engine_.values(1, values);
     random_.restart({seed_, StreamPurpose::start, number_, 0, 0});
     std::vector<double> distance(rows_.size(), 1.0);
@@ -137,7 +138,7 @@ void MixtureChain::draw_components() {
 void MixtureChain::weigh_components() {
     const std::size_t n = model_.variables.list.size();
     const std::size_t k = mixture_.components.size();
-    std::vector<double> completed(observed_.size());
+    std::vector<double> completed(rows_.size() * model_.variables.list.size());
     engine_.values(1, completed);
     std::vector<std::size_t> all(n);
     std::iota(all.begin(), all.end(), std::size_t{0});
@@ -149,15 +150,15 @@ void MixtureChain::weigh_components() {
         for (const Run &run : runs_) {
             check_interrupt();
             std::optional<MarginalNormal> part;
-            if (run.is_collapsed) part.emplace(mixture_.components[c], run.observed, run.bounded);
+            if (run.is_collapsed) part.emplace(mixture_.components[c], run.given, run.bounded);
             for (std::size_t i = run.first; i < run.last; ++i) {
                 double &log_weight = log_weight_[i * k + c];
+                const std::span row = std::span(completed).subspan(i * n, n);
                 if (!run.is_collapsed) {
                     // Far from a component the engine's likelihood is 0, and its logarithm is still wanted.
-                    log_weight = likelihoods[i] > 0.0 ? std::log(likelihoods[i])
-                                                      : whole.log_density(std::span(completed).subspan(i * n, n));
+                    log_weight = likelihoods[i] > 0.0 ? std::log(likelihoods[i]) : whole.log_density(row);
                 } else {
-                    log_weight = part->log_density(std::span(observed_).subspan(i * n, n));
+                    log_weight = part->log_density(row);
                     if (run.bounded) log_weight += log_probability(*part, i, *run.bounded);
                 }
                 log_weight += log_share;
@@ -207,7 +208,7 @@ void MixtureChain::draw_parameters() {
 
 void MixtureChain::copy_hidden(std::span<double> values) {
     const std::size_t n = model_.variables.list.size();
-    std::vector<double> completed(observed_.size());
+    std::vector<double> completed(rows_.size() * model_.variables.list.size());
     engine_.values(1, completed);
     for (std::size_t i = 0; i < rows_.size(); ++i) {
         const auto row = static_cast<std::size_t>(rows_[i]);

@@ -5,6 +5,7 @@
 #ifndef ULLAGE_HOST_DRAW_MIXTURE_CHAIN_H
 #define ULLAGE_HOST_DRAW_MIXTURE_CHAIN_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -23,11 +24,12 @@ namespace ullage::host {
  * mixture mode.
  *
  * An iteration draws for every row the component that it belongs to, given the parameters and what is known of the row;
- * then the hidden cells of each row under its component; then weights and parameters given the completed rows. Where
- * the engine draws the hidden cells of a row anew each time, which it does for rows with missing cells alone and for
- * rows with a single bounded cell, the component is drawn given the observed cells and the bound, with the hidden cells
- * integrated out: given its own last draws a row would hardly leave a component far from the others. A row with several
- * hidden cells and a bound is a Gibbs chain within the engine, and its component is drawn given the completed row.
+ * then the hidden cells of each row under its component; then weights and parameters given the completed rows. What the
+ * engine draws next without regard to its last draw is integrated out when the component is drawn, as given its own
+ * last draws a row would hardly leave a component far from the others (van Dyk and Park 2008, JASA 103, 790-796): all
+ * hidden cells of a row with missing cells alone or with a single bounded one; and in a row that is a Gibbs chain
+ * within the engine, having several hidden cells and a bound, the first one, with which each sweep begins. If its cells
+ * refer to each other (a < b), its component is drawn given the completed row.
  *
  * The chain starts from centres among the rows, completed under one normal distribution, that are chosen far from each
  * other (Arthur and Vassilvitskii 2007).
@@ -49,8 +51,11 @@ public:
     /** Rows in each component. */
     [[nodiscard]] const std::vector<std::size_t> &sizes() const { return sizes_; }
 
+    /** Components that have rows. */
+    [[nodiscard]] std::size_t filled() const { return sizes_.size() - std::ranges::count(sizes_, std::size_t{0}); }
+
     /** Log likelihood of the parameters from which the cells were last drawn, up to a constant and in the model's
-     * units: of what is known of each row; in rows whose component is drawn given the completed row, of that. */
+     * units: of what is known of each row, and of those of its draws given which its component is drawn. */
     [[nodiscard]] double log_likelihood() const { return log_likelihood_; }
 
     /** Copy the hidden cells' present draws, in the model's units, in the order of HiddenCells::cells. */
@@ -62,8 +67,8 @@ private:
         std::size_t first;
         std::size_t last;  ///< one behind
         bool is_collapsed;
-        std::vector<std::size_t> observed;   ///< variables
-        std::optional<std::size_t> bounded;  ///< the only hidden variable, with its bounds
+        std::vector<std::size_t> given;      ///< variables whose values count
+        std::optional<std::size_t> bounded;  ///< the only other variable that is not merely missing
     };
 
     void load_rows();
@@ -83,7 +88,6 @@ private:
     RandomStream random_;
     std::vector<std::int32_t> rows_;  ///< of the table, in the order of the engine's cases
     std::vector<Run> runs_;
-    std::vector<double> observed_;         ///< case after case; hidden cells hold what the engine has before any draw
     std::vector<double> log_weight_;       ///< case after case, one per component
     std::vector<std::int32_t> component_;  ///< of each case, from 1
     std::vector<std::size_t> sizes_;

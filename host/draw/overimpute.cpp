@@ -85,7 +85,7 @@ void count_hits(double word, const std::vector<double> &draws, OverimputedColumn
 
 std::vector<OverimputedColumn> overimpute(const Table &table, const PriorChoice &prior, ImputeSettings settings,
                                           const std::function<void(const ImputeProgress &)> &progress,
-                                          const DrawPlace &place) {
+                                          const DrawPlace &place, std::size_t components) {
     settings.imputations = kOverimputations;
     std::vector<OverimputedColumn> columns(table.columns.size());
     for (std::size_t c = 0; c < columns.size(); ++c) columns[c].name = table.columns[c].name;
@@ -98,7 +98,7 @@ std::vector<OverimputedColumn> overimpute(const Table &table, const PriorChoice 
             part.columns[cell.column].states[cell.row] = CellState::missing;
         }
         const HiddenCells hidden = close_bounds(part);
-        const ModelTable model = prepare_model(part, hidden, prior);
+        const ModelTable model = prepare_model(part, hidden, prior, components);
         const auto show = [&](const ImputeProgress &of_run) {
             if (!progress) return;
             progress({static_cast<std::int64_t>(run) * of_run.total + of_run.done,

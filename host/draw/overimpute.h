@@ -48,13 +48,14 @@ inline constexpr std::size_t kMostOverimputed = 100;
  * @param settings  as impute; imputations is not read. The seed also decides which cells are hidden
  * @param progress  of all runs together; may be empty
  * @param place     as impute
+ * @param components  as prepare_model
  * @return the columns that have observed cells enough to hide one
  * @throws Error  as prepare_model and impute
  */
 [[nodiscard]] std::vector<OverimputedColumn> overimpute(const Table &table, const PriorChoice &prior,
                                                         ImputeSettings settings,
                                                         const std::function<void(const ImputeProgress &)> &progress,
-                                                        const DrawPlace &place = {});
+                                                        const DrawPlace &place = {}, std::size_t components = 1);
 
 }  // namespace ullage::host
 

@@ -16,6 +16,10 @@
 
 namespace ullage::host {
 
+/** The components of a mixture whose number the data shall decide: superfluous ones empty. */
+inline constexpr std::size_t kAutomaticComponents = 10;
+inline constexpr std::size_t kMostComponents = 100;
+
 /** The parameters of a mixture. */
 struct Mixture {
     std::vector<double> weights;  ///< one per component, with the sum 1

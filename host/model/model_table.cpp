@@ -193,7 +193,8 @@ void check_level(const ModelTable &model, const Level &level, const Prior &prior
     }
 }
 
-// A mixture is one of numbers, over the whole table, without rules.
+}  // namespace
+
 void check_mixture(const Table &table, const PriorChoice &prior) {
     for (const Column &column : table.columns) {
         if (column.kind == ColumnKind::number) continue;
@@ -216,8 +217,6 @@ void check_mixture(const Table &table, const PriorChoice &prior) {
         throw Error(Fault::usage, "--prior is for one normal distribution; a mixture (--components) has its own prior");
     }
 }
-
-}  // namespace
 
 std::string in_level(const Level &level) {
     return level.name.empty() ? std::string() : fmt::format(" in level \"{}\"", level.name);

@@ -56,7 +56,17 @@ struct ModelTable {
     std::vector<Block> blocks;  ///< level by level
     std::optional<MixturePrior> mixture = std::nullopt;
     Region region = {};  ///< that every row lies in
+
+    /** Normal distributions of the model: 1, or the components of the mixture. */
+    [[nodiscard]] std::size_t component_count() const { return mixture ? mixture->components : 1; }
 };
+
+/**
+ * Refuse a table for which there is no mixture of normals.
+ *
+ * @throws Error  usage, with what to do: a column of words or steps, levels, rules, or a prior of its own
+ */
+void check_mixture(const Table &table, const PriorChoice &prior);
 
 /**
  * Make a table ready.

@@ -18,6 +18,10 @@ namespace {
 
 std::string prior_words(const RunRecord &record) {
     const bool has_words = std::ranges::any_of(record.columns, &RunColumn::holds_words);
+    if (record.components > 1) {
+        return "Fraley and Raftery's (2007) weak prior for each component, and a Dirichlet prior of the weights under "
+               "which superfluous components are empty.";
+    }
     if (record.prior == "default" && has_words) {
         return fmt::format(
             "An inverse Wishart prior worth {:g} cases of uncorrelated columns, as the scale behind words is not in "
@@ -46,7 +50,12 @@ std::string what_was_assumed(const RunRecord &record, bool has_bounded_cells) {
     const std::size_t n = record.columns.size();
     std::vector<std::string> items;
     items.push_back(fmt::format(
-        "Model: the rows are independent draws from a multivariate normal distribution of {}{}.",
+        "Model: the rows are independent draws from {} of {}{}.",
+        record.components == 1
+            ? "a multivariate normal distribution"
+            : fmt::format("a mixture of at most {} multivariate normal distributions, of which {:.1f} hold rows on "
+                          "average over the draws,",
+                          record.components, record.levels[0].filled),
         n == 1 ? "the column" : fmt::format("the {} columns together", n),
         record.by ? fmt::format(", with means and covariance of its own for each level of {}", quote(*record.by))
                   : ""));

@@ -40,7 +40,7 @@ std::vector<DrawnMoments> drawn_moments(const RunResults &results) {
     std::vector<DrawnMoments> levels;
     for (const std::vector<Chains> &draws : results.draws.draws) {
         levels.emplace_back();
-        for (std::size_t p = 0; p < draws.size(); ++p) {
+        for (std::size_t p = 0; p < variables + packed_size(variables); ++p) {
             check_interrupt();
             (p < variables ? levels.back().mean : levels.back().covariance).push_back(mean_of(draws[p]));
         }

@@ -230,9 +230,11 @@ std::string whether_the_model_fits(const RunResults &results) {
             soft_paragraph(fmt::format(
                 "Observed values on the scale of the model, in standard deviations of the completed column from its "
                 "mean{}, against the scores that a normal distribution has at their places in the completed column. "
-                "Where the model fits they follow the line; the ends scatter more than the middle (scores from "
-                "\u22122 to 2).",
-                record.by ? ", level by level" : ""));
+                "{}; the ends scatter more than the middle (scores from \u22122 to 2).",
+                record.by ? ", level by level" : "",
+                record.components == 1 ? "Where the model fits they follow the line"
+                                       : "Where one normal distribution would do in place of the mixture they follow "
+                                         "the line"));
     if (drawn < of_numbers) html += paragraph(fmt::format("The first {} columns of numbers are drawn.", drawn));
     html += side_by_side(figures);
     if (!results.overimputation) {

@@ -55,7 +55,7 @@ void check_columns(const CsvRows &file, const std::vector<std::string> &header) 
 ParameterDraws read_parameters(const std::string &directory, const RunRecord &record) {
     const ResultRows file(directory, record, kParametersName, ',');
     ParameterDraws result;
-    result.names = parameter_names(record.variable_names());
+    result.names = parameter_names(record.variable_names(), record.components);
     std::vector<std::string> header = {".chain", ".iteration"};
     if (record.by) header.emplace_back(".level");
     const std::size_t first = header.size();

@@ -58,6 +58,11 @@ public:
     void count(const char *name, Count value, std::int64_t, std::int64_t) {
         json_[name] = value;
     }
+    /** Left out where it is what it usually is. */
+    template <typename Count>
+    void count_unless(Count usual, const char *name, Count value, std::int64_t, std::int64_t) {
+        if (value != usual) json_[name] = value;
+    }
     /** JSON has no infinities and no NaN. */
     void number(const char *name, double value, double) {
         json_[name] = std::isfinite(value) ? Json(value) : Json(nullptr);
@@ -142,6 +147,11 @@ public:
         }
         value = static_cast<Count>(number.get<std::int64_t>());
     }
+    template <typename Count>
+    void count_unless(Count usual, const char *name, Count &value, std::int64_t least, std::int64_t most) const {
+        value = usual;
+        if (json_.is_object() && json_.contains(name)) count(name, value, least, most);
+    }
     void number(const char *name, double &value, double if_null) const {
         if (!at(name).is_null() && !at(name).is_number()) throw broken(name, "is no number");
         value = at(name).is_null() ? if_null : at(name).get<double>();
@@ -207,6 +217,7 @@ void describe(Members &&top, Record &record) {
         settings.count("iterations", record.iterations, 1, kMostCount);
         settings.count("block_rows", record.block_rows, 1, kMostCount);
         settings.text("prior", record.prior);
+        settings.count_unless(std::size_t{1}, "components", record.components, 1, kMostComponents);
     });
     top.list("columns", record.columns, [](auto &members, auto &column) {
         members.text("name", column.name);
@@ -240,6 +251,7 @@ void describe(Members &&top, Record &record) {
         members.count("rows", level.rows, 0, kMostCount);
         members.count("complete_rows", level.complete_rows, 0, kMostCount);
         members.number_if_known("refused", level.refused);
+        members.number_if_known("components_filled", level.filled);
     });
     top.list("convergence", record.convergence, [](auto &members, auto &parameter) {
         members.text("level", parameter.level);
@@ -403,6 +415,7 @@ RunRecord describe_run(const ModelTable &model, const ImputeSettings &settings) 
     record.thin = settings.thin;
     record.iterations = settings.total();
     record.block_rows = kBlockRows;
+    record.components = model.component_count();
     record.jobs = settings.jobs;
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
         const Column &column = table.columns[i];

@@ -69,6 +69,8 @@ struct RunLevel {
     std::int64_t complete_rows = 0;
     /** Share of the rows of the fitted normal distribution that break the rules; NaN without rules. */
     double refused = std::numeric_limits<double>::quiet_NaN();
+    /** Components of a mixture that hold rows, on average over the draws; NaN without a mixture. */
+    double filled = std::numeric_limits<double>::quiet_NaN();
 };
 
 /** A file of a run besides run.json. */
@@ -97,7 +99,8 @@ struct RunRecord {
     int thin = 0;
     int iterations = 0;  ///< of each chain, with those of the burn-in
     std::int64_t block_rows = 0;
-    std::string prior;  ///< as the user wrote it
+    std::string prior;           ///< as the user wrote it
+    std::size_t components = 1;  ///< of a mixture; 1 is one normal distribution
     std::optional<std::string> by;
     std::vector<RunColumn> columns;
     std::vector<RunVariable> variables;  ///< of the model: those of nominal columns behind all others

@@ -4,7 +4,9 @@
 
 #include "ullage/host/run/run_results.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <numeric>
 #include <span>
 #include <utility>
 
@@ -41,6 +43,16 @@ RunResults gather_results(RunRecord record, const ModelTable &model, const Imput
                 }
             }
         }
+    }
+    if (model.mixture) {
+        const auto place = std::ranges::find(results.draws.names, "components") - results.draws.names.begin();
+        double sum = 0.0;
+        double count = 0.0;
+        for (const std::vector<double> &chain : results.draws.draws[0][static_cast<std::size_t>(place)]) {
+            sum = std::accumulate(chain.begin(), chain.end(), sum);
+            count += static_cast<double>(chain.size());
+        }
+        record.levels[0].filled = sum / count;
     }
     CompletedTables &tables = results.tables;
     tables.source = table.file.source;

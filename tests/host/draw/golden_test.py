@@ -76,6 +76,7 @@ RUNS = {
     "levels": (table(90, 3, 5, missing(0.2)), (*SHORT[:-2], "--by", "site", "--prior", "ridge=2")),
     "blocks": (table(13000, 3, 6, missing(0.4)), ("-m", "1", "--chains", "1", "--burn-in", "2", "--thin", "1", "--carry", "site")),
     "16 columns": (table(90, 16, 7, missing(0.1)), SHORT),
+    "mixture": (table(120, 4, 10, censored), (*SHORT, "--components", "3")),
     "40 columns": (table(160, 40, 8, missing(0.1)), SHORT),
 }
 
