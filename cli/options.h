@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "ullage/host/answer/delta.h"
 #include "ullage/host/answer/pool_moments.h"
 #include "ullage/host/table/read_table.h"
 #include "ullage/host/table/rules.h"
@@ -41,6 +42,7 @@ struct ImputeOptions {
 struct PoolOptions {
     host::PoolRequest request;        ///< means, if nothing is asked for
     std::vector<std::string> derive;  ///< columns to compute first, such as "bmi = wgt / hgt^2"
+    std::vector<host::Delta> deltas;  ///< shifts of missing cells, of each column a series
     std::string lm;                   ///< formulas of regressions; at most one of the three is there
     std::string logit;
     std::string poisson;

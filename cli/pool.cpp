@@ -7,7 +7,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <span>
+#include <utility>
 
 #include "commands.h"
 #include "talk.h"
@@ -53,15 +56,18 @@ std::string table_of(const std::vector<PooledRow> &rows, double confidence) {
     const bool has_levels = std::any_of(rows.begin(), rows.end(), [](const auto &row) { return !row.level.empty(); });
     TextTable table = {{"quantity", "estimate", "std.error", fmt::format("{:g}% lower", 100.0 * confidence), "upper",
                         "df", "p", "FMI", "efficiency"}};
+    const bool has_deltas = std::any_of(rows.begin(), rows.end(), [](const auto &row) { return !row.delta.empty(); });
+    if (has_deltas) table[0].insert(table[0].begin(), "delta");
     if (has_levels) table[0].insert(table[0].begin(), "level");
     for (const PooledRow &row : rows) {
         const Pooled &pooled = row.pooled;
         table.push_back({row.name, short_number(pooled.estimate), short_number(pooled.standard_error),
                          short_number(pooled.lower), short_number(pooled.upper), short_df(pooled.df), short_p(pooled.p),
                          fmt::format("{:.3f}", pooled.fmi), fmt::format("{:.3f}", pooled.relative_efficiency)});
+        if (has_deltas) table.back().insert(table.back().begin(), row.delta);
         if (has_levels) table.back().insert(table.back().begin(), row.level);
     }
-    return in_columns(table, has_levels ? 2 : 1);
+    return in_columns(table, 1 + (has_levels ? 1 : 0) + (has_deltas ? 1 : 0));
 }
 
 /** The formula that was given, of whichever family. */
@@ -87,19 +93,47 @@ std::string in_words(const host::CoefficientTest &test) {
                        wald.p < 0.0001 ? short_p(wald.p) : "= " + short_p(wald.p));
 }
 
+/** Rows of one name side by side, in the order in which names come first. */
+std::vector<PooledRow> gathered(std::vector<PooledRow> rows) {
+    std::map<std::pair<std::string, std::string>, std::size_t> places;
+    for (const PooledRow &row : rows) places.try_emplace({row.level, row.name}, places.size());
+    std::ranges::stable_sort(rows, {}, [&](const PooledRow &row) { return places.at({row.level, row.name}); });
+    return rows;
+}
+
+/** The regressions of one level, of which there are several with --delta. */
+std::string in_words(std::span<const host::PooledRegression> regressions, const Answer &answer,
+                     const Options &options) {
+    const host::PooledRegression &first = regressions.front();
+    std::size_t rows = first.rows;
+    std::size_t most_rows = first.most_rows;
+    std::vector<PooledRow> coefficients;
+    std::string tests;
+    for (const host::PooledRegression &regression : regressions) {
+        rows = std::min(rows, regression.rows);
+        most_rows = std::max(most_rows, regression.most_rows);
+        const auto &own = regression.coefficients;
+        coefficients.insert(coefficients.end(), own.begin(), own.end());
+        for (const host::CoefficientTest &test : regression.tests) {
+            const std::string &delta = own.front().delta;
+            tests += (delta.empty() ? "" : "delta " + delta + ": ") + in_words(test);
+        }
+    }
+    return fmt::format("{}{}{}: {} rows, {} imputations, residual df {}\n{}{}", formula_of(options.pool),
+                       kind_of(options.pool), first.level.empty() ? "" : ", level " + first.level,
+                       rows == most_rows ? fmt::format("{}", rows) : fmt::format("{} to {}", rows, most_rows),
+                       answer.imputations, first.residual_df,
+                       table_of(gathered(std::move(coefficients)), options.pool.confidence), tests);
+}
+
 std::string in_words(const Answer &answer, const Options &options) {
     std::string text;
     if (!answer.quantities.empty()) text += table_of(answer.quantities, options.pool.confidence);
-    for (const host::PooledRegression &regression : answer.regressions) {
+    const std::span all = answer.regressions;
+    for (std::size_t begin = 0, end = 0; begin < all.size(); begin = end) {
+        while (end < all.size() && all[end].level == all[begin].level) ++end;
         if (!text.empty()) text += '\n';
-        const bool is_same = regression.rows == regression.most_rows;
-        text += fmt::format("{}{}{}: {} rows, {} imputations, residual df {}\n", formula_of(options.pool),
-                            kind_of(options.pool), regression.level.empty() ? "" : ", level " + regression.level,
-                            is_same ? fmt::format("{}", regression.rows)
-                                    : fmt::format("{} to {}", regression.rows, regression.most_rows),
-                            answer.imputations, regression.residual_df);
-        text += table_of(regression.coefficients, options.pool.confidence);
-        for (const host::CoefficientTest &test : regression.tests) text += in_words(test);
+        text += in_words(all.subspan(begin, end - begin), answer, options);
     }
     return text;
 }
@@ -111,9 +145,12 @@ std::string as_csv(const Answer &answer) {
     for (const auto &regression : answer.regressions) {
         rows.insert(rows.end(), regression.coefficients.begin(), regression.coefficients.end());
     }
+    const bool has_deltas = std::any_of(rows.begin(), rows.end(), [](const auto &row) { return !row.delta.empty(); });
+    if (has_deltas) table[0].insert(table[0].begin(), "delta");
     for (const PooledRow &row : rows) {
         const Pooled &p = row.pooled;
         table.push_back({row.level, row.name});
+        if (has_deltas) table.back().insert(table.back().begin(), row.delta);
         for (const double number :
              {p.estimate, p.standard_error, p.lower, p.upper, p.statistic, p.df, p.p, p.fmi, p.relative_efficiency}) {
             table.back().push_back(std::isnan(number) ? "" : host::format_number(number));
@@ -124,22 +161,25 @@ std::string as_csv(const Answer &answer) {
 
 nlohmann::ordered_json as_json(const PooledRow &row) {
     const Pooled &p = row.pooled;
-    return {{"level", row.level},
-            {"name", row.name},
-            {"estimate", number_or_null(p.estimate)},
-            {"standard_error", number_or_null(p.standard_error)},
-            {"lower", number_or_null(p.lower)},
-            {"upper", number_or_null(p.upper)},
-            {"statistic", number_or_null(p.statistic)},
-            {"df", number_or_null(p.df)},
-            {"p", number_or_null(p.p)},
-            {"fmi", number_or_null(p.fmi)},
-            {"relative_efficiency", number_or_null(p.relative_efficiency)},
-            {"within", number_or_null(p.within)},
-            {"between", number_or_null(p.between)},
-            {"total", number_or_null(p.total)},
-            {"riv", number_or_null(p.riv)},
-            {"lambda", number_or_null(p.lambda)}};
+    nlohmann::ordered_json json;
+    if (!row.delta.empty()) json["delta"] = row.delta;
+    json.update({{"level", row.level},
+                 {"name", row.name},
+                 {"estimate", number_or_null(p.estimate)},
+                 {"standard_error", number_or_null(p.standard_error)},
+                 {"lower", number_or_null(p.lower)},
+                 {"upper", number_or_null(p.upper)},
+                 {"statistic", number_or_null(p.statistic)},
+                 {"df", number_or_null(p.df)},
+                 {"p", number_or_null(p.p)},
+                 {"fmi", number_or_null(p.fmi)},
+                 {"relative_efficiency", number_or_null(p.relative_efficiency)},
+                 {"within", number_or_null(p.within)},
+                 {"between", number_or_null(p.between)},
+                 {"total", number_or_null(p.total)},
+                 {"riv", number_or_null(p.riv)},
+                 {"lambda", number_or_null(p.lambda)}});
+    return json;
 }
 
 nlohmann::ordered_json as_json(const std::vector<PooledRow> &rows) {
@@ -229,13 +269,33 @@ Answer pool_directory(const Options &options) {
         request.quantiles.empty()) {
         request.means = true;
     }
-    host::CompletedTables tables = host::read_completed_tables(options.input, record);
-    for (const host::Derivation &derivation : derivations) host::add_derived(tables, derivation);
+    const std::vector<host::Scenario> scenarios = host::scenarios_of(pool.deltas);
+    host::CompletedTables drawn = host::read_completed_tables(options.input, record);
+    const std::vector<host::BoundedCell> bounds =
+        pool.deltas.empty() ? std::vector<host::BoundedCell>() : host::read_bounded_cells(options.input, record);
     Answer answer;
     answer.imputations = record.imputations;
     answer.warnings = record.warnings;
-    answer.quantities = host::pool_moments(tables, request, pool.confidence);
-    if (regression) answer.regressions = host::pool_regression(tables, *regression);
+    for (const host::Scenario &scenario : scenarios) {
+        host::CompletedTables tables = scenarios.size() > 1 ? drawn : std::move(drawn);
+        host::shift_missing(tables, record, bounds, pool.deltas, scenario);
+        for (const host::Derivation &derivation : derivations) host::add_derived(tables, derivation);
+        const std::string delta = host::name_of(pool.deltas, scenario);
+        for (PooledRow &row : host::pool_moments(tables, request, pool.confidence)) {
+            answer.quantities.push_back(std::move(row));
+            answer.quantities.back().delta = delta;
+        }
+        if (!regression) continue;
+        for (host::PooledRegression &pooled : host::pool_regression(tables, *regression)) {
+            for (PooledRow &row : pooled.coefficients) row.delta = delta;
+            answer.regressions.push_back(std::move(pooled));
+        }
+    }
+    answer.quantities = gathered(std::move(answer.quantities));
+    const auto place = [&](const host::PooledRegression &pooled) {
+        return std::ranges::find(record.levels, pooled.level, &host::RunLevel::name) - record.levels.begin();
+    };
+    std::ranges::stable_sort(answer.regressions, {}, place);
     return answer;
 }
 
@@ -245,6 +305,10 @@ int run_pool(const Options &options) {
     const PoolOptions &pool = options.pool;
     if (options.json && pool.csv)
         throw Error(Fault::usage, "the output is either JSON or CSV: leave out --json or --csv");
+    if (!pool.deltas.empty() && !pool.estimates.empty()) {
+        throw Error(Fault::usage,
+                    "--delta shifts cells of a run, and estimates made elsewhere have none: leave it out");
+    }
     if (options.input.empty() == pool.estimates.empty()) {
         throw Error(Fault::usage, "pool takes either the directory of a run, or --estimates FILE");
     }

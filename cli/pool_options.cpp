@@ -13,6 +13,8 @@ constexpr const char *kHelp = R"(Examples:
     fits the regression to each completed table and pools by Rubin's rules.
   ullage pool results --logit 'ill ~ C(sex, ref=m) * age + I(age^2)' --robust
     a logistic regression with a column of words, a product and a square.
+  ullage pool results --delta Ozone=0,5,10,20
+    how far missing values would have to be off to change the answer.
   ullage pool --estimates fits.csv --df 40
     pools estimates made elsewhere: columns term, estimate, std.error, one
     row per imputation.)";
@@ -49,6 +51,11 @@ void add_pool_options(CLI::App &command, Options &options) {
              });
     add_list(command, "--derive", "NAME=EXPR", "compute a column in every table first, such as 'bmi = wgt / hgt^2'",
              group, [&pool](const std::vector<std::string> &words) { pool.derive = words; });
+    add_list(command, "--delta", "COL=D,D",
+             "what if missing cells of the column were larger by D, on the scale of the model: an answer for each D",
+             group, [&pool](const std::vector<std::string> &words) {
+                 for (const std::string &word : words) pool.deltas.push_back(host::parse_delta(word));
+             });
     command.add_option("--estimates", pool.estimates, "pool this table of estimates instead; - reads standard input")
         ->type_name("FILE")
         ->group(group);

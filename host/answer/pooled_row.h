@@ -17,6 +17,7 @@ struct PooledRow {
     std::string level;  ///< of the "by" column, or empty
     std::string name;
     Pooled pooled;
+    std::string delta = {};  ///< what missing cells were shifted by ("y=0.5"), or empty
 };
 
 /** Estimates and complete-data variances of one quantity, one per imputation. */
