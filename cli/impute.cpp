@@ -86,6 +86,9 @@ std::vector<std::string> result_names(const ImputeOptions &options) {
     if (options.format == Format::files) {
         const auto count = static_cast<std::size_t>(options.imputations);
         for (std::size_t i = 1; i <= count; ++i) names.push_back(host::imputation_name(i, count));
+    } else if (options.format == Format::cells) {
+        names.emplace_back(host::kOriginalName);
+        names.emplace_back(host::kCellsName);
     } else {
         names.emplace_back(host::kLongTableName);
     }
@@ -148,6 +151,17 @@ void write_long(OutputFile &file, const Input &input, const host::Imputations &r
     }
 }
 
+void write_cells(host::ResultDirectory &directory, const Input &input, const host::Imputations &result) {
+    OutputFile &original = directory.file(host::kOriginalName);
+    host::write_header(original, input.table, false);
+    host::write_rows(original, input.table, input.hidden, {}, 0, false);
+    OutputFile &cells = directory.file(host::kCellsName);
+    host::write_cells_header(cells, input.table);
+    for (std::size_t i = 0; i < result.values.size(); ++i) {
+        host::write_cells(cells, input.table, input.hidden, result.values[i], static_cast<int>(i) + 1);
+    }
+}
+
 void write_files(host::ResultDirectory &directory, const Input &input, const host::Imputations &result) {
     for (std::size_t i = 0; i < result.values.size(); ++i) {
         OutputFile &file = directory.file(host::imputation_name(i + 1, result.values.size()));
@@ -160,6 +174,8 @@ void write_tables(host::ResultDirectory &directory, Format format, const Input &
                   const host::Imputations &result) {
     if (format == Format::files) {
         write_files(directory, input, result);
+    } else if (format == Format::cells) {
+        write_cells(directory, input, result);
     } else {
         write_long(directory.file(host::kLongTableName), input, result);
     }

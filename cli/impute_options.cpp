@@ -25,14 +25,18 @@ void add_result_options(CLI::App &command, Options &options) {
         ->required()
         ->type_name("DIR")
         ->group("Results");
-    const std::map<std::string, Format> formats = {
-        {"long", Format::long_table}, {"files", Format::files}, {"dta", Format::dta}, {"sav", Format::sav}};
+    const std::map<std::string, Format> formats = {{"long", Format::long_table},
+                                                   {"cells", Format::cells},
+                                                   {"files", Format::files},
+                                                   {"dta", Format::dta},
+                                                   {"sav", Format::sav}};
     command
-        .add_option("--format", impute.format,
-                    "long: one file with .imp and .id; files: one per imputation; dta, sav: long, and for Stata or "
-                    "SPSS besides")
+        .add_option(
+            "--format", impute.format,
+            "long: one file with .imp and .id; cells: the original once, and the hidden cells of all imputations; "
+            "files: one per imputation; dta, sav: long, and for Stata or SPSS besides")
         ->transform(word_of(formats))
-        ->type_name("long|files|dta|sav")
+        ->type_name("long|cells|files|dta|sav")
         ->group("Results");
     command.add_flag("--json", options.json, "print the run record to standard output")->group("Results");
     // The help would show a flag that is bound to the value as --no-report{false}.

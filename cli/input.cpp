@@ -35,9 +35,11 @@ std::string kinds_in_words(const host::Table &table, std::size_t most) {
 
 namespace {
 
-/** Names and words that the long format needs for itself. */
-void refuse_names_of_long_format(const host::Table &table) {
+/** Names that the long format needs for itself, and the word that it and the original of the hidden cells need. */
+void refuse_names_of_format(const host::Table &table, Format format) {
+    if (format == Format::files) return;
     for (const std::string &name : table.file.names) {
+        if (format == Format::cells) break;
         if (name != ".imp" && name != ".id") continue;
         throw host::Error(host::Fault::data, table.file.source + ": the long format adds a column " + name +
                                                  ", and there is one already; rename it, or use --format files");
@@ -45,7 +47,7 @@ void refuse_names_of_long_format(const host::Table &table) {
     for (const host::Column &column : table.columns) {
         if (std::find(column.words.begin(), column.words.end(), "NA") == column.words.end()) continue;
         throw host::Error(host::Fault::data,
-                          fmt::format("{}: column {} has the word NA, which the long format writes for a hidden cell; "
+                          fmt::format("{}: column {} has the word NA, which this format writes for a hidden cell; "
                                       "give --na NA if it means missing, or use --format files",
                                       table.file.source, host::quote(column.name)));
     }
@@ -58,7 +60,7 @@ Input load_input(const Options &options) {
     input.table = host::read_table(host::read_input(options.input), options.read, input.notices);
     host::apply_rules(input.table, options.rules, input.notices);
     say(options, input.notices);
-    if (options.impute.format != Format::files) refuse_names_of_long_format(input.table);
+    refuse_names_of_format(input.table, options.impute.format);
     input.hidden = host::close_bounds(input.table);
     return input;
 }

@@ -19,9 +19,9 @@ namespace ullage::cli {
 
 enum class Progress { automatic, none, json };
 
-/** long: one file with .imp and .id; files: one file per imputation; dta, sav: that of Stata or SPSS beside the long
- * one. */
-enum class Format { long_table, files, dta, sav };
+/** long: one file with .imp and .id; cells: the original once and the hidden cells; files: one file per imputation;
+ * dta, sav: that of Stata or SPSS beside the long one. */
+enum class Format { long_table, cells, files, dta, sav };
 
 /** Options of "ullage impute" alone. */
 struct ImputeOptions {

@@ -44,6 +44,9 @@ std::size_t hash_of_id(const CsvRows &file) {
     return std::hash<std::string_view>()(file.cell(file.names().size() - 1));
 }
 
+/** What the first table of a file is: the original one, with .imp and .id or without, or the first completed one. */
+enum class FirstTable { original_of_long, original, completed };
+
 /** From the rows of files to completed tables, in one pass. */
 class TableBuilder {
 public:
@@ -53,6 +56,7 @@ public:
           imputations_(static_cast<std::size_t>(record.imputations)) {}
 
     CompletedTables from_long(CsvRows &file);
+    CompletedTables from_cells(const std::string &directory);
     CompletedTables from_files(const std::string &directory);
 
 private:
@@ -70,13 +74,17 @@ private:
     };
 
     void take_header(const CsvRows &file, std::size_t width);
-    void take_first_table(CsvRows &file, bool is_long);
+    void take_first_table(CsvRows &file, FirstTable kind);
     void take_carried(const CsvRows &file, std::size_t row);
-    [[nodiscard]] double value(const CsvRows &file, const Place &place) const;
+    [[nodiscard]] double value(const CsvRows &file, const Place &place) const {
+        return value(file, place, place.column);
+    }
+    [[nodiscard]] double value(const CsvRows &file, const Place &place, std::size_t column) const;
     void take_level(const CsvRows &file, std::size_t row);
     void check_levels(const CsvRows &file) const;
     void check_end(CsvRows &file, std::size_t tables, bool has_row, std::size_t rows_read) const;
     void take_imputation(CsvRows &file, std::size_t imputation);
+    void take_cells(CsvRows &file);
     void take_changes(CsvRows &file, std::size_t imputation);
     [[nodiscard]] bool finish_carried(Place &place) const;
     CompletedTables finish(std::string source, bool tells_hidden);
@@ -130,17 +138,19 @@ void TableBuilder::check_end(CsvRows &file, std::size_t tables, bool has_row, st
                             count_of(tables, "table"), count_of(row_count_, "row")));
 }
 
-/** A cell of the model: a number, or the place of its word. */
-double TableBuilder::value(const CsvRows &file, const Place &place) const {
-    if (!place.words) return file.number(place.column);
-    const std::string_view text = file.cell(place.column);
+/** A cell of the model, in some column of a file: a number, or the place of its word. */
+double TableBuilder::value(const CsvRows &file, const Place &place, std::size_t column) const {
+    if (!place.words) return file.number(column);
+    const std::string_view text = file.cell(column);
     if (const auto word = place.words->find(text)) return static_cast<double>(*word);
     throw file.broken(fmt::format("column {}: {} is none of the words that run.json gives it", quote(place.values.name),
                                   quote(text)));
 }
 
-/** The first table of a file: the original one of a long file, where hidden cells are NA, or imputation 1. */
-void TableBuilder::take_first_table(CsvRows &file, bool is_long) {
+/** The first table of a file; in an original one hidden cells are NA. */
+void TableBuilder::take_first_table(CsvRows &file, FirstTable kind) {
+    const bool is_long = kind == FirstTable::original_of_long;
+    const bool is_original = kind != FirstTable::completed;
     const std::size_t tables = is_long ? imputations_ + 1 : 1;
     for (std::size_t row = 0; row < row_count_; ++row) {
         check_end(file, tables, file.next(), row);
@@ -149,7 +159,7 @@ void TableBuilder::take_first_table(CsvRows &file, bool is_long) {
             ids_.push_back(hash_of_id(file));
         }
         for (Place &place : model_) {
-            if (is_long && file.cell(place.column) == "NA") {
+            if (is_original && file.cell(place.column) == "NA") {
                 place.values.hidden.push_back(static_cast<std::int32_t>(row));
             } else {
                 place.values.original[row] = value(file, place);
@@ -247,10 +257,63 @@ CompletedTables TableBuilder::from_long(CsvRows &file) {
         throw Error(Fault::data, fmt::format("{}: its last columns are not .imp and .id", file.source()));
     }
     take_header(file, width - 2);
-    take_first_table(file, true);
+    take_first_table(file, FirstTable::original_of_long);
     for (std::size_t k = 0; k < imputations_; ++k) take_imputation(file, k);
     check_end(file, imputations_ + 1, file.next(), row_count_ * (imputations_ + 1));
     return finish(file.source(), true);
+}
+
+/** The hidden cells of all imputations, which come by imputations, rows and columns. */
+void TableBuilder::take_cells(CsvRows &file) {
+    if (file.names() != std::vector<std::string>{"row", "column", "imputation", "value"}) {
+        throw Error(Fault::data, fmt::format("{}: its columns are not row, column, imputation, value", file.source()));
+    }
+    std::size_t hidden = 0;
+    for (const Place &place : model_) hidden += place.values.hidden.size();
+    const auto check_count = [&](bool is_right) {
+        if (is_right) return;
+        throw Error(Fault::data,
+                    fmt::format("{}: there are not {} of {} as {} has them; the file is cut off, or of another run",
+                                file.source(), count_of(imputations_, "imputation"), count_of(hidden, "hidden cell"),
+                                kOriginalName));
+    };
+    std::vector<std::size_t> next(model_.size());
+    for (std::size_t k = 0; k < imputations_; ++k) {
+        next.assign(model_.size(), 0);
+        for (std::size_t row = 0; row < row_count_; ++row) {
+            for (std::size_t i = 0; i < model_.size(); ++i) {
+                CompletedColumn &column = model_[i].values;
+                if (next[i] == column.hidden.size() || column.hidden[next[i]] != static_cast<std::int32_t>(row)) {
+                    continue;
+                }
+                check_count(file.next());
+                if (file.number(0) != static_cast<double>(row + 1) || file.cell(1) != column.name ||
+                    file.number(2) != static_cast<double>(k + 1)) {
+                    throw file.broken(fmt::format("expected row {}, column {}, imputation {}, and there is {}, {}, {}",
+                                                  row + 1, quote(column.name), k + 1, quote(file.cell(0)),
+                                                  quote(file.cell(1)), quote(file.cell(2))));
+                }
+                column.imputed.held()[k].push_back(value(file, model_[i], 3));
+                ++next[i];
+            }
+        }
+    }
+    check_count(!file.next());
+}
+
+CompletedTables TableBuilder::from_cells(const std::string &directory) {
+    const ResultRows original(directory, record_, kOriginalName, record_.separator);
+    original.need_rows(static_cast<double>(row_count_));
+    take_header(*original, original->names().size());
+    take_first_table(*original, FirstTable::original);
+    check_end(*original, 1, original->next(), row_count_);
+    const ResultRows cells(directory, record_, kCellsName, record_.separator);
+    for (Place &place : model_) {
+        cells.need_rows(static_cast<double>(place.values.hidden.size()) * static_cast<double>(imputations_));
+        for (auto &values : place.values.imputed.held()) values.reserve(place.values.hidden.size());
+    }
+    take_cells(*cells);
+    return finish(cells->source(), true);
 }
 
 /** Put rows among the hidden ones of a column: what they hold in the last of some imputations, and before it. */
@@ -312,7 +375,7 @@ CompletedTables TableBuilder::from_files(const std::string &directory) {
             header = file->names();
             file.need_rows(static_cast<double>(row_count_));
             take_header(*file, header.size());
-            take_first_table(*file, false);
+            take_first_table(*file, FirstTable::completed);
         } else if (file->names() != header) {
             throw Error(Fault::data, file->source() + ": the columns are not those of the first imputation");
         } else {
@@ -424,6 +487,7 @@ std::vector<std::int32_t> CompletedTables::rows_of_level(std::size_t level) cons
 
 CompletedTables read_completed_tables(const std::string &directory, const RunRecord &record) {
     TableBuilder builder(record);
+    if (record.file(kCellsName) != nullptr) return builder.from_cells(directory);
     if (record.file(kLongTableName) == nullptr) return builder.from_files(directory);
     const ResultRows file(directory, record, kLongTableName, record.separator);
     file.need_rows(static_cast<double>(record.rows) * (record.imputations + 1.0));

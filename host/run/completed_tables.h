@@ -66,7 +66,7 @@ struct CompletedColumn {
     void copy_rows(std::size_t imputation, std::span<const std::int32_t> rows, double *out, std::size_t step = 1) const;
 };
 
-/** imputations.csv, or the files imputation_1.csv, ... */
+/** imputations.csv, the files imputation_1.csv, ..., or original.csv with cells.csv */
 struct CompletedTables {
     std::string source;  ///< for messages
     std::size_t rows = 0;
@@ -89,8 +89,8 @@ struct CompletedTables {
 };
 
 /**
- * Read DIR/imputations.csv, or where there is none DIR/imputation_1.csv, ... . From separate files, a cell counts as
- * imputed if it is not the same in all of them.
+ * Read those of the files that the record lists: imputations.csv, or original.csv and cells.csv, or imputation_1.csv,
+ * ... . From separate files, a cell counts as imputed if it is not the same in all of them.
  *
  * @throws Error  no_input if there is no such file, data if it is broken or not of the run that the record describes:
  *                columns, rows or imputations are missing, an imputed cell is no number

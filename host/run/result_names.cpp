@@ -20,8 +20,9 @@ bool is_result_name(std::string_view name) {
         name.remove_suffix(behind.size());
         return name.find_first_not_of("0123456789") == std::string_view::npos;
     }
-    return name == kLongTableName || name == "imputations.dta" || name == "imputations.sav" ||
-           name == kParametersName || name == kBoundsName || name == kOverimputationName || name == kReportName;
+    return name == kLongTableName || name == "imputations.dta" || name == "imputations.sav" || name == kOriginalName ||
+           name == kCellsName || name == kParametersName || name == kBoundsName || name == kOverimputationName ||
+           name == kReportName;
 }
 
 }  // namespace ullage::host

@@ -15,6 +15,8 @@ inline constexpr std::string_view kRecordName = "run.json";
 inline constexpr std::string_view kParametersName = "parameters.csv";
 inline constexpr std::string_view kBoundsName = "bounds.csv";
 inline constexpr std::string_view kLongTableName = "imputations.csv";
+inline constexpr std::string_view kOriginalName = "original.csv";
+inline constexpr std::string_view kCellsName = "cells.csv";
 inline constexpr std::string_view kReportName = "report.html";
 inline constexpr std::string_view kOverimputationName = "overimputation.csv";
 

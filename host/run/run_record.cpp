@@ -353,11 +353,12 @@ void check_record(const RunRecord &record, const Reader &top) {
         if (is_result_name(name) && files.insert(name).second) continue;
         throw top.broken(fmt::format("files[{}].name", i), "is that of no file of a run, or stands there twice");
     }
-    for (int i = 1; !is_long && i <= record.imputations; ++i) {
+    if (is_long || (files.contains(kOriginalName) && files.contains(kCellsName))) return;
+    for (int i = 1; i <= record.imputations; ++i) {
         const std::string name =
             imputation_name(static_cast<std::size_t>(i), static_cast<std::size_t>(record.imputations));
-        if (!files.contains(name))
-            throw top.broken("files", fmt::format("has neither {} nor {}", kLongTableName, name));
+        if (files.contains(name)) continue;
+        throw top.broken("files", fmt::format("has neither {} nor {}", kLongTableName, name));
     }
 }
 

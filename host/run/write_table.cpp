@@ -23,6 +23,24 @@
 #include "ullage/host/table/csv_text.h"
 
 namespace ullage::host {
+namespace {
+
+void append_number(std::string &line, auto number) {
+    char digits[32];
+    line.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+}
+
+/** The drawn value of a hidden cell: a number, or the word of that place. */
+void append_drawn(std::string &line, const Column &column, double value, char separator) {
+    if (column.holds_words()) {
+        line += quote_cell(column.words[static_cast<std::size_t>(value)], separator);
+    } else {
+        append_number(line, value);
+    }
+}
+
+}  // namespace
+
 void write_header(OutputFile &file, const Table &table, bool is_long) {
     std::string line;
     for (const OutputColumn &column : table.output) {
@@ -47,7 +65,6 @@ void write_rows(OutputFile &file, const Table &table, const HiddenCells &hidden,
                 int imputation, bool is_long) {
     const FileText &text = table.file;
     std::string line;
-    char digits[32];
     for (std::size_t row = 0; row < table.row_count(); ++row) {
         line.clear();
         std::size_t next_hidden = hidden.row_begin[row];
@@ -62,23 +79,44 @@ void write_rows(OutputFile &file, const Table &table, const HiddenCells &hidden,
                 line += text.raw(row, static_cast<std::size_t>(table.columns[c].file_column));
             } else if (values.empty()) {
                 line += "NA";
-            } else if (const double value = values[next_hidden++]; table.columns[c].holds_words()) {
-                line += quote_cell(table.columns[c].words[static_cast<std::size_t>(value)], text.separator);
             } else {
-                const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value);
-                line.append(digits, end);
+                append_drawn(line, table.columns[c], values[next_hidden++], text.separator);
             }
         }
         if (is_long) {
             line += text.separator;
-            line.append(digits, std::to_chars(digits, digits + sizeof digits, imputation).ptr);
+            append_number(line, imputation);
             line += text.separator;
             if (table.id_file_column) {
                 line += text.raw(row, *table.id_file_column);
             } else {
-                line.append(digits, std::to_chars(digits, digits + sizeof digits, row + 1).ptr);
+                append_number(line, row + 1);
             }
         }
+        line += '\n';
+        file.write(line);
+    }
+}
+
+void write_cells_header(OutputFile &file, const Table &table) {
+    file.write(fmt::format("row{0}column{0}imputation{0}value\n", table.file.separator));
+}
+
+void write_cells(OutputFile &file, const Table &table, const HiddenCells &hidden, std::span<const double> values,
+                 int imputation) {
+    const char separator = table.file.separator;
+    std::vector<std::string> middle;  // of a line: the column and the imputation
+    for (const Column &column : table.columns) {
+        middle.push_back(fmt::format("{0}{1}{0}{2}{0}", separator, quote_cell(column.name, separator), imputation));
+    }
+    std::string line;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const HiddenCell &cell = hidden.cells[i];
+        const auto column = static_cast<std::size_t>(cell.column);
+        line.clear();
+        append_number(line, cell.row + 1);
+        line += middle[column];
+        append_drawn(line, table.columns[column], values[i], separator);
         line += '\n';
         file.write(line);
     }

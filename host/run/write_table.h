@@ -27,6 +27,19 @@ void write_header(OutputFile &file, const Table &table, bool is_long);
 void write_rows(OutputFile &file, const Table &table, const HiddenCells &hidden, std::span<const double> values,
                 int imputation, bool is_long);
 
+/** The header line of a table of hidden cells: row, column, imputation, value. */
+void write_cells_header(OutputFile &file, const Table &table);
+
+/**
+ * Write the hidden cells of one imputation, a line for each: the number of its row from 1, the name of its column, the
+ * imputation and the value, a word as it stands in the table.
+ *
+ * @param values      as of write_rows
+ * @param imputation  from 1
+ */
+void write_cells(OutputFile &file, const Table &table, const HiddenCells &hidden, std::span<const double> values,
+                 int imputation);
+
 }  // namespace ullage::host
 
 #endif

@@ -312,8 +312,9 @@ def _is_about(quantity: str, columns: list[str]) -> bool:
 
 def _stored_table(directory: pathlib.Path, record: dict[str, Any]) -> Table:
     """Give the original table of a run as its files hold it. Columns of the model are filled in later."""
-    names = [path.name for path in directory.glob("imputation*.csv")]
-    name = "imputations.csv" if "imputations.csv" in names else min(names)
+    names = {file["name"] for file in record["files"]}
+    name = next((name for name in ("original.csv", "imputations.csv") if name in names), None)
+    name = name or min(name for name in names if name.startswith("imputation_"))
     frame = pd.read_csv(directory / name, sep=record["input"]["separator"], dtype=str, keep_default_na=False,
                         na_values=["NA", ""], nrows=int(record["input"]["rows"]))
     frame = frame.drop(columns=[".imp", ".id"], errors="ignore")

@@ -39,8 +39,9 @@ class ResultsTest(unittest.TestCase):
         cls.path = pathlib.Path(cls.folder.name)
         (cls.path / "table.csv").write_text(TABLE)
         (cls.path / "e.csv").write_text('term,estimate,se\n"a ""b"", c",1,1\n"a ""b"", c",1.01,1\n')
-        for name, *options in (("plain",), ("by", "--by", "site", "--carry", "lab"), ("files", "--format", "files")):
-            code, _, err = run("impute", "table.csv", "-o", name, "--log", "lead", *(SHORT[:-2] if name == "by" else SHORT), *options, cwd=cls.path)
+        for name, *options in (("plain",), ("by", "--by", "site", "--carry", "lab"), ("files", "--format", "files"),
+                              ("cells", "--format", "cells"), ("by_cells", "--by", "site", "--carry", "lab", "--format", "cells")):
+            code, _, err = run("impute", "table.csv", "-o", name, "--log", "lead", *(SHORT[:-2] if name.startswith("by") else SHORT), *options, cwd=cls.path)
             assert code == 0, err
 
     def json_of(self, *words):
@@ -59,8 +60,25 @@ class ResultsTest(unittest.TestCase):
 
     def test_one_file_or_several_give_the_same(self):
         words = ("--means", "--correlations", "--quantiles", "0.1,0.5", "--lm", "log(lead) ~ zinc + `depth, m`")
-        self.assertEqual(self.json_of("pool", "plain", *words), self.json_of("pool", "files", *words))
-        self.assertEqual(self.json_of("diagnose", "plain"), self.json_of("diagnose", "files"))
+        for one, other in (("plain", "files"), ("plain", "cells"), ("by", "by_cells")):
+            self.assertEqual(self.json_of("pool", one, *words), self.json_of("pool", other, *words))
+            self.assertEqual(self.json_of("diagnose", one), self.json_of("diagnose", other))
+        pages = []
+        for name in ("plain", "cells"):
+            code, page, err = run("report", name, "-o", "-", cwd=self.path)
+            self.assertEqual(code, 0, err)
+            pages.append(page[: page.index("ullage impute ")])
+        self.assertEqual(*pages)
+
+    def test_cells_are_those_of_the_long_table(self):
+        long, original, cells = ((self.path / place).read_text().splitlines() for place in (
+            "plain/imputations.csv", "cells/original.csv", "cells/cells.csv"))
+        names = next(csv.reader(original[:1], delimiter=";"))
+        tables = [list(csv.reader(long[1 + k * 60 : 61 + k * 60], delimiter=";")) for k in range(5)]
+        self.assertEqual([row[:-2] for row in tables[0]], list(csv.reader(original[1:], delimiter=";")))
+        expected = [[str(row + 1), name, str(k), tables[k][row][c]] for k in range(1, 5) for row in range(60)
+                    for c, name in enumerate(names) if tables[0][row][c] == "NA"]
+        self.assertEqual(list(csv.reader(cells, delimiter=";")), [["row", "column", "imputation", "value"], *expected])
 
     def test_levels_and_forms_of_output(self):
         words = ("pool", "by", "--lm", "lead ~ zinc", "--correlations")
@@ -262,9 +280,20 @@ class ResultsTest(unittest.TestCase):
             (change("imputations.csv", "south;NA;", "south;3;"), 65, "observed cell"),
             (change("imputations.csv", "south;NA;", "south;<3;"), 65, "is no number"),
         )
-        for number, (act, code, text) in enumerate(cases):
+        cells = (
+            (lambda folder: (folder / "original.csv").unlink(), 66, "original.csv: No such file"),
+            (change("original.csv", "south;NA;", "south;3;"), 65, 'line 2: expected row 4, column \"zinc\"'),
+            (change("cells.csv", "1;lead;1;", "1;zinc;1;"), 65, "line 2: expected row 1, column \"lead\", imputation 1"),
+            (change("cells.csv", "1;lead;1;", "1;lead;1;<"), 65, "is no number"),
+            (cut("cells.csv"), 65, "the file is cut off"),
+            (change("cells.csv", "row;", "line;"), 65, "its columns are not row, column, imputation, value"),
+            (lambda folder: shutil.copy(self.path / "cells" / "cells.csv", folder), 65,
+             "cells.csv: this file is not as the run"),
+        )
+        cases = [("by", *case) for case in cases] + [("by_cells", *case) for case in cells]
+        for number, (whole, act, code, text) in enumerate(cases):
             folder = self.path / f"broken{number}"
-            shutil.copytree(self.path / "by", folder)
+            shutil.copytree(self.path / whole, folder)
             act(folder)
             got, out, err = run("diagnose", folder.name, cwd=self.path)
             self.assertEqual((got, out), (code, ""), f"{number}: {err}")
