@@ -30,6 +30,7 @@ struct Command {
 constexpr Command kCommands[] = {
     {"check", "Show what is observed, missing and bounded, and look for contradictions", add_check_options, run_check},
     {"impute", "Complete the table by multiple imputation", add_impute_options, run_impute},
+    {"gather", "Put the chains together that jobs of their own have run", add_gather_options, run_gather},
     {"diagnose", "Show whether the results of impute can be trusted", add_diagnose_options, run_diagnose},
     {"pool", "Give one answer from all completed tables, by Rubin's rules", add_pool_options, run_pool},
     {"report", "Write the report of a run again", add_report_options, run_report},

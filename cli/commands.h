@@ -17,6 +17,7 @@ namespace ullage::cli {
  * are many, in COMMAND_options.cpp. */
 void add_check_options(CLI::App &command, Options &options);
 void add_impute_options(CLI::App &command, Options &options);
+void add_gather_options(CLI::App &command, Options &options);
 void add_diagnose_options(CLI::App &command, Options &options);
 void add_pool_options(CLI::App &command, Options &options);
 void add_report_options(CLI::App &command, Options &options);
@@ -24,6 +25,7 @@ void add_report_options(CLI::App &command, Options &options);
 /** Run a command. Each gives the exit code of success; failures are thrown as host::Error. */
 int run_check(const Options &options);
 int run_impute(const Options &options);
+int run_gather(const Options &options);
 /** The exit code is 1 with --strict and bad diagnostics. */
 int run_diagnose(const Options &options);
 int run_pool(const Options &options);

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <optional>
 #include <random>
 #include <thread>
@@ -16,16 +17,19 @@
 #include <vector>
 
 #include "commands.h"
+#include "impute_run.h"
 #include "input.h"
 #include "progress_bar.h"
 #include "talk.h"
 #include "text_table.h"
 #include "ullage/host/answer/diagnostics.h"
 #include "ullage/host/base/error.h"
+#include "ullage/host/base/input_file.h"
 #include "ullage/host/base/output_file.h"
 #include "ullage/host/draw/overimpute.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/report/report.h"
+#include "ullage/host/run/chain_part.h"
 #include "ullage/host/run/overimputation_file.h"
 #include "ullage/host/run/parameter_file.h"
 #include "ullage/host/run/result_directory.h"
@@ -52,6 +56,7 @@ host::ImputeSettings settings_of(const ImputeOptions &options, const host::Model
     if (options.thin) settings.thin = *options.thin;
     const int processors = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
     settings.jobs = options.jobs > 0 ? options.jobs : processors;
+    if (options.chain) settings.only = *options.chain - 1;
     return settings;
 }
 
@@ -68,6 +73,13 @@ std::string stat_file_name(host::StatFormat format) {
 
 /** What cannot be done together. */
 void check_output(const Options &options) {
+    if (options.impute.chain) {
+        const auto refuse = [](const char *why) { throw Error(Fault::usage, std::string("--chain: ") + why); };
+        if (!options.impute.seed) refuse("all chains need one seed: give --seed");
+        if (options.impute.output == "-") refuse("a chain needs a directory for its results: leave out -o -");
+        if (options.input == "-") refuse("ullage gather reads the table again: give a file, not standard input");
+        if (options.impute.overimpute) refuse("one chain cannot be judged by --overimpute: leave it out");
+    }
     if (options.impute.output != "-") return;
     if (options.impute.format != Format::long_table) {
         throw Error(Fault::usage, "only the long format can be written to standard output: leave out --format");
@@ -82,6 +94,7 @@ void check_output(const Options &options) {
 
 /** The files that the run writes besides run.json. */
 std::vector<std::string> result_names(const ImputeOptions &options) {
+    if (options.chain) return {std::string(host::kPartName)};
     std::vector<std::string> names;
     if (options.format == Format::files) {
         const auto count = static_cast<std::size_t>(options.imputations);
@@ -100,40 +113,26 @@ std::vector<std::string> result_names(const ImputeOptions &options) {
     return names;
 }
 
-struct Drawn {
-    host::Imputations imputations;
-    double seconds = 0.0;
-};
-
-Drawn draw(const Options &options, const Input &input, const host::ModelTable &model,
-           const host::ImputeSettings &settings, const host::DrawPlace &place = {}) {
-    say(options, fmt::format("seed {}", settings.seed));
-    std::string kinds = kinds_in_words(input.table, kMostKinds);
+Drawn draw(const Options &options, const Run &run, const host::DrawPlace &place = {}) {
+    say(options, fmt::format("seed {}", run.settings.seed));
+    std::string kinds = kinds_in_words(run.input.table, kMostKinds);
     kinds.pop_back();
     say(options, kinds);
-    if (input.hidden.cells.empty()) {
+    if (run.input.hidden.cells.empty()) {
         say(options, "note: no cell is missing or bounded; all completed tables are the same");
     }
     Drawn drawn;
     ProgressBar bar(options);
     drawn.imputations = host::impute(
-        model, settings, [&](const host::ImputeProgress &progress) { bar.show(progress); }, place);
+        run.model, run.settings, [&](const host::ImputeProgress &progress) { bar.show(progress); }, place);
     drawn.seconds = bar.seconds();
     return drawn;
 }
 
 /** The results, with what their diagnosis gives cause to warn of. */
-host::RunResults judge(const Options &options, const Input &input, const host::ModelTable &model,
-                       const host::ImputeSettings &settings, const Drawn &drawn) {
-    host::RunRecord record = host::describe_run(model, settings);
-    record.command = options.command;
-    record.prior = options.impute.prior;
-    record.by = options.read.by;
-    record.seconds = drawn.seconds;
-    for (const host::Notice &notice : input.notices) {
-        if (notice.is_warning) record.input_warnings.push_back(notice.text);
-    }
-    host::RunResults results = host::gather_results(std::move(record), model, drawn.imputations);
+host::RunResults judge(const Options &options, const Run &run, const Drawn &drawn) {
+    host::RunResults results =
+        host::gather_results(describe(options, run, drawn.seconds), run.model, drawn.imputations);
     host::Diagnosis diagnosis = host::diagnose(results.record, results.draws, &results.tables);
     for (host::ParameterDiagnosis &parameter : diagnosis.parameters) {
         results.record.convergence.push_back(
@@ -248,13 +247,13 @@ void say_end(const Options &options, const host::RunRecord &record) {
     say(options, notices);
 }
 
-void impute_to_stdout(const Options &options, const Input &input, const host::ModelTable &model,
-                      const host::ImputeSettings &settings) {
+void impute_to_stdout(const Options &options) {
+    const Run run(options);
     OutputFile file("-");
-    const Drawn drawn = draw(options, input, model, settings);
-    write_long(file, input, drawn.imputations);
+    const Drawn drawn = draw(options, run);
+    write_long(file, run.input, drawn.imputations);
     file.commit();
-    say_end(options, judge(options, input, model, settings, drawn).record);
+    say_end(options, judge(options, run, drawn).record);
 }
 
 void say_what_went(const Options &options, const host::ResultDirectory &directory) {
@@ -268,51 +267,86 @@ void say_what_went(const Options &options, const host::ResultDirectory &director
     }
 }
 
-void impute_to_directory(const Options &options, const Input &input, const host::ModelTable &model,
-                         const host::PriorChoice &prior, const host::ImputeSettings &settings) {
-    // Made before the work, so that a place where nothing can be written is known at once.
-    std::vector<std::string> inputs = {options.input};
-    if (prior.kind == host::PriorChoice::Kind::file) inputs.push_back(options.impute.prior);
-    host::ResultDirectory directory(options.impute.output, result_names(options.impute), inputs);
-    Drawn drawn = draw(options, input, model, settings, directory.draw_place());
-    write_tables(directory, options.impute.format, input, drawn.imputations);
-    host::RunResults results = judge(options, input, model, settings, drawn);
-    if (options.impute.overimpute) {
-        results.overimputation = overimpute(options, input, prior, settings, directory.draw_place());
-        host::write_overimputation(directory.file(host::kOverimputationName), *results.overimputation);
-    }
-    host::write_parameters(directory.file(host::kParametersName), model, drawn.imputations);
-    host::write_bounded_cells(directory.file(host::kBoundsName), input.table, results.bounds);
-    if (options.impute.report) directory.file(host::kReportName).write(host::make_report(results));
-    // The file of the drawn values goes before the directory that it lies in.
-    results.tables = {};
-    drawn = {};
-    const std::string record = directory.commit(results.record);
+/** Bring a run's files in place, and say so. */
+void finish(const Options &options, host::ResultDirectory &directory, const host::RunRecord &record) {
+    const std::string text = directory.commit(record);
     say_what_went(options, directory);
     if (options.json) {
         OutputFile out("-");
-        out.write(record);
+        out.write(text);
         out.commit();
     }
-    say_end(options, results.record);
-    if (results.overimputation) say_overimputation(options, *results.overimputation);
+}
+
+void write_part(const Options &options, host::ResultDirectory &directory, const Run &run, Drawn drawn) {
+    host::write_chain_part(directory.file(host::kPartName), run.settings, drawn.imputations);
+    drawn.imputations = {};
+    finish(options, directory, describe(options, run, drawn.seconds));
+    say(options, fmt::format("chain {} of {} in {:.1f} s; ullage gather puts {} and the others together",
+                             *options.impute.chain, options.impute.chains, drawn.seconds, options.impute.output));
 }
 
 }  // namespace
 
-int run_impute(const Options &options) {
-    check_output(options);
-    const host::PriorChoice prior = host::parse_prior(options.impute.prior);
-    const Input input = load_input(options);
+Run::Run(const Options &options)
+    : prior(host::parse_prior(options.impute.prior)),
+      input(load_input(options)),
+      model(host::prepare_model(input.table, input.hidden, prior, options.components)),
+      settings(settings_of(options.impute, model)) {
     if (const auto format = stat_format(options.impute.format)) {
         host::check_stat_file(*format, input.table, static_cast<std::size_t>(options.impute.imputations));
     }
-    const host::ModelTable model = host::prepare_model(input.table, input.hidden, prior, options.components);
-    const host::ImputeSettings settings = settings_of(options.impute, model);
+}
+
+host::RunRecord describe(const Options &options, const Run &run, double seconds) {
+    host::RunRecord record = host::describe_run(run.model, run.settings);
+    record.command = options.command;
+    record.prior = options.impute.prior;
+    record.by = options.read.by;
+    record.seconds = seconds;
+    record.chain = options.impute.chain;
+    if (run.prior.kind == host::PriorChoice::Kind::file && std::filesystem::is_regular_file(options.impute.prior)) {
+        record.prior_sha256 = host::InputFile(options.impute.prior).sha256();
+    }
+    for (const host::Notice &notice : run.input.notices) {
+        if (notice.is_warning) record.input_warnings.push_back(notice.text);
+    }
+    return record;
+}
+
+void impute_to_directory(const Options &options, std::vector<std::string> inputs,
+                         const std::function<Drawn(const Run &run, const host::DrawPlace &place)> &draw) {
+    const Run run(options);
+    // Made before the work, so that a place where nothing can be written is known at once.
+    inputs.push_back(options.input);
+    if (run.prior.kind == host::PriorChoice::Kind::file) inputs.push_back(options.impute.prior);
+    host::ResultDirectory directory(options.impute.output, result_names(options.impute), inputs);
+    Drawn drawn = draw(run, directory.draw_place());
+    if (options.impute.chain) return write_part(options, directory, run, std::move(drawn));
+    write_tables(directory, options.impute.format, run.input, drawn.imputations);
+    host::RunResults results = judge(options, run, drawn);
+    if (options.impute.overimpute) {
+        results.overimputation = overimpute(options, run.input, run.prior, run.settings, directory.draw_place());
+        host::write_overimputation(directory.file(host::kOverimputationName), *results.overimputation);
+    }
+    host::write_parameters(directory.file(host::kParametersName), run.model, drawn.imputations);
+    host::write_bounded_cells(directory.file(host::kBoundsName), run.input.table, results.bounds);
+    if (options.impute.report) directory.file(host::kReportName).write(host::make_report(results));
+    // The file of the drawn values goes before the directory that it lies in.
+    results.tables = {};
+    drawn = {};
+    finish(options, directory, results.record);
+    say_end(options, results.record);
+    if (results.overimputation) say_overimputation(options, *results.overimputation);
+}
+
+int run_impute(const Options &options) {
+    check_output(options);
     if (options.impute.output == "-") {
-        impute_to_stdout(options, input, model, settings);
+        impute_to_stdout(options);
     } else {
-        impute_to_directory(options, input, model, prior, settings);
+        impute_to_directory(options, {},
+                            [&](const Run &run, const host::DrawPlace &place) { return draw(options, run, place); });
     }
     return 0;
 }

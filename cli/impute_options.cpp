@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The options of "ullage impute".
 
+#include <charconv>
 #include <filesystem>
 
 #include "commands.h"
@@ -58,6 +59,21 @@ void take_prior(const std::string &prior, ImputeOptions &impute) {
     impute.prior = prior;
 }
 
+void take_chain(const std::string &text, ImputeOptions &impute) {
+    int chain = 0;
+    int chains = 0;
+    const char *end = text.data() + text.size();
+    const auto first = std::from_chars(text.data(), end, chain);
+    const bool has_slash = first.ec == std::errc() && first.ptr != end && *first.ptr == '/';
+    const auto second = has_slash ? std::from_chars(first.ptr + 1, end, chains) : first;
+    if (!has_slash || second.ec != std::errc() || second.ptr != end || chain < 1 || chain > chains) {
+        throw host::Error(host::Fault::usage,
+                          fmt::format("--chain: \"{}\" is not K/N, such as 1/4 for the first of 4 chains", text));
+    }
+    impute.chain = chain;
+    impute.chains = chains;
+}
+
 void add_imputation_options(CLI::App &command, ImputeOptions &impute) {
     const char *group = "Imputation";
     const auto add_count = [&](const std::string &name, int &target, const std::string &text, int least) {
@@ -84,6 +100,13 @@ void add_imputation_options(CLI::App &command, ImputeOptions &impute) {
         "with few imputations)",
         1);
     add_count("--chains", impute.chains, "independent chains", 1);
+    command
+        .add_option_function<std::string>(
+            "--chain", [&impute](const std::string &text) { take_chain(text, impute); },
+            "run only the K-th of N chains; ullage gather puts all of them together")
+        ->excludes(command.get_option("--chains"))
+        ->type_name("K/N")
+        ->group(group);
     add_count("-j,--jobs", impute.jobs, "processes that share the work (default: one per processor)", 1);
     command
         .add_option_function<std::string>(

@@ -31,6 +31,7 @@ struct ImputeOptions {
     std::optional<int> burn_in;         ///< iterations of each chain before the first imputation, at least 0
     std::optional<int> thin;            ///< iterations between two imputations of a chain, at least 1
     int chains = 4;                     ///< at least 1
+    std::optional<int> chain;           ///< the one of them, from 1, that is run; none for all
     int jobs = 0;                       ///< worker processes; 0 for one per processor
     std::string prior = "default";      ///< default, jeffreys, ridge=CASES, or the path of a file
     Format format = Format::long_table;
@@ -68,7 +69,8 @@ struct Options {
     bool strict = false;  ///< of "ullage diagnose": bad diagnostics have an exit code of their own
     ImputeOptions impute;
     PoolOptions pool;
-    std::string report_output;  ///< of "ullage report": path, or "-"; empty for report.html in the directory
+    std::vector<std::string> gather;  ///< directories of the parts of a run
+    std::string report_output;        ///< of "ullage report": path, or "-"; empty for report.html in the directory
 };
 
 }  // namespace ullage::cli

@@ -89,7 +89,7 @@ void run_chain(AnyChain chain, const ModelTable &model, const ImputeSettings &se
 // A mixture is drawn by one.
 std::size_t team_size(const ModelTable &model, const ImputeSettings &settings) {
     if (model.mixture) return 1;
-    const auto jobs = static_cast<std::size_t>(settings.jobs / settings.chains);
+    const auto jobs = static_cast<std::size_t>(settings.jobs / (settings.only ? 1 : settings.chains));
     return std::clamp<std::size_t>(jobs, 1, std::max<std::size_t>(1, model.blocks.size() / kLeastBlocks));
 }
 
@@ -104,6 +104,9 @@ void check_settings(const ImputeSettings &settings) {
     at_least("the thinning", settings.thin, 1);
     at_least("the number of chains", settings.chains, 1);
     at_least("the number of jobs", settings.jobs, 1);
+    if (settings.only && (*settings.only < 0 || *settings.only >= settings.chains)) {
+        throw Error(Fault::usage, fmt::format("there is no chain {} of {}", *settings.only + 1, settings.chains));
+    }
     const std::int64_t total = std::int64_t{settings.per_chain()} * settings.thin + settings.burn_in;
     if (total > std::numeric_limits<int>::max()) throw Error(Fault::usage, "the chains would be too long");
 }
@@ -136,6 +139,16 @@ std::span<const double> Imputations::draw(const ModelTable &model, std::size_t c
     return std::span(draws[chain]).subspan((iteration * model.levels.size() + level) * size, size);
 }
 
+void Imputations::find_shares(const ModelTable &model, const ImputeSettings &settings) {
+    refused.clear();
+    for (std::size_t level = 0; level < refused_rows[0].size(); ++level) {
+        double count = 0.0;
+        for (const std::vector<double> &of_chain : refused_rows) count += of_chain[level];
+        const double obeying = static_cast<double>(model.levels[level].row_count) * settings.kept() * settings.chains;
+        refused.push_back(count / (count + obeying));
+    }
+}
+
 Imputations impute(const ModelTable &model, const ImputeSettings &settings,
                    const std::function<void(const ImputeProgress &)> &progress, const DrawPlace &place) {
     check_settings(settings);
@@ -145,10 +158,12 @@ Imputations impute(const ModelTable &model, const ImputeSettings &settings,
     result.draws.resize(chains);
     const std::size_t members = team_size(model, settings);
     std::vector<std::int64_t> done(chains);
-    std::vector<std::vector<double>> refused(chains);  // of each level
+    result.refused_rows.resize(chains);
     std::int64_t all_done = 0;
+    const auto first = static_cast<std::size_t>(settings.only.value_or(0));
+    const std::size_t count = settings.only ? 1 : chains;
     run_workers(
-        chains, static_cast<std::size_t>(settings.jobs),
+        first, count, static_cast<std::size_t>(settings.jobs),
         [&](std::size_t chain, FrameWriter &writer) {
             if (model.mixture) {
                 run_chain(MixtureChain(model, settings.seed, chain + 1), model, settings, chain, writer, true);
@@ -167,20 +182,16 @@ Imputations impute(const ModelTable &model, const ImputeSettings &settings,
                 result.draws[chain].insert(result.draws[chain].end(), numbers.begin(), numbers.end());
             } else if (frame.head.kind == FrameKind::refused) {
                 const std::vector<double> numbers = frame.numbers();
-                refused[chain].resize(numbers.size());
-                std::ranges::transform(numbers, refused[chain], refused[chain].begin(), std::plus<>());
+                std::vector<double> &sums = result.refused_rows[chain];
+                sums.resize(numbers.size());
+                std::ranges::transform(numbers, sums, sums.begin(), std::plus<>());
             } else {
                 all_done += frame.head.argument - done[chain];
                 done[chain] = frame.head.argument;
-                if (progress) progress({all_done, std::int64_t{settings.total()} * settings.chains});
+                if (progress) progress({all_done, std::int64_t{settings.total()} * static_cast<std::int64_t>(count)});
             }
         });
-    for (std::size_t level = 0; level < refused[0].size(); ++level) {
-        double count = 0.0;
-        for (const std::vector<double> &of_chain : refused) count += of_chain[level];
-        const double obeying = static_cast<double>(model.levels[level].row_count) * settings.kept() * settings.chains;
-        result.refused.push_back(count / (count + obeying));
-    }
+    if (!settings.only) result.find_shares(model, settings);
     return result;
 }
 

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -27,6 +28,7 @@ struct ImputeSettings {
     int chains = 4;        ///< at least 1
     int jobs = 1;          ///< processes that draw at a time, at least 1: chains, and where there are more, teams of
                            ///< them for each chain of a large table; no result depends on it
+    std::optional<int> only = {};  ///< the one of the chains, from 0, that is run; all if there is none
 
     /** Imputations that each chain is run for: imputation i is the (i / chains)-th of chain i % chains, from 0. */
     [[nodiscard]] int per_chain() const { return (imputations + chains - 1) / chains; }
@@ -57,9 +59,14 @@ struct Imputations {
      * covariance of the transformed columns, in the units of the file. Of a mixture all that parameter_names() lists.
      */
     std::vector<std::vector<double>> draws;
+    /** Rows that broke the rules, per chain and level, summed over the iterations that count; none without rules. */
+    std::vector<std::vector<double>> refused_rows;
     /** For each level the share of the rows of the normal distribution that break the rules, over the iterations that
      * count; none without rules. */
     std::vector<double> refused;
+
+    /** Put what refused_rows of all chains says into refused. */
+    void find_shares(const ModelTable &model, const ImputeSettings &settings);
 
     /** The draws of one chain, iteration (from 0) and level, in the order of parameter_names(). */
     [[nodiscard]] std::span<const double> draw(const ModelTable &model, std::size_t chain, std::size_t iteration,

@@ -199,13 +199,15 @@ std::vector<double> Frame::numbers() const {
     return numbers;
 }
 
-void run_workers(std::size_t count, std::size_t jobs, const std::function<void(std::size_t, FrameWriter &)> &work,
+void run_workers(std::size_t first, std::size_t count, std::size_t jobs,
+                 const std::function<void(std::size_t, FrameWriter &)> &work,
                  const std::function<void(std::size_t, const Frame &)> &take) {
     Workers workers;
-    std::size_t started = 0;
-    while (started < count || !workers.empty()) {
+    std::size_t started = first;
+    const std::size_t end = first + count;
+    while (started < end || !workers.empty()) {
         check_interrupt();
-        while (started < count && workers.size() < jobs) workers.push_back(start_worker(started++, workers, work));
+        while (started < end && workers.size() < jobs) workers.push_back(start_worker(started++, workers, work));
         std::vector<pollfd> waiting;
         for (const auto &worker : workers) waiting.push_back({worker->descriptor, POLLIN, 0});
         if (poll(waiting.data(), waiting.size(), kPollMilliseconds) < 0) {

@@ -61,13 +61,15 @@ struct Frame {
  * A worker inherits all memory of this process as it is now. It ends with its work; an Error, or any other exception,
  * of its work becomes the same Error here. When the function leaves, by whatever way, no worker is left.
  *
+ * @param first  index of the first piece of work
  * @param count  pieces of work, started in order
  * @param jobs   workers at a time
  * @param work   called in the worker with the index of its piece
  * @param take   called here for all frames but failure and end
  * @throws Error  of a worker; internal if a worker died without a word; interrupted
  */
-void run_workers(std::size_t count, std::size_t jobs, const std::function<void(std::size_t, FrameWriter &)> &work,
+void run_workers(std::size_t first, std::size_t count, std::size_t jobs,
+                 const std::function<void(std::size_t, FrameWriter &)> &work,
                  const std::function<void(std::size_t, const Frame &)> &take);
 
 }  // namespace ullage::host

@@ -19,6 +19,11 @@ std::string path_in(const std::string &directory, std::string_view name) {
 
 std::unique_ptr<InputFile> open_result(const std::string &directory, const RunRecord &record, std::string_view name) {
     const std::string of_record = path_in(directory, kRecordName);
+    if (record.chain && name != kPartName) {
+        throw Error(Fault::data, fmt::format("{}: these are the results of chain {} of {} alone; ullage gather puts "
+                                             "those of all chains together",
+                                             directory, *record.chain, record.chains));
+    }
     auto file = std::make_unique<InputFile>(path_in(directory, name));
     const FileFacts *facts = record.file(name);
     if (facts == nullptr) {

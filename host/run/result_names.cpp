@@ -21,8 +21,8 @@ bool is_result_name(std::string_view name) {
         return name.find_first_not_of("0123456789") == std::string_view::npos;
     }
     return name == kLongTableName || name == "imputations.dta" || name == "imputations.sav" || name == kOriginalName ||
-           name == kCellsName || name == kParametersName || name == kBoundsName || name == kOverimputationName ||
-           name == kReportName;
+           name == kCellsName || name == kPartName || name == kParametersName || name == kBoundsName ||
+           name == kOverimputationName || name == kReportName;
 }
 
 }  // namespace ullage::host

@@ -50,6 +50,12 @@ public:
     void text_or_null(const char *name, const std::optional<std::string> &value) {
         json_[name] = value ? Json(*value) : Json(nullptr);
     }
+    void text_if_known(const char *name, const std::optional<std::string> &value) {
+        if (value) json_[name] = *value;
+    }
+    void count_if_known(const char *name, const std::optional<int> &value, std::int64_t, std::int64_t) {
+        if (value) json_[name] = *value;
+    }
     void character(const char *name, char value) { json_[name] = std::string(1, value); }
     void word(const char *name, Transformation value) { json_[name] = name_of(value); }
     void word(const char *name, ColumnKind value) { json_[name] = name_of(value); }
@@ -114,6 +120,12 @@ public:
     void text_or_null(const char *name, std::optional<std::string> &value) const {
         if (!at(name).is_null()) text(name, value.emplace());
     }
+    void text_if_known(const char *name, std::optional<std::string> &value) const {
+        if (has(name)) text(name, value.emplace());
+    }
+    void count_if_known(const char *name, std::optional<int> &value, std::int64_t least, std::int64_t most) const {
+        if (has(name)) count(name, value.emplace(), least, most);
+    }
     void character(const char *name, char &value) const {
         std::string characters;
         text(name, characters);
@@ -158,7 +170,7 @@ public:
     }
     void number_if_known(const char *name, double &value) const {
         value = std::numeric_limits<double>::quiet_NaN();
-        if (json_.is_object() && json_.contains(name)) number(name, value, value);
+        if (has(name)) number(name, value, value);
     }
     template <typename Members>
     void object(const char *name, const Members &members) const {
@@ -178,6 +190,7 @@ public:
     }
 
 private:
+    [[nodiscard]] bool has(const char *name) const { return json_.is_object() && json_.contains(name); }
     [[nodiscard]] const Json &at(const char *name) const {
         const auto found = json_.is_object() ? json_.find(name) : json_.end();
         if (!json_.is_object() || found == json_.end()) throw broken(name, "is missing");
@@ -218,6 +231,8 @@ void describe(Members &&top, Record &record) {
         settings.count("block_rows", record.block_rows, 1, kMostCount);
         settings.text("prior", record.prior);
         settings.count_unless(std::size_t{1}, "components", record.components, 1, kMostComponents);
+        settings.text_if_known("prior_sha256", record.prior_sha256);
+        settings.count_if_known("chain", record.chain, 1, record.chains);
     });
     top.list("columns", record.columns, [](auto &members, auto &column) {
         members.text("name", column.name);
@@ -352,6 +367,10 @@ void check_record(const RunRecord &record, const Reader &top) {
         const std::string &name = record.files[i].name;
         if (is_result_name(name) && files.insert(name).second) continue;
         throw top.broken(fmt::format("files[{}].name", i), "is that of no file of a run, or stands there twice");
+    }
+    if (record.chain) {
+        if (files == std::set<std::string_view>{kPartName}) return;
+        throw top.broken("files", fmt::format("has not {} alone", kPartName));
     }
     if (is_long || (files.contains(kOriginalName) && files.contains(kCellsName))) return;
     for (int i = 1; i <= record.imputations; ++i) {

@@ -112,6 +112,8 @@ struct RunRecord {
     std::vector<FileFacts> files;
     double seconds = 0.0;
     int jobs = 0;
+    std::optional<int> chain;                 ///< the one of the chains, from 1, that this part of a run is; else none
+    std::optional<std::string> prior_sha256;  ///< of the file with the prior, if it is one
 
     /** What is recorded of a file, or null. */
     [[nodiscard]] const FileFacts *file(std::string_view name) const;

@@ -293,7 +293,7 @@ TEST(Workers, HoweverOneEndsNoneIsLeft) {
         SCOPED_TRACE(row.name);
         try {
             run_workers(
-                3, 3,
+                0, 3, 3,
                 [&](std::size_t piece, FrameWriter &writer) {
                     writer.write(FrameKind::progress, 1);
                     writer.flush();
@@ -313,7 +313,7 @@ TEST(Workers, HoweverOneEndsNoneIsLeft) {
 TEST(Workers, LargeFramesArriveWhole) {
     std::vector<std::vector<double>> got(5);
     run_workers(
-        5, 2,
+        0, 5, 2,
         [](std::size_t piece, FrameWriter &writer) {
             writer.write(FrameKind::imputation, 0,
                          std::vector<double>(400000 + piece, 0.5 + static_cast<double>(piece)));
