@@ -34,6 +34,8 @@ constexpr Command kCommands[] = {
     {"diagnose", "Show whether the results of impute can be trusted", add_diagnose_options, run_diagnose},
     {"pool", "Give one answer from all completed tables, by Rubin's rules", add_pool_options, run_pool},
     {"report", "Write the report of a run again", add_report_options, run_report},
+    {"apply", "Complete new rows under the parameters of a run", add_apply_options, run_apply},
+    {"extend", "Make more imputations of a run", add_extend_options, run_extend},
 };
 
 constexpr const char *kExitCodes = R"(ullage help COMMAND tells the options of a command.

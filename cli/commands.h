@@ -21,6 +21,8 @@ void add_gather_options(CLI::App &command, Options &options);
 void add_diagnose_options(CLI::App &command, Options &options);
 void add_pool_options(CLI::App &command, Options &options);
 void add_report_options(CLI::App &command, Options &options);
+void add_apply_options(CLI::App &command, Options &options);
+void add_extend_options(CLI::App &command, Options &options);
 
 /** Run a command. Each gives the exit code of success; failures are thrown as host::Error. */
 int run_check(const Options &options);
@@ -30,6 +32,8 @@ int run_gather(const Options &options);
 int run_diagnose(const Options &options);
 int run_pool(const Options &options);
 int run_report(const Options &options);
+int run_apply(const Options &options);
+int run_extend(const Options &options);
 
 }  // namespace ullage::cli
 

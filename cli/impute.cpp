@@ -267,6 +267,16 @@ void say_what_went(const Options &options, const host::ResultDirectory &director
     }
 }
 
+/** Refuse to put a run in the place of its own beginning if it is none. */
+void check_beginning(const std::string &path, const host::ParameterDraws &earlier, const host::ParameterDraws &longer) {
+    if (host::is_beginning(earlier, longer)) return;
+    throw Error(
+        Fault::data,
+        fmt::format("{}: the chains drawn again are not those of the run, as after a change of the program, the "
+                    "C library or a file of its options; nothing was changed. Run ullage impute anew",
+                    path));
+}
+
 /** Bring a run's files in place, and say so. */
 void finish(const Options &options, host::ResultDirectory &directory, const host::RunRecord &record) {
     const std::string text = directory.commit(record);
@@ -303,6 +313,7 @@ host::RunRecord describe(const Options &options, const Run &run, double seconds)
     record.command = options.command;
     record.prior = options.impute.prior;
     record.by = options.read.by;
+    record.reading = options.read;
     record.seconds = seconds;
     record.chain = options.impute.chain;
     if (run.prior.kind == host::PriorChoice::Kind::file && std::filesystem::is_regular_file(options.impute.prior)) {
@@ -317,6 +328,10 @@ host::RunRecord describe(const Options &options, const Run &run, double seconds)
 void impute_to_directory(const Options &options, std::vector<std::string> inputs,
                          const std::function<Drawn(const Run &run, const host::DrawPlace &place)> &draw) {
     const Run run(options);
+    std::optional<host::ParameterDraws> earlier;
+    if (options.impute.extends) {
+        earlier = host::read_parameters(options.impute.output, host::read_run_record(options.impute.output));
+    }
     // Made before the work, so that a place where nothing can be written is known at once.
     inputs.push_back(options.input);
     if (run.prior.kind == host::PriorChoice::Kind::file) inputs.push_back(options.impute.prior);
@@ -325,6 +340,7 @@ void impute_to_directory(const Options &options, std::vector<std::string> inputs
     if (options.impute.chain) return write_part(options, directory, run, std::move(drawn));
     write_tables(directory, options.impute.format, run.input, drawn.imputations);
     host::RunResults results = judge(options, run, drawn);
+    if (earlier) check_beginning(options.impute.output, *earlier, results.draws);
     if (options.impute.overimpute) {
         results.overimputation = overimpute(options, run.input, run.prior, run.settings, directory.draw_place());
         host::write_overimputation(directory.file(host::kOverimputationName), *results.overimputation);

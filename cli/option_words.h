@@ -88,6 +88,9 @@ void add_table_options(CLI::App &command, Options &options);
 /** The components of a mixture. */
 void add_components(CLI::App &command, Options &options);
 
+/** Those about how cells are written. */
+void add_cell_options(CLI::App &command, host::ReadOptions &read);
+
 /** The directory of a run. */
 void add_directory(CLI::App &command, Options &options, bool required);
 

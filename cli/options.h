@@ -37,6 +37,7 @@ struct ImputeOptions {
     Format format = Format::long_table;
     bool overimpute = false;  ///< hide observed cells in turn, impute them, and compare
     bool report = true;       ///< write report.html
+    bool extends = false;     ///< the directory holds the beginning of the same run
 };
 
 /** Options of "ullage pool" alone. */
@@ -57,6 +58,20 @@ struct PoolOptions {
     bool csv = false;
 };
 
+/** Options of "ullage apply" alone. */
+struct ApplyOptions {
+    std::string run;                    ///< directory of the run
+    std::string output;                 ///< directory
+    std::optional<int> imputations;     ///< at most those of the run; all if not given
+    std::optional<std::uint64_t> seed;  ///< that of the run if not given
+};
+
+/** Options of "ullage extend" alone. */
+struct ExtendOptions {
+    std::string input;    ///< path; empty for the one of the run
+    int imputations = 0;  ///< of the longer run
+};
+
 struct Options {
     std::vector<std::string> command;  ///< the words of the command line, for the record of the run
     std::string input;                 ///< path, or "-" for standard input; of results, their directory
@@ -70,7 +85,9 @@ struct Options {
     ImputeOptions impute;
     PoolOptions pool;
     std::vector<std::string> gather;  ///< directories of the parts of a run
-    std::string report_output;        ///< of "ullage report": path, or "-"; empty for report.html in the directory
+    ApplyOptions apply;
+    ExtendOptions extend;
+    std::string report_output;  ///< of "ullage report": path, or "-"; empty for report.html in the directory
 };
 
 }  // namespace ullage::cli

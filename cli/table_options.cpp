@@ -107,7 +107,35 @@ void add_kinds(CLI::App &command, host::ReadOptions &read) {
              [&read](const Words &words) { read.carry = split(words); });
 }
 
-void add_reading(CLI::App &command, host::ReadOptions &read) {
+void add_columns(CLI::App &command, host::ReadOptions &read) {
+    const char *group = "Reading";
+    add_list(command, "--columns", "COLS", "columns of the model (default: all but those found to be carried)", group,
+             [&read](const Words &words) { read.columns = split(words); });
+    command.add_option("--id", read.id, "column that names the rows; carried along")->type_name("COL")->group(group);
+    command.add_option("--by", read.by, "column of groups, each with parameters of its own; carried along")
+        ->type_name("COL")
+        ->group(group);
+}
+
+void add_rules(CLI::App &command, host::Rules &rules) {
+    const char *group = "Rules";
+    add_list(command, "--lower", "COL=V", "imputed cells of the column lie above V", group,
+             [&rules](const Words &words) { rules.lower = numbers_of("--lower", words); });
+    add_list(command, "--upper", "COL=V", "imputed cells of the column lie below V", group,
+             [&rules](const Words &words) { rules.upper = numbers_of("--upper", words); });
+    add_list(command, "--order", "a<b", "order of columns, in every row; also a<b<c, a<=b", group,
+             [&rules](const Words &words) { rules.order = words; });
+    add_list(command, "--log", "COLS", "model the logarithm", group,
+             [&rules](const Words &words) { rules.log = split(words); });
+    add_list(command, "--sqrt", "COLS", "model the square root", group,
+             [&rules](const Words &words) { rules.sqrt = split(words); });
+    add_list(command, "--logit", "COLS", "model the logit, log(x / (1 - x))", group,
+             [&rules](const Words &words) { rules.logit = split(words); });
+}
+
+}  // namespace
+
+void add_cell_options(CLI::App &command, host::ReadOptions &read) {
     const char *group = "Reading";
     command
         .add_option_function<std::string>(
@@ -117,12 +145,6 @@ void add_reading(CLI::App &command, host::ReadOptions &read) {
         ->group(group);
     add_list(command, "--na", "WORDS", "words for a missing cell (default: NA,.,*)", group,
              [&read](const Words &words) { read.missing = split(words); });
-    add_list(command, "--columns", "COLS", "columns of the model (default: all but those found to be carried)", group,
-             [&read](const Words &words) { read.columns = split(words); });
-    command.add_option("--id", read.id, "column that names the rows; carried along")->type_name("COL")->group(group);
-    command.add_option("--by", read.by, "column of groups, each with parameters of its own; carried along")
-        ->type_name("COL")
-        ->group(group);
     command
         .add_option_function<std::string>(
             "--limits", [&read](const std::string &word) { take_limits(word, read); },
@@ -143,24 +165,6 @@ void add_reading(CLI::App &command, host::ReadOptions &read) {
     add_list(command, "--unit", "WORDS", "words behind numbers to read past, such as mg/L", group,
              [&read](const Words &words) { read.units = split(words); });
 }
-
-void add_rules(CLI::App &command, host::Rules &rules) {
-    const char *group = "Rules";
-    add_list(command, "--lower", "COL=V", "imputed cells of the column lie above V", group,
-             [&rules](const Words &words) { rules.lower = numbers_of("--lower", words); });
-    add_list(command, "--upper", "COL=V", "imputed cells of the column lie below V", group,
-             [&rules](const Words &words) { rules.upper = numbers_of("--upper", words); });
-    add_list(command, "--order", "a<b", "order of columns, in every row; also a<b<c, a<=b", group,
-             [&rules](const Words &words) { rules.order = words; });
-    add_list(command, "--log", "COLS", "model the logarithm", group,
-             [&rules](const Words &words) { rules.log = split(words); });
-    add_list(command, "--sqrt", "COLS", "model the square root", group,
-             [&rules](const Words &words) { rules.sqrt = split(words); });
-    add_list(command, "--logit", "COLS", "model the logit, log(x / (1 - x))", group,
-             [&rules](const Words &words) { rules.logit = split(words); });
-}
-
-}  // namespace
 
 void add_components(CLI::App &command, Options &options) {
     const CLI::Validator number(
@@ -187,7 +191,8 @@ void add_table_options(CLI::App &command, Options &options) {
         ->type_name("")
         ->configurable(false);
     options.read.find_kinds = true;
-    add_reading(command, options.read);
+    add_cell_options(command, options.read);
+    add_columns(command, options.read);
     add_kinds(command, options.read);
     add_rules(command, options.rules);
 }

@@ -12,6 +12,7 @@
 #include "ullage/host/base/error.h"
 #include "ullage/host/draw/chain_errors.h"
 #include "ullage/host/draw/engine_text.h"
+#include "ullage/host/draw/hidden_values.h"
 #include "ullage/host/draw/refused_rows.h"
 #include "ullage/host/model/marginal.h"
 #include "ullage/host/model/model_table.h"
@@ -248,20 +249,7 @@ void Chain::copy_own_cells(std::span<double> values) {
         const Block &rows = model_.blocks[block];
         matrix.resize(rows.rows.size() * n);
         engine_.values(group_of(block), matrix);
-        for (std::size_t i = 0; i < rows.rows.size(); ++i) {
-            const auto row = static_cast<std::size_t>(rows.rows[i]);
-            const auto cells = model_.hidden->of_row(row);
-            double *out = values.data() + model_.hidden->row_begin[row];
-            for (const HiddenCell &cell : cells) {
-                const auto c = static_cast<std::size_t>(cell.column);
-                const Column &column = model_.table->columns[c];
-                const ColumnVariables &own = model_.variables.columns[c];
-                const std::span latents = std::span<const double>(matrix).subspan(i * n + own.first, own.count);
-                *out++ = column.holds_words()
-                             ? static_cast<double>(word_of(column, own, model_.variables.scales[own.first], latents))
-                             : latents[0];
-            }
-        }
+        take_hidden(model_, rows.rows, matrix, values);
     }
 }
 

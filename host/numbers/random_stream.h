@@ -27,6 +27,7 @@ enum class StreamPurpose : std::uint32_t {
     refused = 5,     ///< rows that break the rules, for a block of rows and a sweep
     ruled = 6,       ///< the parameters of the variables with rules, for a level and a sweep
     components = 8,  ///< the components of a block of rows
+    apply = 9,       ///< the hidden cells of a block of new rows, for an imputation (as chain) and a part of the file
 };
 
 /** The name of a stream. Streams of different names are independent. */

@@ -99,4 +99,17 @@ ParameterDraws read_parameters(const std::string &directory, const RunRecord &re
     return result;
 }
 
+bool is_beginning(const ParameterDraws &earlier, const ParameterDraws &longer) {
+    const auto begins = [](const std::vector<double> &first, const std::vector<double> &second) {
+        return first.size() <= second.size() && std::equal(first.begin(), first.end(), second.begin());
+    };
+    const auto all_begin = [&](const Chains &first, const Chains &second) {
+        return std::ranges::equal(first, second, begins);
+    };
+    return earlier.names == longer.names &&
+           std::ranges::equal(earlier.draws, longer.draws, [&](const auto &first, const auto &second) {
+               return std::ranges::equal(first, second, all_begin);
+           });
+}
+
 }  // namespace ullage::host

@@ -36,6 +36,9 @@ void write_parameters(OutputFile &file, const ModelTable &model, const Imputatio
  */
 [[nodiscard]] ParameterDraws read_parameters(const std::string &directory, const RunRecord &record);
 
+/** Whether the chains of a run begin with all draws of another, bit for bit. */
+[[nodiscard]] bool is_beginning(const ParameterDraws &earlier, const ParameterDraws &longer);
+
 }  // namespace ullage::host
 
 #endif

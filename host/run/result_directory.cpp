@@ -145,22 +145,33 @@ DrawPlace ResultDirectory::draw_place() const {
     return {commit_->new_place("draws"), path_};
 }
 
-std::string ResultDirectory::commit(RunRecord record) {
-    std::vector<std::string> new_names;
+std::vector<FileFacts> ResultDirectory::finish_files() {
+    std::vector<FileFacts> facts;
     for (const std::string &name : names_) {
         OutputFile &of_name = file(name);
         of_name.commit();
-        record.files.push_back({name, of_name.size(), of_name.sha256()});
-        new_names.push_back(name);
+        facts.push_back({name, of_name.size(), of_name.sha256()});
     }
+    return facts;
+}
+
+std::string ResultDirectory::commit(RunRecord record) {
+    record.files = finish_files();
     std::string text = run_record_text(record);
     OutputFile &of_record = file(kRecordName);
     of_record.write(text);
     of_record.commit();
+    std::vector<std::string> new_names = names_;
     new_names.emplace_back(kRecordName);
     commit_->commit(new_names, earlier_);
     created_ = false;
     return text;
+}
+
+void ResultDirectory::commit_files() {
+    (void)finish_files();
+    commit_->commit(names_, {});
+    created_ = false;
 }
 
 std::vector<std::string> ResultDirectory::removed() const {

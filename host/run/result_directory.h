@@ -54,12 +54,20 @@ public:
      */
     std::string commit(RunRecord record);
 
+    /**
+     * The same for files that are no run: there is no run.json, and nothing of an earlier run goes.
+     *
+     * @pre no earlier run is in the directory
+     */
+    void commit_files();
+
     /** The files of an earlier run that commit() removes without a new one of the name. */
     [[nodiscard]] std::vector<std::string> removed() const;
     /** Those that commit() leaves, as they were changed since. */
     [[nodiscard]] const std::vector<std::string> &changed() const { return changed_; }
 
 private:
+    [[nodiscard]] std::vector<FileFacts> finish_files();
     void find_earlier_files();
     void refuse_losses(const std::vector<std::string> &inputs) const;
 

@@ -76,6 +76,14 @@ public:
     void number_if_known(const char *name, double value) {
         if (!std::isnan(value)) json_[name] = value;
     }
+    void numbers_if_any(const char *name, const std::vector<double> &value) {
+        if (!value.empty()) json_[name] = value;
+    }
+    void flag(const char *name, bool value) { json_[name] = value; }
+    template <typename Members>
+    void object_if_known(const char *name, const Members &members) {
+        object(name, members);
+    }
     template <typename Members>
     void object(const char *name, const Members &members) {
         Json object = Json::object();
@@ -112,6 +120,7 @@ public:
         value = at(name).get<std::string>();
     }
     void texts(const char *name, std::vector<std::string> &value) const {
+        value.clear();
         for (const Json &text : array(name)) {
             if (!text.is_string()) throw broken(name, "holds something else than texts");
             value.push_back(text.get<std::string>());
@@ -168,9 +177,24 @@ public:
         if (!at(name).is_null() && !at(name).is_number()) throw broken(name, "is no number");
         value = at(name).is_null() ? if_null : at(name).get<double>();
     }
+    void numbers_if_any(const char *name, std::vector<double> &value) const {
+        if (!json_.is_object() || !json_.contains(name)) return;
+        for (const Json &number : array(name)) {
+            if (!number.is_number()) throw broken(name, "holds something else than numbers");
+            value.push_back(number.get<double>());
+        }
+    }
     void number_if_known(const char *name, double &value) const {
         value = std::numeric_limits<double>::quiet_NaN();
         if (has(name)) number(name, value, value);
+    }
+    void flag(const char *name, bool &value) const {
+        if (!at(name).is_boolean()) throw broken(name, "is neither true nor false");
+        value = at(name).get<bool>();
+    }
+    template <typename Members>
+    void object_if_known(const char *name, const Members &members) const {
+        if (json_.is_object() && json_.contains(name)) object(name, members);
     }
     template <typename Members>
     void object(const char *name, const Members &members) const {
@@ -206,6 +230,28 @@ private:
     std::string path_;
 };
 
+template <typename Members, typename Options>
+void describe_reading(Members &reading, Options &options) {
+    reading.texts("missing", options.missing);
+    reading.flag("pairs", options.pairs);
+    reading.text("lower_suffix", options.lower_suffix);
+    reading.text("upper_suffix", options.upper_suffix);
+    reading.list("remarks", options.remarks, [](auto &members, auto &remark) {
+        members.text("column", remark.first);
+        members.text("remarks", remark.second);
+    });
+    reading.texts("remark_below", options.remark_below);
+    reading.texts("remark_above", options.remark_above);
+    reading.texts("remark_observed", options.remark_observed);
+    reading.flag("remarks_in_cells", options.remarks_in_cells);
+    reading.texts("units", options.units);
+    reading.texts("nondetect", options.nondetect);
+    reading.list("limits", options.limits, [](auto &members, auto &limit) {
+        members.text("column", limit.first);
+        members.number("limit", limit.second, std::numeric_limits<double>::quiet_NaN());
+    });
+}
+
 template <typename Members, typename Record>
 void describe(Members &&top, Record &record) {
     constexpr double unknown = std::numeric_limits<double>::quiet_NaN();
@@ -222,6 +268,7 @@ void describe(Members &&top, Record &record) {
         input.character("separator", record.separator);
         input.texts("warnings", record.input_warnings);
     });
+    top.object_if_known("reading", [&](auto &reading) { describe_reading(reading, record.reading); });
     top.object("settings", [&](auto &settings) {
         settings.count("imputations", record.imputations, 1, kMostCount);
         settings.count("chains", record.chains, 1, kMostCount);
@@ -248,6 +295,7 @@ void describe(Members &&top, Record &record) {
         members.word("transformation", column.transformation);
         members.number("centre", column.centre, unknown);
         members.number("scale", column.scale, unknown);
+        members.numbers_if_any("cuts", column.cuts);
     });
     top.list("variables", record.variables, [](auto &members, auto &variable) {
         members.text("name", variable.name);
@@ -303,6 +351,11 @@ void check_kinds(const RunRecord &record, const Reader &top) {
         }
         if (column.kind == ColumnKind::stepped && !(column.step > 0.0 && std::isfinite(column.step))) {
             throw top.broken(place + ".step", "is no number above 0");
+        }
+        const bool has_cuts = column.kind == ColumnKind::ordered && column.is_latent() && !column.cuts.empty();
+        if (column.cuts.size() != (has_cuts ? words - 1 : 0) ||
+            !std::is_sorted(column.cuts.begin(), column.cuts.end())) {
+            throw top.broken(place + ".cuts", "are not the points between the words");
         }
         const bool has_one = !column.holds_words() || (column.kind == ColumnKind::ordered && column.is_latent());
         variables[column.name] = has_one ? 1 : words - 1;
@@ -445,7 +498,7 @@ RunRecord describe_run(const ModelTable &model, const ImputeSettings &settings) 
         record.columns.push_back({column.name, column.kind, column.kind_reason, column.step, column.words,
                                   count(CellState::observed), count(CellState::missing), count(CellState::bounded),
                                   column.lower, column.upper, column.transformation, model.scales[i].centre,
-                                  model.scales[i].scale});
+                                  model.scales[i].scale, model.variables.columns[i].cuts});
     }
     const std::vector<std::string> names = variable_names(model);
     for (std::size_t i = 0; i < names.size(); ++i) {

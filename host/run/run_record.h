@@ -16,6 +16,7 @@
 #include "ullage/host/draw/impute.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/numbers/convergence.h"
+#include "ullage/host/table/read_options.h"
 #include "ullage/host/table/table.h"
 
 namespace ullage::host {
@@ -38,6 +39,7 @@ struct RunColumn {
     Transformation transformation = Transformation::none;
     double centre = 0.0;  ///< the model's unit: (transformed value - centre) / scale
     double scale = 1.0;
+    std::vector<double> cuts = {};  ///< of a latent ordered column: the points between its words
 
     [[nodiscard]] bool holds_words() const { return !words.empty(); }
     /** Whether its words or steps are intervals of variables that are not seen (ColumnVariables). */
@@ -92,6 +94,8 @@ struct RunRecord {
     std::vector<std::string> input_warnings;  ///< what was noticed when the table was read
     std::string input_sha256;
     char separator = 0;  ///< between cells of the input and of the completed tables
+    /** How the cells of the input were written; what follows from the columns is not repeated here. */
+    ReadOptions reading = {};
     std::int64_t rows = 0;
     int imputations = 0;
     int chains = 0;

@@ -292,7 +292,8 @@ KindChoice choose_kind(const FileText &file, const Candidate &candidate, const C
     const auto told = std::ranges::find(options.kinds, candidate.name, &KindOption::column);
     if (told != options.kinds.end()) return told_kind(file, candidate, *told, options);
     if (!options.find_kinds) {
-        if (cells.numbers > 0) return {.kind = ColumnKind::number, .reason = "numbers"};
+        if (cells.numbers > 0 || (options.keep_blank && candidate.is_asked_for))
+            return {.kind = ColumnKind::number, .reason = "numbers"};
         return {.kind = std::nullopt, .reason = kNoNumber};
     }
     return cells.numbers > 0 ? kind_of_numbers(file, candidate, cells, options)

@@ -34,6 +34,7 @@ struct ReadOptions {
     std::vector<std::string> missing = {"NA", ".", "*"};  ///< words for a missing cell; an empty cell always is one
     std::optional<std::vector<std::string>> columns;  ///< the columns of the model; all that hold numbers if not given
     std::vector<std::string> carry;                   ///< columns to be carried along, whatever they hold
+    bool keep_blank = false;        ///< columns asked for by name are numbers also where no cell holds one
     bool find_kinds = false;        ///< look for words, flags and names of rows; without it, columns are of numbers
     std::vector<KindOption> kinds;  ///< what the values of a column are, whatever is found
     std::optional<std::string> id;  ///< names the rows; carried along

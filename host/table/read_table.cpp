@@ -76,14 +76,15 @@ private:
 bool Reader::has_numbers(std::size_t index) {
     const Candidate &candidate = candidates_[index];
     CandidateCells &cells = cells_.columns[index];
-    if (cells.numbers == 0) {
+    const bool is_sure = candidate.is_asked_for && options_.keep_blank;
+    if (cells.numbers == 0 && !is_sure) {
         if (candidate.is_asked_for) {
             problems_.add(
                 {.columns = {candidate.name}, .message = "the column holds no number; leave it out of --columns"});
         }
         return false;
     }
-    if (cells.words > cells.numbers && cells.words > kMostStrayWords) {
+    if (!is_sure && cells.words > cells.numbers && cells.words > kMostStrayWords) {
         Problem first = cells.problems.list.front();
         first.message = fmt::format(
             "{} of this column hold words and {} numbers, this is the first; give --na if the "
