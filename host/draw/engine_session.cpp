@@ -5,11 +5,12 @@
 #include "ullage/host/draw/engine_session.h"
 
 #include <fmt/format.h>
-#include <stdlib.h>
+#include <sys/mman.h>
 #include <ullage/engine.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -22,8 +23,8 @@ namespace {
 
 bool session_is_open = false;
 
-// The engine keeps the log of its first session open until it is unloaded, so there is one for the process. It is a
-// file without a name: the engine writes it through a name that is taken away at once, and we read it here.
+// The engine keeps the log of its first session open until it is unloaded, so there is one for the process. It lies in
+// memory, and no directory ever shows it, whenever a process ends: the engine opens it by the descriptor's own name.
 int log_descriptor = -1;
 
 }  // namespace
@@ -33,14 +34,13 @@ EngineSession::EngineSession() {
         throw Error(Fault::internal, "the engine has a session in this process already, and there can be only one");
     }
     if (log_descriptor < 0) {
-        std::string path = (std::filesystem::temp_directory_path() / "ullage-log-XXXXXX").string();
-        log_descriptor = mkstemp(path.data());
+        log_descriptor = memfd_create("ullage-log", MFD_CLOEXEC);
         if (log_descriptor < 0) {
-            throw Error(Fault::cannot_create, fmt::format("cannot create a temporary file {}: {}", path,
+            throw Error(Fault::cannot_create, fmt::format("cannot create the engine's log in memory: {}",
                                                           std::generic_category().message(errno)));
         }
+        const std::string path = fmt::format("/proc/self/fd/{}", log_descriptor);
         DS_GibbsOpen(u"/dev/null", std::filesystem::path(path).u16string().c_str());
-        unlink(path.c_str());
     } else {
         DS_GibbsOpen(u"/dev/null", u"");
     }
