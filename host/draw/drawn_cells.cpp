@@ -89,6 +89,15 @@ DrawnCells::DrawnCells(const HiddenCells &hidden, std::size_t imputations, const
     std::partial_sum(column_begin_.begin(), column_begin_.end(), column_begin_.begin());
 }
 
+DrawnCells::DrawnCells(std::span<const std::size_t> cells_of_columns, std::size_t imputations, const DrawPlace &place)
+    : imputations_(imputations), column_begin_(1), file_(std::make_shared<File>(place)) {
+    for (const std::size_t cells : cells_of_columns) column_begin_.push_back(column_begin_.back() + cells);
+}
+
+void DrawnCells::put_column(std::size_t imputation, std::size_t column, std::span<const double> values) {
+    file_->put(imputation * column_begin_.back() + column_begin_[column], values);
+}
+
 void DrawnCells::put(std::size_t imputation, std::span<const double> values) {
     std::vector<double> by_columns(values.size());
     std::vector<std::size_t> next = column_begin_;
@@ -100,7 +109,7 @@ void DrawnCells::put(std::size_t imputation, std::span<const double> values) {
 
 std::vector<double> DrawnCells::read(std::size_t imputation, std::size_t begin, std::size_t end) const {
     std::vector<double> values(end - begin);
-    file_->get(imputation * hidden_->cells.size() + begin, values);
+    file_->get(imputation * column_begin_.back() + begin, values);
     return values;
 }
 

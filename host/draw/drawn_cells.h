@@ -26,7 +26,7 @@ struct DrawPlace {
  *
  * They lie in a file that has lost its name, so that it goes when the last copy of the object or the process does,
  * however that ends. Within an imputation the cells lie by columns; what is put in and given back whole is in the
- * order of HiddenCells::cells. Copies share the file.
+ * order of HiddenCells::cells, where these are known. Copies share the file.
  */
 class DrawnCells {
 public:
@@ -38,12 +38,22 @@ public:
      * @throws Error  cannot_create
      */
     DrawnCells(const HiddenCells &hidden, std::size_t imputations, const DrawPlace &place);
+    /**
+     * Of columns that have so many hidden cells each, to be put and read column by column.
+     * @param imputations  all of zeros until they are put
+     * @throws Error  cannot_create
+     */
+    DrawnCells(std::span<const std::size_t> cells_of_columns, std::size_t imputations, const DrawPlace &place);
 
     [[nodiscard]] std::size_t size() const { return imputations_; }
 
     /** Put the values of an imputation.
      * @throws Error  cannot_create if the disk is full or the like; interrupted */
     void put(std::size_t imputation, std::span<const double> values);
+
+    /** Put those of the hidden cells of one column, by rows.
+     * @throws Error  as put */
+    void put_column(std::size_t imputation, std::size_t column, std::span<const double> values);
 
     /** The values of an imputation.
      * @throws Error  internal if they cannot be read; interrupted */

@@ -28,7 +28,7 @@ std::string shares_figure(const ColumnValues &values, const BinnedAxis &x) {
     Plot plot;
     plot.x = x.axis;
     double most = 0.0;
-    const auto shares = [&](const Values &of_kind) {
+    const auto shares = [&](const ValuePasses &of_kind) {
         Values heights = bin_counts(of_kind, x.edges);
         for (double &height : heights) {
             height *= 100.0 / std::max(1.0, static_cast<double>(of_kind.size()));
@@ -54,7 +54,7 @@ std::string completed_figure(const ColumnValues &values, const BinnedAxis &x) {
     plot.x = x.axis;
     const auto tables = static_cast<double>(values.column->imputed.size());
     Values base(x.edges.size() - 1, 0.0);
-    const auto stack = [&](const Values &of_kind, double weight, const char *style) {
+    const auto stack = [&](const ValuePasses &of_kind, double weight, const char *style) {
         const Values counts = bin_counts(of_kind, x.edges);
         for (std::size_t i = 0; i < counts.size(); ++i) {
             if (counts[i] == 0.0) continue;
@@ -120,12 +120,7 @@ std::string intervals_figure(const ColumnValues &values, const Axis &x) {
     plot.x = x;
     std::vector<std::string> words;
     for (const SharedBounds &group : shared_bounds(values, all)) {
-        Values draws;
-        for (std::size_t k = 0; k < values.column->imputed.size(); ++k) {
-            const std::span<const double> imputation = values.column->imputed[k];
-            for (const std::size_t place : group.places) draws.push_back(imputation[place]);
-        }
-        const Summary summary = sum_up(draws);
+        const Summary summary = sum_up(draws_of(*values.column, group.places));
         const auto y = static_cast<double>(plot.y.categories.size());
         plot.bars.push_back(
             {std::max(x.low, group.cell->lower), std::min(x.high, group.cell->upper), y + 0.12, y + 0.88, "range"});
@@ -152,19 +147,24 @@ double place_between(const BoundedCell &cell, double draw) {
 
 /** Where the draws of cells with two bounds lie between them; empty if there are no such cells. */
 std::string place_figure(const ColumnValues &values) {
-    Values places;
-    std::size_t cells = 0;
-    for (std::size_t k = 0; k < values.column->imputed.size(); ++k) {
-        const std::span<const double> imputation = values.column->imputed[k];
-        cells = 0;
-        for (std::size_t i = 0; i < values.cells.size(); ++i) {
-            const BoundedCell &cell = *values.cells[i];
-            if (!std::isfinite(cell.lower) || !std::isfinite(cell.upper)) continue;
-            ++cells;
-            places.push_back(place_between(cell, imputation[values.places[i]]));
-        }
+    std::vector<const BoundedCell *> cells;
+    std::vector<std::size_t> cell_places;
+    for (std::size_t i = 0; i < values.cells.size(); ++i) {
+        if (!std::isfinite(values.cells[i]->lower) || !std::isfinite(values.cells[i]->upper)) continue;
+        cells.push_back(values.cells[i]);
+        cell_places.push_back(values.places[i]);
     }
-    if (places.empty()) return "";
+    if (cells.empty()) return "";
+    const ValuePasses draws = draws_of(*values.column, std::move(cell_places));
+    const ValuePasses places(draws.size(), [&](const ValuePasses::Act &act) {
+        draws.for_each_part([&](std::span<const double> some) {
+            Values between(some.size());
+            for (std::size_t i = 0; i < between.size(); ++i) {
+                between[i] = place_between(*cells[i % cells.size()], some[i]);
+            }
+            act(between);
+        });
+    });
     Values edges;
     for (double i = 0.0; i <= 20.0; ++i) edges.push_back(i / 20.0);
     const Values counts = bin_counts(places, edges);
@@ -180,23 +180,24 @@ std::string place_figure(const ColumnValues &values) {
     const Summary summary = sum_up(places);
     plot.description =
         fmt::format("Histogram of the place of the draws of {} between two bounds, of {}: median and central 90% {}.",
-                    values.column->name, count_of(cells, "cell"), middle_words(summary));
-    return make_figure(plot, values.column->name,
-                       fmt::format("{} with two bounds; 0 is the lower one, 1 the upper", count_of(cells, "cell")));
+                    values.column->name, count_of(cells.size(), "cell"), middle_words(summary));
+    return make_figure(
+        plot, values.column->name,
+        fmt::format("{} with two bounds; 0 is the lower one, 1 the upper", count_of(cells.size(), "cell")));
 }
 
 /** One row of numbers for each kind of cells of a column. */
 void add_summaries(const ColumnValues &values, std::vector<std::vector<Cell>> &rows) {
     const std::size_t first = rows.size();
     const Summary &observed = values.of_observed;
-    const auto add = [&](const Summary &of_kind, const Values &draws, const char *kind) {
+    const auto add = [&](const Summary &of_kind, const ValuePasses &draws, const char *kind) {
         if (of_kind.count == 0) return;
         std::vector<Cell> row = {{values.column->name, false, 0}, {kind}, {fmt::format("{}", of_kind.count)}};
         for (const double value : {of_kind.mean, of_kind.deviation, of_kind.low, of_kind.median, of_kind.high}) {
             row.push_back({number(value)});
         }
-        const auto outside = std::count_if(draws.begin(), draws.end(),
-                                           [&](double draw) { return draw < observed.least || draw > observed.most; });
+        std::size_t outside = 0;
+        draws.for_each([&](double draw) { outside += draw < observed.least || draw > observed.most ? 1 : 0; });
         const auto count = static_cast<double>(of_kind.count);
         row.push_back({&of_kind == &observed
                            ? std::string()

@@ -8,21 +8,22 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 
 namespace ullage::host {
 namespace {
 
 /** How often each word stands among values. */
-Values count_words(const Values &values, std::size_t words) {
+Values count_words(const ValuePasses &values, std::size_t words) {
     Values counts(words, 0.0);
-    for (const double value : values) ++counts[static_cast<std::size_t>(value)];
+    values.for_each([&](double value) { ++counts[static_cast<std::size_t>(value)]; });
     return counts;
 }
 
 /** The cells of one kind, with the class of their bars. */
 struct Kind {
-    const Values *values;
+    const ValuePasses *values;
     const char *name;
     const char *style;
 };
@@ -67,13 +68,17 @@ std::string word_figure(const ColumnValues &values) {
 
 void add_word_shares(const ColumnValues &values, std::vector<std::vector<Cell>> &rows) {
     const std::vector<std::string> &words = values.record->words;
+    const std::array cells = {&values.observed, &values.missing, &values.bounded};
+    std::array<Values, cells.size()> counts;
+    std::ranges::transform(cells, counts.begin(),
+                           [&](const ValuePasses *kind) { return count_words(*kind, words.size()); });
     for (std::size_t word = 0; word < words.size(); ++word) {
         std::vector<Cell> row = {{values.column->name, false, word == 0 ? words.size() : 0}, {words[word]}};
-        for (const Values *cells : {&values.observed, &values.missing, &values.bounded}) {
-            const double count = count_words(*cells, words.size())[word];
-            row.push_back({cells->empty() ? std::string("\u2013")
-                                          : fmt::format("{:.0f} ({})", count,
-                                                        percent(count, static_cast<double>(cells->size())))});
+        for (std::size_t k = 0; k < cells.size(); ++k) {
+            const double count = counts[k][word];
+            row.push_back({cells[k]->empty() ? std::string("\u2013")
+                                             : fmt::format("{:.0f} ({})", count,
+                                                           percent(count, static_cast<double>(cells[k]->size())))});
         }
         rows.push_back(std::move(row));
     }

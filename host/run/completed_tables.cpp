@@ -47,7 +47,7 @@ std::size_t hash_of_id(const CsvRows &file) {
 /** What the first table of a file is: the original one, with .imp and .id or without, or the first completed one. */
 enum class FirstTable { original_of_long, original, completed };
 
-/** From the rows of files to completed tables, in one pass. */
+/** From the rows of files to completed tables, in one pass, or of separate files in two. */
 class TableBuilder {
 public:
     explicit TableBuilder(const RunRecord &record)
@@ -66,6 +66,8 @@ private:
         CompletedColumn values;
         std::optional<std::size_t> in_model = {};  // its number there
         std::optional<WordPlaces> words = {};      // of a column of words of the model
+        std::vector<double> imputed = {};          // of the model: its hidden cells in the imputation that is read
+        std::vector<bool> differs = {};            // of the model, read from separate files: rows that do so in them
         bool has_number = false;                   // of a column outside the model
         bool has_word = false;                     // as well
         std::map<std::string, std::uint32_t> texts =
@@ -85,7 +87,11 @@ private:
     void check_end(CsvRows &file, std::size_t tables, bool has_row, std::size_t rows_read) const;
     void take_imputation(CsvRows &file, std::size_t imputation);
     void take_cells(CsvRows &file);
-    void take_changes(CsvRows &file, std::size_t imputation);
+    void compare_with_first(CsvRows &file);
+    void take_own_file(CsvRows &file);
+    void hide_what_differs();
+    void make_room_for_cells();
+    void put_cells(std::size_t imputation);
     [[nodiscard]] bool finish_carried(Place &place) const;
     CompletedTables finish(std::string source, bool tells_hidden);
 
@@ -99,6 +105,7 @@ private:
     std::vector<std::int32_t> level_of_row_;
     std::vector<std::int64_t> rows_of_level_;
     std::vector<std::size_t> ids_;  // hashed, of a long file
+    DrawnCells drawn_;              // of the columns of the model
 };
 
 /** Find the columns of the model, that of the levels, and the others, in the first width columns of the file. */
@@ -110,7 +117,6 @@ void TableBuilder::take_header(const CsvRows &file, std::size_t width) {
     };
     for (const RunColumn &column : record_.columns) {
         model_.push_back(make_place(file.place_of(column.name, "which run.json has in its model")));
-        model_.back().values.imputed = ImputedCells(imputations_);
         model_.back().in_model = model_.size() - 1;
         if (!column.holds_words()) continue;
         model_.back().values.words = column.words;
@@ -229,10 +235,27 @@ void TableBuilder::check_levels(const CsvRows &file) const {
     }
 }
 
+/** Once all hidden cells are known. */
+void TableBuilder::make_room_for_cells() {
+    std::vector<std::size_t> cells;
+    for (Place &place : model_) {
+        cells.push_back(place.values.hidden.size());
+        place.imputed.reserve(cells.back());
+    }
+    drawn_ = DrawnCells(cells, imputations_, {});
+}
+
+/** Those of an imputation that was read, which counts from 0. */
+void TableBuilder::put_cells(std::size_t imputation) {
+    for (std::size_t i = 0; i < model_.size(); ++i) {
+        drawn_.put_column(imputation, i, model_[i].imputed);
+        model_[i].imputed.clear();
+    }
+}
+
 /** A table of a long file behind the original one; imputation counts from 0. */
 void TableBuilder::take_imputation(CsvRows &file, std::size_t imputation) {
     const std::string number = std::to_string(imputation + 1);
-    for (Place &place : model_) place.values.imputed.held()[imputation].reserve(place.values.hidden.size());
     for (std::size_t row = 0; row < row_count_; ++row) {
         check_end(file, imputations_ + 1, file.next(), (imputation + 1) * row_count_ + row);
         check_imputation(file, number);
@@ -242,13 +265,14 @@ void TableBuilder::take_imputation(CsvRows &file, std::size_t imputation) {
         for (Place &place : model_) {
             const double own = value(file, place);
             if (std::isnan(place.values.original[row])) {
-                place.values.imputed.held()[imputation].push_back(own);
+                place.imputed.push_back(own);
             } else if (own != place.values.original[row]) {
                 throw file.broken(fmt::format("column {}: an observed cell is not that of the original table",
                                               quote(place.values.name)));
             }
         }
     }
+    put_cells(imputation);
 }
 
 CompletedTables TableBuilder::from_long(CsvRows &file) {
@@ -258,6 +282,7 @@ CompletedTables TableBuilder::from_long(CsvRows &file) {
     }
     take_header(file, width - 2);
     take_first_table(file, FirstTable::original_of_long);
+    make_room_for_cells();
     for (std::size_t k = 0; k < imputations_; ++k) take_imputation(file, k);
     check_end(file, imputations_ + 1, file.next(), row_count_ * (imputations_ + 1));
     return finish(file.source(), true);
@@ -293,10 +318,11 @@ void TableBuilder::take_cells(CsvRows &file) {
                                                   row + 1, quote(column.name), k + 1, quote(file.cell(0)),
                                                   quote(file.cell(1)), quote(file.cell(2))));
                 }
-                column.imputed.held()[k].push_back(value(file, model_[i], 3));
+                model_[i].imputed.push_back(value(file, model_[i], 3));
                 ++next[i];
             }
         }
+        put_cells(k);
     }
     check_count(!file.next());
 }
@@ -310,81 +336,70 @@ CompletedTables TableBuilder::from_cells(const std::string &directory) {
     const ResultRows cells(directory, record_, kCellsName, record_.separator);
     for (Place &place : model_) {
         cells.need_rows(static_cast<double>(place.values.hidden.size()) * static_cast<double>(imputations_));
-        for (auto &values : place.values.imputed.held()) values.reserve(place.values.hidden.size());
     }
+    make_room_for_cells();
     take_cells(*cells);
     return finish(cells->source(), true);
 }
 
-/** Put rows among the hidden ones of a column: what they hold in the last of some imputations, and before it. */
-void add_hidden(CompletedColumn &column, std::size_t imputation, const std::vector<std::int32_t> &rows,
-                const std::vector<double> &values) {
-    if (rows.empty()) return;
-    std::vector<std::int32_t> all;
-    std::merge(column.hidden.begin(), column.hidden.end(), rows.begin(), rows.end(), std::back_inserter(all));
-    for (std::size_t k = 0; k <= imputation; ++k) {
-        std::vector<double> merged;
-        merged.reserve(all.size());
-        std::size_t next = 0;
-        for (const std::int32_t row : all) {
-            if (next == rows.size() || rows[next] != row) {
-                merged.push_back(column.imputed[k][merged.size() - next]);
-            } else {
-                merged.push_back(k < imputation ? column.original[static_cast<std::size_t>(row)] : values[next]);
-                ++next;
-            }
-        }
-        column.imputed.held()[k] = std::move(merged);
-    }
-    column.hidden = std::move(all);
-}
-
 /** A file of its own, of an imputation behind the first: what is not as in the first was imputed. */
-void TableBuilder::take_changes(CsvRows &file, std::size_t imputation) {
-    struct Found {
-        std::vector<std::int32_t> rows;
-        std::vector<double> values;
-        std::size_t next = 0;  // of the hidden cells that are known
-    };
-    std::vector<Found> found(model_.size());
+void TableBuilder::compare_with_first(CsvRows &file) {
     for (std::size_t row = 0; row < row_count_; ++row) {
         check_end(file, 1, file.next(), row);
-        for (std::size_t i = 0; i < model_.size(); ++i) {
-            CompletedColumn &column = model_[i].values;
-            const double own = value(file, model_[i]);
-            if (found[i].next < column.hidden.size() &&
-                column.hidden[found[i].next] == static_cast<std::int32_t>(row)) {
-                column.imputed.held()[imputation].push_back(own);
-                ++found[i].next;
-            } else if (own != column.original[row]) {
-                found[i].rows.push_back(static_cast<std::int32_t>(row));
-                found[i].values.push_back(own);
-            }
+        for (Place &place : model_) {
+            if (value(file, place) != place.values.original[row]) place.differs[row] = true;
         }
     }
-    for (std::size_t i = 0; i < model_.size(); ++i) {
-        add_hidden(model_[i].values, imputation, found[i].rows, found[i].values);
+    check_end(file, 1, file.next(), row_count_);
+}
+
+void TableBuilder::hide_what_differs() {
+    for (Place &place : model_) {
+        for (std::size_t row = 0; row < row_count_; ++row) {
+            if (!place.differs[row]) continue;
+            place.values.hidden.push_back(static_cast<std::int32_t>(row));
+            place.values.original[row] = kNaN;
+        }
+        place.differs = {};
+    }
+}
+
+/** The hidden cells of a file of its own. */
+void TableBuilder::take_own_file(CsvRows &file) {
+    for (std::size_t row = 0; row < row_count_; ++row) {
+        check_end(file, 1, file.next(), row);
+        for (Place &place : model_) {
+            if (std::isnan(place.values.original[row])) place.imputed.push_back(value(file, place));
+        }
     }
 }
 
 CompletedTables TableBuilder::from_files(const std::string &directory) {
     std::vector<std::string> header;
+    const auto open = [&](std::size_t k) {
+        return ResultRows(directory, record_, imputation_name(k + 1, imputations_), record_.separator);
+    };
     for (std::size_t k = 0; k < imputations_; ++k) {
-        const ResultRows file(directory, record_, imputation_name(k + 1, imputations_), record_.separator);
+        const ResultRows file = open(k);
         if (k == 0) {
             header = file->names();
             file.need_rows(static_cast<double>(row_count_));
             take_header(*file, header.size());
             take_first_table(*file, FirstTable::completed);
+            check_end(*file, 1, file->next(), row_count_);
+            for (Place &place : model_) place.differs.assign(row_count_, false);
         } else if (file->names() != header) {
             throw Error(Fault::data, file->source() + ": the columns are not those of the first imputation");
         } else {
-            take_changes(*file, k);
+            compare_with_first(*file);
         }
-        check_end(*file, 1, file->next(), row_count_);
     }
-    for (Place &place : model_) {
-        for (const std::int32_t row : place.values.hidden) place.values.original[static_cast<std::size_t>(row)] = kNaN;
+    hide_what_differs();
+    make_room_for_cells();
+    for (std::size_t k = 0; k < imputations_; ++k) {
+        const ResultRows file = open(k);
+        take_own_file(*file);
+        put_cells(k);
     }
     return finish(path_in(directory, "imputation_*.csv"), false);
 }
@@ -402,6 +417,7 @@ CompletedTables TableBuilder::finish(std::string source, bool tells_hidden) {
         const RunColumn &column = record_.columns[i];
         CompletedColumn &values = model_[i].values;
         values.hidden.shrink_to_fit();
+        values.imputed = ImputedCells(drawn_, i);
         if (!tells_hidden && imputations_ == 1) continue;
         // Of separate files, a cell whose draws are all the same is not known to be hidden, and steps and words repeat.
         const auto hidden = static_cast<std::int64_t>(values.hidden.size());
@@ -432,6 +448,12 @@ CompletedTables TableBuilder::finish(std::string source, bool tells_hidden) {
 }
 
 }  // namespace
+
+std::vector<std::vector<double>> &ImputedCells::held() {
+    for (std::size_t k = 0; k < drawn_.size(); ++k) held_.push_back(drawn_.of_column(k, column_));
+    drawn_ = {};
+    return held_;
+}
 
 std::span<const double> ImputedCells::operator[](std::size_t imputation) const {
     if (drawn_.size() == 0) return held_[imputation];

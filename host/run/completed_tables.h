@@ -23,24 +23,22 @@ namespace ullage::host {
 /** The most words that a column outside the model may have to be read as one of words. */
 inline constexpr std::size_t kMostCarriedWords = 1000;
 
-/** The values of the hidden cells of a column: held in memory, or left in the file of a run that has just been drawn.
- */
+/** The values of the hidden cells of a column: held in memory, or left in a file without a name. */
 class ImputedCells {
 public:
     ImputedCells() = default;
-    /** None of so many imputations yet, held in memory. */
-    explicit ImputedCells(std::size_t imputations) : held_(imputations) {}
     /** Held in memory. */
     ImputedCells(std::initializer_list<std::vector<double>> held) : held_(held) {}
-    /** Those of a column of a run. */
+    /** Those of a column in a file. */
     ImputedCells(DrawnCells drawn, std::size_t column) : drawn_(std::move(drawn)), column_(column) {}
 
     [[nodiscard]] std::size_t size() const { return drawn_.size() + held_.size(); }
     /** The values of one imputation, in the order of CompletedColumn::hidden; they last until the next call.
      * @throws Error  as DrawnCells::of_column */
     [[nodiscard]] std::span<const double> operator[](std::size_t imputation) const;
-    /** Those that are held in memory. */
-    [[nodiscard]] std::vector<std::vector<double>> &held() { return held_; }
+    /** All of them, from now on held in memory, to be changed.
+     * @throws Error  as DrawnCells::of_column */
+    [[nodiscard]] std::vector<std::vector<double>> &held();
 
 private:
     std::vector<std::vector<double>> held_;
@@ -90,10 +88,11 @@ struct CompletedTables {
 
 /**
  * Read those of the files that the record lists: imputations.csv, or original.csv and cells.csv, or imputation_1.csv,
- * ... . From separate files, a cell counts as imputed if it is not the same in all of them.
+ * ... . From separate files, a cell counts as imputed if it is not the same in all of them. The values of the hidden
+ * cells lie in the directory of temporary files, so that memory does not grow with the imputations.
  *
- * @throws Error  no_input if there is no such file, data if it is broken or not of the run that the record describes:
- *                columns, rows or imputations are missing, an imputed cell is no number
+ * @throws Error  cannot_create if they cannot be kept there, no_input if there is no such file, data if it is broken or
+ * not of the run that the record describes: columns, rows or imputations are missing, an imputed cell is no number
  */
 [[nodiscard]] CompletedTables read_completed_tables(const std::string &directory, const RunRecord &record);
 

@@ -17,7 +17,7 @@ namespace {
 TEST(ColumnValues, SummariesAreThoseOfTheirValues) {
     Values values;
     for (int i = 0; i < 200; ++i) values.push_back((i * 37) % 200);  // 0 to 199 in disorder
-    const Summary summary = sum_up(values);
+    const Summary summary = sum_up(ValuePasses(values));
     EXPECT_EQ(summary.count, 200U);
     EXPECT_DOUBLE_EQ(summary.mean, 99.5);
     EXPECT_NEAR(summary.deviation, std::sqrt(200.0 * 201.0 / 12.0), 1e-10);
@@ -29,13 +29,15 @@ TEST(ColumnValues, SummariesAreThoseOfTheirValues) {
     EXPECT_EQ(middle_words(summary), "100 (10 to 190)");
 
     Values one = {3.0};
-    EXPECT_EQ(sum_up(one).high, 3.0);
-    EXPECT_TRUE(std::isnan(sum_up(one).deviation));
+    EXPECT_EQ(sum_up(ValuePasses(one)).high, 3.0);
+    EXPECT_TRUE(std::isnan(sum_up(ValuePasses(one)).deviation));
     Values none;
-    EXPECT_TRUE(std::isnan(sum_up(none).median));
+    EXPECT_TRUE(std::isnan(sum_up(ValuePasses(none)).median));
     for (const double unit : {5e-324, 1e-308, 1e200, 8.9e307}) {
         Values extreme = {-unit, unit, unit, -unit};
-        const Summary of_extreme = sum_up(extreme);
+        const Summary of_extreme = sum_up(ValuePasses(extreme));
+        EXPECT_EQ(of_extreme.low, -unit);
+        EXPECT_EQ(of_extreme.high, unit);
         EXPECT_EQ(of_extreme.mean, 0.0) << unit;
         EXPECT_NEAR(of_extreme.deviation / unit, std::sqrt(4.0 / 3.0), unit < 1e-320 ? 0.2 : 1e-10) << unit;
     }
@@ -45,14 +47,17 @@ TEST(ColumnValues, SummariesAreThoseOfTheirValues) {
 struct RunColumnOf {
     RunRecord record;
     CompletedColumn column;
-    ColumnValues values;
+    Values observed;
+    Values imputed;
+    ColumnValues values{};
 
-    RunColumnOf(Values observed, Values imputed, Transformation transformation = Transformation::none) {
+    RunColumnOf(Values some_observed, Values some_imputed, Transformation transformation = Transformation::none)
+        : observed(std::move(some_observed)), imputed(std::move(some_imputed)) {
         record.columns = {{.name = "a", .transformation = transformation}};
         values.record = &record.columns[0];
         values.column = &column;
-        values.observed = std::move(observed);
-        values.missing = std::move(imputed);
+        values.observed = ValuePasses(observed);
+        values.missing = ValuePasses(imputed);
         values.of_observed = sum_up(values.observed);
         values.of_missing = sum_up(values.missing);
         values.of_bounded = sum_up(values.bounded);
@@ -80,7 +85,8 @@ TEST(ColumnValues, BinsHoldEachValueOnce) {
             EXPECT_TRUE(std::is_sorted(binned.edges.begin(), binned.edges.end()));
         }
     }
-    EXPECT_EQ(bin_counts({0.0, 1.0, 1.5, 2.0, 3.0}, {0.0, 1.0, 2.0, 3.0}), Values({1.0, 2.0, 2.0}));
+    const Values at_edges = {0.0, 1.0, 1.5, 2.0, 3.0};
+    EXPECT_EQ(bin_counts(ValuePasses(at_edges), {0.0, 1.0, 2.0, 3.0}), Values({1.0, 2.0, 2.0}));
 }
 
 TEST(ColumnValues, CellsAreDividedByWhatIsKnown) {
