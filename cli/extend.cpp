@@ -46,11 +46,13 @@ using host::Fault;
 
 /** The words of a command without those that say how long the chains are and where the results go. */
 std::vector<std::string> without_lengths(const std::vector<std::string> &words) {
-    constexpr std::array<std::string_view, 9> names = {
-        "-m", "--imputations", "--seed", "--burn-in", "--thin", "--chains", "-o", "--output", "-j"};
+    constexpr std::array<std::string_view, 13> names = {
+        "-m", "--imputations", "--seed",       "--burn-in",   "--thin",          "--chains", "-o", "--output",
+        "-j", "--jobs",        "--rhat-below", "--ess-above", "--max-iterations"};
     std::vector<std::string> kept;
     for (std::size_t i = 0; i < words.size(); ++i) {
         const std::string &word = words[i];
+        if (word.starts_with("--until-converged") && word != "--until-converged=false") continue;
         if (std::ranges::count(names, std::string_view(word)) > 0) {
             ++i;  // its value
             continue;
@@ -71,12 +73,14 @@ std::vector<std::string> longer_command(const host::RunRecord &record, const Opt
         throw Error(Fault::data, fmt::format("{}: run.json has no command of ullage impute, so it cannot be repeated",
                                              options.input));
     }
-    const std::array<std::string, 12> lengths = {"-m",        std::to_string(options.extend.imputations),
-                                                 "--seed",    std::to_string(record.seed),
-                                                 "--chains",  std::to_string(record.chains),
-                                                 "--burn-in", std::to_string(record.burn_in),
-                                                 "--thin",    std::to_string(record.thin),
-                                                 "-o",        options.input};
+    std::vector<std::string> lengths = {"-m",        std::to_string(options.extend.imputations),
+                                        "--seed",    std::to_string(record.seed),
+                                        "--chains",  std::to_string(record.chains),
+                                        "--burn-in", std::to_string(record.burn_in),
+                                        "--thin",    std::to_string(record.thin),
+                                        "-o",        options.input};
+    // The rounds have been: the thinning is theirs. A file of options may ask for them too.
+    if (record.until_converged) lengths.emplace_back("--until-converged=false");
     words.insert(command + 1, lengths.begin(), lengths.end());
     if (!options.extend.input.empty()) std::ranges::replace(words, record.input_name, options.extend.input);
     return words;

@@ -98,7 +98,7 @@ int run_gather(const Options &options) {
     }
     const Options whole = whole_options(options, parts.front());
     impute_to_directory(whole, files, [&](const Run &run, const host::DrawPlace &place) {
-        host::check_part_of(parts.front(), describe(whole, run, 0.0));
+        host::check_part_of(parts.front(), describe(whole, run, run.settings.thin, 0.0));
         Drawn drawn{host::gather_chain_parts(parts, run.model, run.settings, place)};
         for (const host::ChainPart &part : parts) drawn.seconds = std::max(drawn.seconds, part.record.seconds);
         return drawn;

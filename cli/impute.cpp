@@ -20,6 +20,7 @@
 #include "impute_run.h"
 #include "input.h"
 #include "progress_bar.h"
+#include "rounds.h"
 #include "talk.h"
 #include "text_table.h"
 #include "ullage/host/answer/diagnostics.h"
@@ -78,6 +79,8 @@ void check_output(const Options &options) {
         if (!options.impute.seed) refuse("all chains need one seed: give --seed");
         if (options.impute.output == "-") refuse("a chain needs a directory for its results: leave out -o -");
         if (options.input == "-") refuse("ullage gather reads the table again: give a file, not standard input");
+        if (options.impute.until_converged)
+            refuse("only all chains together can converge: leave out --until-converged");
         if (options.impute.overimpute) refuse("one chain cannot be judged by --overimpute: leave it out");
     }
     if (options.impute.output != "-") return;
@@ -123,20 +126,27 @@ Drawn draw(const Options &options, const Run &run, const host::DrawPlace &place 
     }
     Drawn drawn;
     ProgressBar bar(options);
+    host::GoesOn goes_on;
+    if (run.until) {
+        goes_on = [&, judge_round = make_rounds(options, run)](const host::Imputations &so_far) {
+            bar.clear();
+            return judge_round(so_far);
+        };
+    }
     drawn.imputations = host::impute(
-        run.model, run.settings, [&](const host::ImputeProgress &progress) { bar.show(progress); }, place);
+        run.model, run.settings, [&](const host::ImputeProgress &progress) { bar.show(progress); }, place, goes_on);
     drawn.seconds = bar.seconds();
     return drawn;
 }
 
 /** The results, with what their diagnosis gives cause to warn of. */
 host::RunResults judge(const Options &options, const Run &run, const Drawn &drawn) {
-    host::RunResults results =
-        host::gather_results(describe(options, run, drawn.seconds), run.model, drawn.imputations);
+    host::RunResults results = host::gather_results(describe(options, run, drawn.imputations.thin, drawn.seconds),
+                                                    run.model, drawn.imputations);
     host::Diagnosis diagnosis = host::diagnose(results.record, results.draws, &results.tables);
-    for (host::ParameterDiagnosis &parameter : diagnosis.parameters) {
-        results.record.convergence.push_back(
-            {std::move(parameter.level), std::move(parameter.name), parameter.convergence});
+    results.record.convergence = host::convergence_of(diagnosis);
+    if (auto &until = results.record.until_converged) {
+        until->converged = host::has_converged(diagnosis.parameters, until->target);
     }
     results.record.warnings = std::move(diagnosis.warnings);
     return results;
@@ -232,15 +242,10 @@ void say_end(const Options &options, const host::RunRecord &record) {
         say(options, fmt::format("mixture: {:.1f} of the {} components hold rows, on average over the draws",
                                  record.levels[0].filled, record.components));
     }
-    double rhat = 0.0;
-    double size = host::kOpen;
-    for (const host::ParameterConvergence &parameter : record.convergence) {
-        if (std::isnan(parameter.convergence.ess_bulk)) continue;
-        rhat = std::max(rhat, parameter.convergence.rhat);
-        size = std::min(size, parameter.convergence.ess_bulk);
-    }
-    if (rhat > 0.0) {
-        say(options, fmt::format("convergence: worst R-hat {:.3f}, least effective size {:.0f}", rhat, size));
+    const host::Convergence worst = host::worst_of(record.convergence);
+    if (!std::isnan(worst.ess_bulk)) {
+        say(options, fmt::format("convergence: worst R-hat {:.3f}, least effective size {:.0f}", worst.rhat,
+                                 std::fmin(worst.ess_bulk, worst.ess_tail)));
     }
     host::Notices notices;
     for (const std::string &warning : record.warnings) notices.push_back({true, warning});
@@ -291,7 +296,7 @@ void finish(const Options &options, host::ResultDirectory &directory, const host
 void write_part(const Options &options, host::ResultDirectory &directory, const Run &run, Drawn drawn) {
     host::write_chain_part(directory.file(host::kPartName), run.settings, drawn.imputations);
     drawn.imputations = {};
-    finish(options, directory, describe(options, run, drawn.seconds));
+    finish(options, directory, describe(options, run, run.settings.thin, drawn.seconds));
     say(options, fmt::format("chain {} of {} in {:.1f} s; ullage gather puts {} and the others together",
                              *options.impute.chain, options.impute.chains, drawn.seconds, options.impute.output));
 }
@@ -302,14 +307,18 @@ Run::Run(const Options &options)
     : prior(host::parse_prior(options.impute.prior)),
       input(load_input(options)),
       model(host::prepare_model(input.table, input.hidden, prior, options.components)),
-      settings(settings_of(options.impute, model)) {
+      settings(settings_of(options.impute, model)),
+      until(until_converged(options.impute, settings)) {
     if (const auto format = stat_format(options.impute.format)) {
         host::check_stat_file(*format, input.table, static_cast<std::size_t>(options.impute.imputations));
     }
 }
 
-host::RunRecord describe(const Options &options, const Run &run, double seconds) {
-    host::RunRecord record = host::describe_run(run.model, run.settings);
+host::RunRecord describe(const Options &options, const Run &run, int thin, double seconds) {
+    host::ImputeSettings settings = run.settings;
+    settings.thin = thin;
+    host::RunRecord record = host::describe_run(run.model, settings);
+    record.until_converged = run.until;
     record.command = options.command;
     record.prior = options.impute.prior;
     record.by = options.read.by;
@@ -342,7 +351,9 @@ void impute_to_directory(const Options &options, std::vector<std::string> inputs
     host::RunResults results = judge(options, run, drawn);
     if (earlier) check_beginning(options.impute.output, *earlier, results.draws);
     if (options.impute.overimpute) {
-        results.overimputation = overimpute(options, run.input, run.prior, run.settings, directory.draw_place());
+        host::ImputeSettings settings = run.settings;
+        settings.thin = results.record.thin;
+        results.overimputation = overimpute(options, run.input, run.prior, settings, directory.draw_place());
         host::write_overimputation(directory.file(host::kOverimputationName), *results.overimputation);
     }
     host::write_parameters(directory.file(host::kParametersName), run.model, drawn.imputations);

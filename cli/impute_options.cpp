@@ -7,6 +7,7 @@
 
 #include "commands.h"
 #include "option_words.h"
+#include "rounds.h"
 #include "ullage/host/base/error.h"
 
 namespace ullage::cli {
@@ -74,6 +75,40 @@ void take_chain(const std::string &text, ImputeOptions &impute) {
     impute.chains = chains;
 }
 
+void add_rounds(CLI::App &command, ImputeOptions &impute) {
+    CLI::Option *until =
+        command
+            .add_flag("--until-converged", impute.until_converged,
+                      "double the iterations between two imputations until all parameters have converged")
+            ->group("Imputation");
+    const auto add_number = [&](const std::string &name, double &target, double least, const std::string &text) {
+        command
+            .add_option_function<std::string>(
+                name,
+                [name, &target, least](const std::string &value) {
+                    target = number_of(name, value);
+                    if (target > least) return;
+                    throw host::Error(host::Fault::usage, fmt::format("{} must be above {}", name, least));
+                },
+                text)
+            ->needs(until)
+            ->type_name("NUMBER")
+            ->default_str(fmt::format("{}", target))
+            ->group("Imputation");
+    };
+    add_number("--rhat-below", impute.target.rhat_below, 1.0, "converged: R-hat of every parameter");
+    add_number("--ess-above", impute.target.ess_above, 0.0, "converged: effective size of every parameter");
+    command
+        .add_option("--max-iterations", impute.max_iterations,
+                    fmt::format("iterations of each chain that rounds may reach (default: {}, or what the "
+                                "imputations take without --until-converged)",
+                                kMostIterations))
+        ->transform(whole_number(1))
+        ->needs(until)
+        ->type_name("N")
+        ->group("Imputation");
+}
+
 void add_imputation_options(CLI::App &command, ImputeOptions &impute) {
     const char *group = "Imputation";
     const auto add_count = [&](const std::string &name, int &target, const std::string &text, int least) {
@@ -115,6 +150,7 @@ void add_imputation_options(CLI::App &command, ImputeOptions &impute) {
         ->type_name("PRIOR")
         ->default_str(impute.prior)
         ->group(group);
+    add_rounds(command, impute);
     command
         .add_flag("--overimpute", impute.overimpute,
                   "hide observed cells in turn, impute them too, and say how often the intervals cover them")

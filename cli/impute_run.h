@@ -6,6 +6,7 @@
 #define ULLAGE_CLI_IMPUTE_RUN_H
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,7 @@ struct Run {
     Input input;
     host::ModelTable model;  // of the input
     host::ImputeSettings settings;
+    std::optional<host::UntilConverged> until;
 };
 
 struct Drawn {
@@ -35,8 +37,9 @@ struct Drawn {
     double seconds = 0.0;
 };
 
-/** The record of a run, before its convergence is judged. */
-host::RunRecord describe(const Options &options, const Run &run, double seconds);
+/** The record of a run, before its convergence is judged.
+ * @param thin  that which the run came to */
+host::RunRecord describe(const Options &options, const Run &run, int thin, double seconds);
 
 /**
  * Write all files of a run into the directory of the options.

@@ -12,6 +12,7 @@
 
 #include "ullage/host/answer/delta.h"
 #include "ullage/host/answer/pool_moments.h"
+#include "ullage/host/numbers/convergence.h"
 #include "ullage/host/table/read_table.h"
 #include "ullage/host/table/rules.h"
 
@@ -35,9 +36,12 @@ struct ImputeOptions {
     int jobs = 0;                       ///< worker processes; 0 for one per processor
     std::string prior = "default";      ///< default, jeffreys, ridge=CASES, or the path of a file
     Format format = Format::long_table;
-    bool overimpute = false;  ///< hide observed cells in turn, impute them, and compare
-    bool report = true;       ///< write report.html
-    bool extends = false;     ///< the directory holds the beginning of the same run
+    bool until_converged = false;       ///< go on in rounds
+    host::ConvergenceTarget target;     ///< that ends the rounds
+    std::optional<int> max_iterations;  ///< of each chain, in all rounds
+    bool overimpute = false;            ///< hide observed cells in turn, impute them, and compare
+    bool report = true;                 ///< write report.html
+    bool extends = false;               ///< the directory holds the beginning of the same run
 };
 
 /** Options of "ullage pool" alone. */

@@ -30,8 +30,9 @@ ProgressBar::ProgressBar(const Options &options) : form_(Form::none) {
     if (options.progress == Progress::automatic && !options.quiet && stderr_is_terminal()) form_ = Form::bar;
 }
 
-ProgressBar::~ProgressBar() {
+void ProgressBar::clear() {
     if (drawn_) write_stderr("\r\x1b[K");
+    drawn_ = false;
 }
 
 double ProgressBar::seconds() const {

@@ -16,13 +16,14 @@ namespace ullage::cli {
 class ProgressBar {
 public:
     explicit ProgressBar(const Options &options);
-    /** Takes the bar off the terminal. */
-    ~ProgressBar();
+    ~ProgressBar() { clear(); }
     ProgressBar(const ProgressBar &) = delete;
     ProgressBar &operator=(const ProgressBar &) = delete;
 
     /** Show how far it is; called as often as one likes. */
     void show(const host::ImputeProgress &progress);
+    /** Take the bar off the terminal until it is shown again. */
+    void clear();
     /** Seconds since the bar was made. */
     [[nodiscard]] double seconds() const;
 

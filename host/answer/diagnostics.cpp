@@ -189,6 +189,17 @@ private:
 /** What is worth a warning besides what every run warns of. */
 void add_warnings(const RunRecord &record, Diagnosis &diagnosis) {
     diagnosis.warnings = convergence_warnings(diagnosis.parameters, record);
+    if (record.until_converged && !has_converged(diagnosis.parameters, record.until_converged->target)) {
+        const auto &[target, most, converged] = *record.until_converged;
+        const Convergence worst = worst_of(convergence_of(diagnosis));
+        diagnosis.warnings.push_back(fmt::format(
+            "the chains have not converged as far as --until-converged was to go: after {} iterations the worst R-hat "
+            "is {:.3f} (wanted: below {:g}) and the least effective size {:.0f} (wanted: above {:g}), and twice the "
+            "thinning needs more than --max-iterations {}; give more, or be content with less (--rhat-below, "
+            "--ess-above)",
+            record.iterations, worst.rhat, target.rhat_below, std::fmin(worst.ess_bulk, worst.ess_tail),
+            target.ess_above, most));
+    }
     for (const RunLevel &level : record.levels) {
         if (!(level.refused > kMuchRefused)) continue;
         diagnosis.warnings.push_back(fmt::format(
@@ -270,6 +281,20 @@ double upper_fmi(double fmi, int imputations) {
     constexpr double two_sided = 1.959963984540054;  // of the standard normal, at 97.5%
     const double logit = std::log(fmi / (1.0 - fmi)) + two_sided * std::sqrt(2.0 / imputations);
     return 1.0 / (1.0 + std::exp(-logit));
+}
+
+std::vector<ParameterConvergence> convergence_of(const Diagnosis &diagnosis) {
+    std::vector<ParameterConvergence> convergence;
+    for (const ParameterDiagnosis &parameter : diagnosis.parameters) {
+        convergence.push_back({parameter.level, parameter.name, parameter.convergence});
+    }
+    return convergence;
+}
+
+bool has_converged(const std::vector<ParameterDiagnosis> &parameters, const ConvergenceTarget &target) {
+    return std::ranges::all_of(parameters, [&](const ParameterDiagnosis &parameter) {
+        return parameter.deviation == 0.0 || target.is_reached_by(parameter.convergence);
+    });
 }
 
 Diagnosis diagnose(const RunRecord &record, const ParameterDraws &draws, const CompletedTables *tables) {

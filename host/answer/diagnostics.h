@@ -79,6 +79,12 @@ inline constexpr double kErrorVariation = 0.05;
  * standard error sqrt(2 / m) (von Hippel 2020, equation 8). */
 [[nodiscard]] double upper_fmi(double fmi, int imputations);
 
+/** What the chains of every parameter say. */
+[[nodiscard]] std::vector<ParameterConvergence> convergence_of(const Diagnosis &diagnosis);
+
+/** Whether the chains of every parameter that varies reach a target; one that cannot be judged does not. */
+[[nodiscard]] bool has_converged(const std::vector<ParameterDiagnosis> &parameters, const ConvergenceTarget &target);
+
 /** Diagnose a run.
  * @param tables  may be null: then nothing is said about missing information of single means and imputations needed */
 [[nodiscard]] Diagnosis diagnose(const RunRecord &record, const ParameterDraws &draws, const CompletedTables *tables);

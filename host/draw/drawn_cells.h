@@ -55,6 +55,9 @@ public:
      * @throws Error  as put */
     void put_column(std::size_t imputation, std::size_t column, std::span<const double> values);
 
+    /** Forget all imputations but the first. @pre there are as many */
+    void keep(std::size_t imputations) { imputations_ = imputations; }
+
     /** The values of an imputation.
      * @throws Error  internal if they cannot be read; interrupted */
     [[nodiscard]] std::vector<double> operator[](std::size_t imputation) const;

@@ -57,12 +57,13 @@ void append_draws(const ModelTable &model, const MixtureChain &chain, std::vecto
     }
 }
 
-// One chain, in one process of its team. The first member speaks: it sends the results.
+// The iterations of one chain that follow those which are done, in one process of its team. The first member speaks: it
+// sends the results.
 template <typename AnyChain>
-void run_chain(AnyChain chain, const ModelTable &model, const ImputeSettings &settings, std::size_t index,
+void run_round(AnyChain &chain, const ModelTable &model, const ImputeSettings &settings, int done, std::size_t index,
                FrameWriter &writer, bool speaks) {
     std::vector<double> numbers;
-    for (int iteration = 1; iteration <= settings.total(); ++iteration) {
+    for (int iteration = done + 1; iteration <= settings.total(); ++iteration) {
         chain.iterate();
         const int kept = iteration - settings.burn_in;
         if (kept > 0 && speaks) {
@@ -85,12 +86,40 @@ void run_chain(AnyChain chain, const ModelTable &model, const ImputeSettings &se
     }
 }
 
+// One chain, in one process of its team.
+template <typename AnyChain>
+void run_chain(AnyChain chain, const ModelTable &model, ImputeSettings settings, bool in_rounds, std::size_t index,
+               FrameWriter &writer, Team &team) {
+    const bool speaks = team.number() == 0;
+    int done = 0;
+    for (;;) {
+        run_round(chain, model, settings, done, index, writer, speaks);
+        if (!in_rounds) return;
+        const double own = speaks && writer.rest() ? 1.0 : 0.0;
+        if (team.exchange({&own, 1})[0][0] == 0.0) return;
+        done = settings.total();
+        settings.thin *= 2;
+    }
+}
+
 // Processes that share a chain: those that would find no chain of their own, as far as there is work for them.
 // A mixture is drawn by one.
 std::size_t team_size(const ModelTable &model, const ImputeSettings &settings) {
     if (model.mixture) return 1;
     const auto jobs = static_cast<std::size_t>(settings.jobs / (settings.only ? 1 : settings.chains));
     return std::clamp<std::size_t>(jobs, 1, std::max<std::size_t>(1, model.blocks.size() / kLeastBlocks));
+}
+
+// Double the thinning: every second imputation of a chain takes the place of one before it.
+void lengthen(ImputeSettings &settings, Imputations &result) {
+    const auto chains = static_cast<std::size_t>(settings.chains);
+    for (std::size_t k = 0; 2 * k + 1 < static_cast<std::size_t>(settings.per_chain()); ++k) {
+        for (std::size_t chain = 0; chain < chains; ++chain) {
+            result.values.put(k * chains + chain, result.values[(2 * k + 1) * chains + chain]);
+        }
+    }
+    settings.thin *= 2;
+    result.thin = settings.thin;
 }
 
 void check_settings(const ImputeSettings &settings) {
@@ -149,11 +178,16 @@ void Imputations::find_shares(const ModelTable &model, const ImputeSettings &set
     }
 }
 
-Imputations impute(const ModelTable &model, const ImputeSettings &settings,
-                   const std::function<void(const ImputeProgress &)> &progress, const DrawPlace &place) {
-    check_settings(settings);
+Imputations impute(const ModelTable &model, const ImputeSettings &given,
+                   const std::function<void(const ImputeProgress &)> &progress, const DrawPlace &place,
+                   const GoesOn &goes_on) {
+    check_settings(given);
+    ImputeSettings settings = given;
+    // What no chain but the first few would have as its last imputation, all have as one before it in the next round.
+    if (goes_on) settings.imputations = settings.per_chain() * settings.chains;
     const auto chains = static_cast<std::size_t>(settings.chains);
     Imputations result;
+    result.thin = settings.thin;
     result.values = DrawnCells(*model.hidden, static_cast<std::size_t>(settings.imputations), place);
     result.draws.resize(chains);
     const std::size_t members = team_size(model, settings);
@@ -166,12 +200,14 @@ Imputations impute(const ModelTable &model, const ImputeSettings &settings,
         first, count, static_cast<std::size_t>(settings.jobs),
         [&](std::size_t chain, FrameWriter &writer) {
             if (model.mixture) {
-                run_chain(MixtureChain(model, settings.seed, chain + 1), model, settings, chain, writer, true);
+                Team alone;
+                run_chain(MixtureChain(model, settings.seed, chain + 1), model, settings, static_cast<bool>(goes_on),
+                          chain, writer, alone);
                 return;
             }
             run_team(members, exchange_capacity(model), members > 1 ? model.hidden->cells.size() : 0, [&](Team &team) {
-                run_chain(Chain(model, settings.seed, chain + 1, team), model, settings, chain, writer,
-                          team.number() == 0);
+                run_chain(Chain(model, settings.seed, chain + 1, team), model, settings, static_cast<bool>(goes_on),
+                          chain, writer, team);
             });
         },
         [&](std::size_t chain, const Frame &frame) {
@@ -190,7 +226,13 @@ Imputations impute(const ModelTable &model, const ImputeSettings &settings,
                 done[chain] = frame.head.argument;
                 if (progress) progress({all_done, std::int64_t{settings.total()} * static_cast<std::int64_t>(count)});
             }
+        },
+        [&] {
+            if (!goes_on || !goes_on(result)) return false;
+            lengthen(settings, result);
+            return true;
         });
+    result.values.keep(static_cast<std::size_t>(given.imputations));
     if (!settings.only) result.find_shares(model, settings);
     return result;
 }

@@ -59,6 +59,8 @@ struct Imputations {
      * covariance of the transformed columns, in the units of the file. Of a mixture all that parameter_names() lists.
      */
     std::vector<std::vector<double>> draws;
+    /** The thinning that there was in the end: that of the settings, or of the last round. */
+    int thin = 0;
     /** Rows that broke the rules, per chain and level, summed over the iterations that count; none without rules. */
     std::vector<std::vector<double>> refused_rows;
     /** For each level the share of the rows of the normal distribution that break the rules, over the iterations that
@@ -73,6 +75,9 @@ struct Imputations {
                                                std::size_t level) const;
 };
 
+/** Whether the chains go on, given what they have drawn so far; values are not to be looked at. */
+using GoesOn = std::function<bool(const Imputations &)>;
+
 /**
  * Run all chains, each in a process of its own that is forked from this one, and gather what they give. As with every
  * fork, no other thread of this process should be at work.
@@ -81,14 +86,19 @@ struct Imputations {
  * returns or throws.
  *
  * @param progress  called now and then; may be empty
+ * With goes_on the chains run in rounds, of which each has twice the thinning of the one before: imputation k of a
+ * chain is then the one that was imputation 2k, so that nothing is drawn twice, and the result has the bits of a run
+ * that was told the last thinning. All chains stay in memory, however many jobs there are.
+ *
  * @param place     where the values of the hidden cells are kept
+ * @param goes_on   called at the end of each round while nothing is drawn; without it there is one round
  * @throws Error  what a worker threw (Chain, restore); cannot_create if there is no room for the values; internal if a
  * worker died or could not be started; usage if a setting is out of range; interrupted if a signal that
  * watch_interrupts() knows of asked to stop
  */
 [[nodiscard]] Imputations impute(const ModelTable &model, const ImputeSettings &settings,
                                  const std::function<void(const ImputeProgress &)> &progress,
-                                 const DrawPlace &place = {});
+                                 const DrawPlace &place = {}, const GoesOn &goes_on = {});
 
 }  // namespace ullage::host
 

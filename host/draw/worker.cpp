@@ -8,9 +8,11 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -36,10 +38,13 @@ std::string system_message(int error) {
 
 // A worker process as its parent sees it.
 struct Worker {
+    enum class State { working, resting, called };  // called: for another round, as soon as its turn comes
+
     std::size_t piece = 0;
     pid_t process = -1;
     int descriptor = -1;
     std::string received;
+    State state = State::working;
     bool ended = false;
 
     Worker() = default;
@@ -96,7 +101,9 @@ std::unique_ptr<Worker> start_worker(std::size_t piece, const Workers &others,
     auto worker = std::make_unique<Worker>();
     worker->piece = piece;
     std::array<int, 2> ends{};
-    if (pipe(ends.data()) != 0) throw Error(Fault::internal, "cannot make a pipe: " + system_message(errno));
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0) {
+        throw Error(Fault::internal, "cannot make a pair of sockets: " + system_message(errno));
+    }
     worker->descriptor = ends[0];
     std::fflush(nullptr);  // or the worker's copy of what is buffered would be written a second time
     const pid_t parent = getpid();
@@ -127,6 +134,9 @@ void take_frames(Worker &worker, const std::function<void(std::size_t, const Fra
             case FrameKind::end:
                 worker.ended = true;
                 break;
+            case FrameKind::rest:
+                worker.state = Worker::State::resting;
+                break;
             default:
                 take(worker.piece, frame);
         }
@@ -138,12 +148,32 @@ void take_frames(Worker &worker, const std::function<void(std::size_t, const Fra
 bool receive(Worker &worker) {
     static std::array<char, 1 << 18> part;
     const ssize_t got = read(worker.descriptor, part.data(), part.size());
+    if (got < 0 && errno == ECONNRESET) return false;  // it died before it read a word
     if (got < 0 && errno != EINTR) throw Error(Fault::internal, "cannot read from a worker: " + system_message(errno));
     if (got > 0) worker.received.append(part.data(), static_cast<std::size_t>(got));
     return got != 0;
 }
 
-// The worker has closed its pipe: it is done, or it died.
+// Tell a worker that rests whether there is another round. If it is gone, the next look at it says so.
+void answer(Worker &worker, bool goes_on) {
+    const char word = goes_on ? 1 : 0;
+    (void)send(worker.descriptor, &word, 1, MSG_NOSIGNAL);
+    worker.state = Worker::State::working;
+}
+
+// When all rest, ask for another round.
+void end_round(const Workers &workers, const std::function<bool()> &again) {
+    const bool goes_on = again && again();
+    for (const auto &worker : workers) {
+        if (goes_on) {
+            worker->state = Worker::State::called;
+        } else {
+            answer(*worker, false);
+        }
+    }
+}
+
+// The worker has closed its end: it is done, or it died.
 void finish(Worker &worker) {
     const int status = worker.reap();
     if (worker.ended) return;
@@ -185,6 +215,16 @@ void FrameWriter::flush() {
     flushed_ = std::chrono::steady_clock::now();
 }
 
+bool FrameWriter::rest() {
+    write(FrameKind::rest, 0);
+    flush();
+    char word = 0;
+    ssize_t got = 0;
+    while ((got = read(descriptor_, &word, 1)) < 0 && errno == EINTR) continue;
+    if (got != 1) _exit(1);  // the parent is gone
+    return word != 0;
+}
+
 void FrameWriter::put(std::string_view bytes) const {
     while (!bytes.empty()) {
         const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
@@ -201,13 +241,23 @@ std::vector<double> Frame::numbers() const {
 
 void run_workers(std::size_t first, std::size_t count, std::size_t jobs,
                  const std::function<void(std::size_t, FrameWriter &)> &work,
-                 const std::function<void(std::size_t, const Frame &)> &take) {
+                 const std::function<void(std::size_t, const Frame &)> &take, const std::function<bool()> &again) {
+    using State = Worker::State;
     Workers workers;
     std::size_t started = first;
     const std::size_t end = first + count;
+    const auto in_state = [&](State state) {
+        return static_cast<std::size_t>(
+            std::ranges::count_if(workers, [&](const auto &worker) { return worker->state == state; }));
+    };
     while (started < end || !workers.empty()) {
         check_interrupt();
-        while (started < end && workers.size() < jobs) workers.push_back(start_worker(started++, workers, work));
+        for (const auto &worker : workers) {
+            if (worker->state == State::called && in_state(State::working) < jobs) answer(*worker, true);
+        }
+        while (started < end && in_state(State::working) < jobs) {
+            workers.push_back(start_worker(started++, workers, work));
+        }
         std::vector<pollfd> waiting;
         for (const auto &worker : workers) waiting.push_back({worker->descriptor, POLLIN, 0});
         if (poll(waiting.data(), waiting.size(), kPollMilliseconds) < 0) {
@@ -223,6 +273,9 @@ void run_workers(std::size_t first, std::size_t count, std::size_t jobs,
                 finish(worker);
                 workers.erase(workers.begin() + static_cast<std::ptrdiff_t>(i));
             }
+        }
+        if (started == end && !workers.empty() && in_state(State::resting) == workers.size()) {
+            end_round(workers, again);
         }
     }
 }

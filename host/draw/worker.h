@@ -18,7 +18,7 @@
 namespace ullage::host {
 
 /** What a frame holds. */
-enum class FrameKind : std::uint32_t { progress, parameters, refused, imputation, failure, end };
+enum class FrameKind : std::uint32_t { progress, parameters, refused, imputation, rest, failure, end };
 
 /** The head of a frame; its bytes follow. Both ends run the same program on the same machine. */
 struct FrameHead {
@@ -39,6 +39,8 @@ public:
     void write(FrameKind kind, std::uint32_t argument, std::string_view bytes = {});
     void write(FrameKind kind, std::uint32_t argument, std::span<const double> numbers);
     void flush();
+    /** Say that a round of the work is done, and wait for the reader's word whether there is another. */
+    [[nodiscard]] bool rest();
 
 private:
     void put(std::string_view bytes) const;
@@ -65,12 +67,14 @@ struct Frame {
  * @param count  pieces of work, started in order
  * @param jobs   workers at a time
  * @param work   called in the worker with the index of its piece
- * @param take   called here for all frames but failure and end
+ * @param take   called here for all frames but rest, failure and end
+ * @param again  called here whenever all workers rest: whether there is another round; none if it is empty. Between
+ *               rounds all workers are there, and keep what they have in memory
  * @throws Error  of a worker; internal if a worker died without a word; interrupted
  */
 void run_workers(std::size_t first, std::size_t count, std::size_t jobs,
                  const std::function<void(std::size_t, FrameWriter &)> &work,
-                 const std::function<void(std::size_t, const Frame &)> &take);
+                 const std::function<void(std::size_t, const Frame &)> &take, const std::function<bool()> &again = {});
 
 }  // namespace ullage::host
 

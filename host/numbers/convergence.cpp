@@ -162,6 +162,16 @@ Convergence judge_convergence(const Chains &chains) {
             std::isnan(low) || low < high ? low : high};
 }
 
+Convergence worst_of(const std::vector<ParameterConvergence> &parameters) {
+    Convergence worst{kUnknown, kUnknown, kUnknown};
+    for (const auto &[level, name, convergence] : parameters) {
+        worst.rhat = std::fmax(worst.rhat, convergence.rhat);
+        worst.ess_bulk = std::fmin(worst.ess_bulk, convergence.ess_bulk);
+        worst.ess_tail = std::fmin(worst.ess_tail, convergence.ess_tail);
+    }
+    return worst;
+}
+
 double mean_effective_size(const Chains &chains) {
     return can_be_judged(chains) ? effective_size(split(chains)) : kUnknown;
 }

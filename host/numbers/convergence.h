@@ -37,6 +37,19 @@ struct ParameterConvergence {
     Convergence convergence;
 };
 
+/** The worst of several, each number on its own: those that are not known are left out, and NaN if none is. */
+[[nodiscard]] Convergence worst_of(const std::vector<ParameterConvergence> &parameters);
+
+/** What chains that go on until they have converged are to reach, after Vehtari et al. (2021), section 4. */
+struct ConvergenceTarget {
+    double rhat_below = 1.01;
+    double ess_above = 400.0;  ///< of bulk and tail
+
+    [[nodiscard]] bool is_reached_by(const Convergence &convergence) const {
+        return convergence.rhat < rhat_below && convergence.ess_bulk > ess_above && convergence.ess_tail > ess_above;
+    }
+};
+
 /** Effective number of draws for the mean, of the draws themselves, each chain split in halves (Vehtari et al. 2021,
  * section 2.2): the Monte Carlo error of the mean is the standard deviation of the draws over its square root. NaN as
  * in Convergence. */

@@ -103,6 +103,17 @@ std::string convergence_verdict(const Diagnosis &diagnosis, double least) {
                                fixed(rhat, 3), kWorstRhat, fixed(bulk, 0), fixed(tail, 0), least));
 }
 
+/** What ended the rounds, if there were any. */
+std::string end_of_rounds(const RunRecord &record) {
+    if (!record.until_converged) return "";
+    const auto &[target, most, converged] = *record.until_converged;
+    return paragraph(fmt::format(
+        "The chains went on in rounds, each with twice the thinning of the one before, {} for every parameter "
+        "R-hat was below {:g} and both effective numbers were above {:g}, after {} iterations{}.",
+        converged ? "until" : "but did not come so far that", target.rhat_below, target.ess_above, record.iterations,
+        converged ? "" : fmt::format(" of at most {}", most)));
+}
+
 std::string table_of_worst(const Diagnosis &diagnosis, double least, int thin) {
     std::vector<std::vector<Cell>> rows;
     for (std::size_t i = 0; i < std::min(kMostParameters, diagnosis.parameters.size()); ++i) {
@@ -141,7 +152,7 @@ std::string chain_keys(int chains) {
 
 std::string whether_it_converged(const RunRecord &record, const Diagnosis &diagnosis) {
     const double least = kLeastEssPerChain * record.chains;
-    std::string html = convergence_verdict(diagnosis, least) +
+    std::string html = convergence_verdict(diagnosis, least) + end_of_rounds(record) +
                        soft_paragraph(
                            "Parameters are the means, variances and correlations on the scale of the model. R-hat "
                            "compares the chains with each other and is 1 when they agree; the effective number is that "

@@ -140,6 +140,7 @@ Imputations gather_chain_parts(const std::vector<ChainPart> &parts, const ModelT
     const std::size_t cells = model.hidden->cells.size();
     const auto imputations = static_cast<std::size_t>(settings.imputations);
     Imputations result;
+    result.thin = settings.thin;
     result.values = DrawnCells(*model.hidden, imputations, place);
     for (std::size_t chain = 0; chain < parts.size(); ++chain) {
         NumberFile file(parts[chain]);

@@ -84,6 +84,10 @@ public:
     void object_if_known(const char *name, const Members &members) {
         object(name, members);
     }
+    template <typename Value, typename Members>
+    void object_if_any(const char *name, const std::optional<Value> &value, const Members &members) {
+        if (value) object(name, [&](Writer &writer) { members(writer, *value); });
+    }
     template <typename Members>
     void object(const char *name, const Members &members) {
         Json object = Json::object();
@@ -196,6 +200,12 @@ public:
     void object_if_known(const char *name, const Members &members) const {
         if (json_.is_object() && json_.contains(name)) object(name, members);
     }
+    template <typename Value, typename Members>
+    void object_if_any(const char *name, std::optional<Value> &value, const Members &members) const {
+        if (!has(name)) return;
+        value = Value{};
+        object(name, [&](Reader &reader) { members(reader, *value); });
+    }
     template <typename Members>
     void object(const char *name, const Members &members) const {
         Reader reader(source_, at(name), path_ + name + ".");
@@ -275,6 +285,12 @@ void describe(Members &&top, Record &record) {
         settings.count("burn_in", record.burn_in, 0, kMostCount);
         settings.count("thin", record.thin, 1, kMostCount);
         settings.count("iterations", record.iterations, 1, kMostCount);
+        settings.object_if_any("until_converged", record.until_converged, [](auto &members, auto &until) {
+            members.number("rhat_below", until.target.rhat_below, unknown);
+            members.number("ess_above", until.target.ess_above, unknown);
+            members.count("max_iterations", until.max_iterations, 1, kMostCount);
+            members.flag("converged", until.converged);
+        });
         settings.count("block_rows", record.block_rows, 1, kMostCount);
         settings.text("prior", record.prior);
         settings.count_unless(std::size_t{1}, "components", record.components, 1, kMostComponents);

@@ -83,6 +83,13 @@ struct FileFacts {
     bool operator==(const FileFacts &) const = default;
 };
 
+/** That a run was to go on until its chains have converged. */
+struct UntilConverged {
+    ConvergenceTarget target = {};
+    int max_iterations = 0;  ///< of each chain, at most
+    bool converged = false;  ///< whether the target was reached
+};
+
 /** run.json. Every member but command, seconds and jobs follows from the input, the settings and the seed. */
 struct RunRecord {
     std::string version;  ///< of the library
@@ -102,6 +109,7 @@ struct RunRecord {
     int burn_in = 0;
     int thin = 0;
     int iterations = 0;  ///< of each chain, with those of the burn-in
+    std::optional<UntilConverged> until_converged = {};
     std::int64_t block_rows = 0;
     std::string prior;           ///< as the user wrote it
     std::size_t components = 1;  ///< of a mixture; 1 is one normal distribution

@@ -25,25 +25,31 @@ RunResults read_results(const std::string &directory) {
     return results;
 }
 
-RunResults gather_results(RunRecord record, const ModelTable &model, const Imputations &imputations) {
-    RunResults results;
-    const Table &table = *model.table;
-    results.draws.names = parameter_names(model);
-    const std::size_t parameters = results.draws.names.size();
+ParameterDraws gather_draws(const ModelTable &model, const Imputations &imputations) {
+    ParameterDraws result;
+    result.names = parameter_names(model);
+    const std::size_t parameters = result.names.size();
     const std::size_t levels = model.levels.size();
     const std::size_t chains = imputations.draws.size();
-    results.draws.draws.assign(levels, std::vector<Chains>(parameters, Chains(chains)));
+    result.draws.assign(levels, std::vector<Chains>(parameters, Chains(chains)));
     for (std::size_t chain = 0; chain < chains; ++chain) {
         const std::size_t iterations = imputations.draws[chain].size() / (parameters * levels);
         for (std::size_t iteration = 0; iteration < iterations; ++iteration) {
             for (std::size_t level = 0; level < levels; ++level) {
                 const std::span<const double> draw = imputations.draw(model, chain, iteration, level);
                 for (std::size_t p = 0; p < parameters; ++p) {
-                    results.draws.draws[level][p][chain].push_back(draw[p]);
+                    result.draws[level][p][chain].push_back(draw[p]);
                 }
             }
         }
     }
+    return result;
+}
+
+RunResults gather_results(RunRecord record, const ModelTable &model, const Imputations &imputations) {
+    RunResults results;
+    const Table &table = *model.table;
+    results.draws = gather_draws(model, imputations);
     if (model.mixture) {
         const auto place = std::ranges::find(results.draws.names, "components") - results.draws.names.begin();
         double sum = 0.0;

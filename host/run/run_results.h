@@ -35,6 +35,9 @@ struct RunResults {
  */
 [[nodiscard]] RunResults read_results(const std::string &directory);
 
+/** The draws of the parameters as parameters.csv has them. */
+[[nodiscard]] ParameterDraws gather_draws(const ModelTable &model, const Imputations &imputations);
+
 /** The same results of a run that has just been drawn, without over-imputation. The values of the hidden cells are read
  * where the imputations have them, so the cells of the model must outlive the results. Only the columns of the model
  * are among the tables' columns. */

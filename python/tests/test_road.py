@@ -174,6 +174,19 @@ def test_warnings_and_progress():
     assert any("too short" in warning for warning in run.warnings)
 
 
+@pytest.mark.filterwarnings("ignore::ullage.UllageWarning")
+def test_chains_as_long_as_the_program_has_them():
+    words = pd.DataFrame({"x": np.arange(40.0) % 7, "word": ["a", "b", "b", None, "b", "a", "a", "b"] * 5})
+    settings = ullage.impute(words, m=2, seed=1, progress=False).record["settings"]
+    assert (settings["burn_in"], settings["thin"]) == (1000, 1000)
+    steps = []
+    run = ullage.impute(words, m=4, seed=1, burn_in=20, thin=5, until_converged=True, ess_above=50, rhat_below=1.1,
+                        progress=lambda *step: steps.append(step))
+    settings = run.record["settings"]
+    assert settings["until_converged"]["converged"] and settings["thin"] > 5
+    assert steps[-1] == (4 * settings["iterations"],) * 2
+
+
 @pytest.mark.parametrize("by_signal", [True, False])
 def test_interrupt_leaves_no_process_and_no_file(tmp_path, by_signal):
     """Ctrl-C comes as KeyboardInterrupt, whatever else ends the call as itself; the process goes on."""

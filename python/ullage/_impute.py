@@ -11,8 +11,11 @@ from typing import Any
 from ullage import _program
 from ullage._check import explained
 from ullage._errors import UllageError
-from ullage._options import Bounds, Input, Names, prior_option
+from ullage._options import Bounds, Input, Names, further, prior_option
 from ullage._run import Run
+
+# Options that the program has for this command alone.
+_OF_IMPUTE = ("overimpute", "until_converged", "rhat_below", "ess_above", "max_iterations")
 
 
 @contextlib.contextmanager
@@ -38,10 +41,11 @@ def _bar(progress: bool | Callable[[int, int], None]) -> Iterator[_program.Progr
 
 def impute(data: Any, m: int = 20, seed: int | None = None, *, log: Names = (), sqrt: Names = (), logit: Names = (),
            order: Names = (), lower: Bounds = None, upper: Bounds = None, by: str | None = None,
-           id: str | None = None, prior: str | Mapping[str, Any] = "default", chains: int = 4, burn_in: int = 200,
-           thin: int = 50, jobs: int | None = None, number: Names = (), step: Mapping[str, float] | None = None,
-           binary: Names = (), ordered: Mapping[str, Sequence[Any]] | Names | None = None, nominal: Names = (),
-           carry: Names = (), progress: bool | Callable[[int, int], None] = True, **options: Any) -> Run:
+           id: str | None = None, prior: str | Mapping[str, Any] = "default", chains: int = 4,
+           burn_in: int | None = None, thin: int | None = None, jobs: int | None = None, number: Names = (),
+           step: Mapping[str, float] | None = None, binary: Names = (),
+           ordered: Mapping[str, Sequence[Any]] | Names | None = None, nominal: Names = (), carry: Names = (),
+           progress: bool | Callable[[int, int], None] = True, **options: Any) -> Run:
     """Draw the cells of a table that are missing or known only by bounds, m times.
 
     Parameters
@@ -67,8 +71,9 @@ def impute(data: Any, m: int = 20, seed: int | None = None, *, log: Names = (), 
         A column that names the rows.
     prior : str or mapping
         ``"default"``, ``"jeffreys"``, ``"ridge=CASES"``, the path of a file, or what such a file says.
-    chains, burn_in, thin : int
-        Independent chains, their iterations before the first imputation, and from one to the next.
+    chains, burn_in, thin : int, optional
+        Independent chains, their iterations before the first imputation, and from one to the next; if not given, as
+        the program has it for the table.
     jobs : int, optional
         Processes that share the work; one per processor if not given.
     number, binary, nominal, carry : str or list of str
@@ -80,7 +85,7 @@ def impute(data: Any, m: int = 20, seed: int | None = None, *, log: Names = (), 
     progress : bool or callable
         Whether to show a bar (by tqdm, if it is there); a callable is given the iterations done and all.
     **options
-        Further options of ``ullage impute``, with underscores: ``nd="lead=0.5"``, ``overimpute=True``.
+        Further options of ``ullage impute``, with underscores: ``nd="lead=0.5"``, ``until_converged=True``.
 
     Returns
     -------
@@ -107,10 +112,9 @@ def impute(data: Any, m: int = 20, seed: int | None = None, *, log: Names = (), 
                       id=id, number=number, step=step, binary=binary, ordered=ordered, nominal=nominal, carry=carry,
                       **_table_options(options))
         words = ["impute", *given.words, "--output=run", "--no-report", "--progress=json",
-                 prior_option(prior, directory), f"--imputations={m}", f"--chains={chains}", f"--burn-in={burn_in}",
-                 f"--thin={thin}"]
-        words += [f"--{name}={value}" for name, value in (("seed", seed), ("jobs", jobs)) if value is not None]
-        words += ["--overimpute"] if options.get("overimpute") else []
+                 prior_option(prior, directory), f"--imputations={m}", f"--chains={chains}",
+                 *further({"burn_in": burn_in, "thin": thin, "seed": seed, "jobs": jobs}),
+                 *further({name: value for name, value in options.items() if name in _OF_IMPUTE})]
         try:
             with _bar(progress) as show:
                 _program.run(words, directory=directory, progress=show)
@@ -124,4 +128,4 @@ def impute(data: Any, m: int = 20, seed: int | None = None, *, log: Names = (), 
 
 def _table_options(options: Mapping[str, Any]) -> dict[str, Any]:
     """Those that ``check`` knows, too."""
-    return {name: value for name, value in options.items() if name != "overimpute"}
+    return {name: value for name, value in options.items() if name not in _OF_IMPUTE}
