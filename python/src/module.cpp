@@ -19,7 +19,7 @@
 #include "ullage/host/base/error.h"
 #include "ullage/host/run/completed_tables.h"
 #include "ullage/host/run/run_record.h"
-#include "write_csv.h"
+#include "ullage/host/table/write_columns.h"
 
 namespace nb = nanobind;
 
@@ -45,16 +45,16 @@ struct Column {
     bool has_words = false;
 
     [[nodiscard]] std::size_t rows() const { return values ? values->shape(0) : whole->shape(0); }
-    [[nodiscard]] Cells cells(std::size_t rows) const {
+    [[nodiscard]] host::Cells cells(std::size_t rows) const {
         if (has_words) {
             const auto places = span_of(*whole, rows);
             for (const std::int64_t place : places) {
                 if (place >= static_cast<std::int64_t>(words.size())) throw nb::value_error("a place has no word");
             }
-            return Words{places, words};
+            return host::Words{places, words};
         }
         if (whole) return span_of(*whole, rows);
-        Numbers numbers{span_of(*values, rows), {}, {}};
+        host::Numbers numbers{span_of(*values, rows), {}, {}};
         if (lower) numbers.lower = span_of(*lower, rows);
         if (upper) numbers.upper = span_of(*upper, rows);
         return numbers;
@@ -87,10 +87,10 @@ void write_table(const std::string &path, const std::vector<std::string> &names,
                  const std::vector<const Column *> &columns) {
     if (names.size() != columns.size() || columns.empty()) throw nb::value_error("one name is needed for each column");
     const std::size_t rows = columns.front()->rows();
-    std::vector<Cells> cells;
+    std::vector<host::Cells> cells;
     for (const Column *column : columns) cells.push_back(column->cells(rows));
     const nb::gil_scoped_release release;
-    write_csv(path, names, cells, rows);
+    host::write_columns(path, names, cells, rows);
 }
 
 /** A vector as an array that owns it. */

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Formatting blocks of rows side by side and writing them in their order.
 
-#include "write_csv.h"
+#include "ullage/host/table/write_columns.h"
 
 #include <algorithm>
 #include <charconv>
@@ -15,7 +15,7 @@
 #include "ullage/host/base/csv_quoting.h"
 #include "ullage/host/base/error.h"
 
-namespace ullage::python {
+namespace ullage::host {
 namespace {
 
 constexpr std::size_t kBlockRows = 1U << 14U;
@@ -73,16 +73,16 @@ std::string block_text(const std::vector<Cells> &columns, std::size_t begin, std
 
 std::string header(const std::vector<std::string> &names) {
     std::string text;
-    for (const std::string &name : names) text += host::quote_cell(name, ",;\t|") + ',';
+    for (const std::string &name : names) text += quote_cell(name, ",;\t|") + ',';
     text.back() = '\n';
     return text;
 }
 
 }  // namespace
 
-void write_csv(const std::string &path, const std::vector<std::string> &names, const std::vector<Cells> &columns,
-               std::size_t rows) {
-    const auto fail = [&] { throw host::Error(host::Fault::cannot_create, path + " cannot be written"); };
+void write_columns(const std::string &path, const std::vector<std::string> &names, const std::vector<Cells> &columns,
+                   std::size_t rows) {
+    const auto fail = [&] { throw Error(Fault::cannot_create, path + " cannot be written"); };
     const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "wb"), &std::fclose);
     if (!file) fail();
     const auto write = [&](const std::string &text) {
@@ -102,4 +102,4 @@ void write_csv(const std::string &path, const std::vector<std::string> &names, c
     if (std::fflush(file.get()) != 0) fail();
 }
 
-}  // namespace ullage::python
+}  // namespace ullage::host

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// Writing columns of arrays as the CSV table that the program reads.
+// Writing columns of arrays, as Python and R have them, as the CSV table that the program reads.
 
-#ifndef ULLAGE_PYTHON_WRITE_CSV_H
-#define ULLAGE_PYTHON_WRITE_CSV_H
+#ifndef ULLAGE_HOST_TABLE_WRITE_COLUMNS_H
+#define ULLAGE_HOST_TABLE_WRITE_COLUMNS_H
 
 #include <cstddef>
 #include <cstdint>
@@ -12,7 +12,7 @@
 #include <variant>
 #include <vector>
 
-namespace ullage::python {
+namespace ullage::host {
 
 /** Numbers; where one is NaN, the cell says what the limits say: NaN there is an open end. */
 struct Numbers {
@@ -36,11 +36,11 @@ using Cells = std::variant<Numbers, WholeNumbers, Words>;
  * @param path   of a file that is written anew
  * @param names  of the columns
  * @param rows   of each of the columns
- * @throws host::Error  cannot_create if the file cannot be written
+ * @throws Error  cannot_create if the file cannot be written
  */
-void write_csv(const std::string &path, const std::vector<std::string> &names, const std::vector<Cells> &columns,
-               std::size_t rows);
+void write_columns(const std::string &path, const std::vector<std::string> &names, const std::vector<Cells> &columns,
+                   std::size_t rows);
 
-}  // namespace ullage::python
+}  // namespace ullage::host
 
 #endif
