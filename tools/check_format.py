@@ -14,7 +14,7 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
-FOLDERS = ("include", "src", "host", "cli", "tests", "bench", "fuzz", "examples", "python")
+FOLDERS = ("include", "src", "host", "cli", "tests", "bench", "fuzz", "examples", "python", "r")
 VERSION = "14"
 
 

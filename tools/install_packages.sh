@@ -12,16 +12,18 @@ packages() {
         program) packages engine; echo libboost-dev libcli11-dev libcsv-dev libeigen3-dev libfmt-dev librandom123-dev \
                                        libreadstat-dev libssl-dev libutfcpp-dev nlohmann-json3-dev ;;
         python) packages program; echo python3 python3-dev python3-venv ;;
+        r) packages program; echo make pkgconf r-base-core r-cran-cli r-cran-cpp11 r-cran-generics r-cran-jsonlite r-cran-processx ;;
         examples) packages engine; echo pkgconf libboost-dev libeigen3-dev librandom123-dev liblapacke-dev libblas-dev ;;
-        test) packages program; packages examples
-              echo binutils chromium clang-format libgtest-dev locales python3 python3-dev python3-venv r-base-core r-cran-haven r-cran-mice \
-                   r-cran-mitml r-cran-posterior ;;
+        test) packages program; packages r; packages examples
+              echo binutils chromium clang-format libgtest-dev locales python3 python3-dev python3-venv
+              echo r-cran-broom r-cran-data.table r-cran-haven r-cran-knitr r-cran-mice r-cran-mitml r-cran-mitools \
+                   r-cran-posterior r-cran-rmarkdown r-cran-survival r-cran-testthat r-cran-tibble r-cran-tidyr r-cran-withr ;;
         check) packages test; packages fuzz ;;
         bench) packages program; echo libbenchmark-dev python3 ;;
         fuzz) packages engine; echo clang libclang-rt-14-dev ;;
         format) echo clang-format python3 ;;
         tidy) packages program; echo clang clang-tidy ;;
-        *) echo "install_packages.sh: unknown purpose '$1'; known are engine, program, python, examples, test, check, bench," \
+        *) echo "install_packages.sh: unknown purpose '$1'; known are engine, program, python, r, examples, test, check, bench," \
                 "fuzz, format, tidy" >&2; exit 64 ;;
     esac
 }
