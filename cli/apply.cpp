@@ -142,6 +142,7 @@ int count_imputations(const ApplyOptions &apply, const host::RunRecord &record) 
 /** The files of the completed tables, where nothing is that they would replace. */
 host::ResultDirectory open_directory(const Options &options, const std::vector<std::string> &names) {
     const std::string &output = options.apply.output;
+    if (output == "-") throw Error(Fault::usage, "apply writes a file for each imputation: give -o a directory");
     if (std::filesystem::exists(host::path_in(output, host::kRecordName))) {
         throw Error(Fault::cannot_create, output + " holds the results of a run; give another directory");
     }

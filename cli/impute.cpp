@@ -55,6 +55,10 @@ host::ImputeSettings settings_of(const ImputeOptions &options, const host::Model
     settings.seed = options.seed ? *options.seed : std::random_device()() & 0x7fffffffU;
     if (options.burn_in) settings.burn_in = *options.burn_in;
     if (options.thin) settings.thin = *options.thin;
+    settings.sweeps = options.sweeps;
+    if (settings.sweeps && model.mixture) {
+        throw Error(Fault::usage, "--sweeps: the cells of a mixture are drawn once in an iteration; leave it out");
+    }
     const int processors = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
     settings.jobs = options.jobs > 0 ? options.jobs : processors;
     if (options.chain) settings.only = *options.chain - 1;
@@ -295,8 +299,10 @@ void finish(const Options &options, host::ResultDirectory &directory, const host
 
 void write_part(const Options &options, host::ResultDirectory &directory, const Run &run, Drawn drawn) {
     host::write_chain_part(directory.file(host::kPartName), run.settings, drawn.imputations);
+    host::RunRecord record = describe(options, run, run.settings.thin, drawn.seconds);
+    record.most_sweeps = std::ranges::max(drawn.imputations.sweeps);
     drawn.imputations = {};
-    finish(options, directory, describe(options, run, run.settings.thin, drawn.seconds));
+    finish(options, directory, record);
     say(options, fmt::format("chain {} of {} in {:.1f} s; ullage gather puts {} and the others together",
                              *options.impute.chain, options.impute.chains, drawn.seconds, options.impute.output));
 }

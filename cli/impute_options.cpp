@@ -134,6 +134,9 @@ void add_imputation_options(CLI::App &command, ImputeOptions &impute) {
         "iterations between two imputations of a chain (default: 50, where words are hidden or for mixtures 200; more "
         "with few imputations)",
         1);
+    add_length(
+        "--sweeps", impute.sweeps,
+        "draws in each iteration of cells that are drawn one at a time (default: chosen at the end of the burn-in)", 1);
     add_count("--chains", impute.chains, "independent chains", 1);
     command
         .add_option_function<std::string>(

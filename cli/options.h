@@ -31,6 +31,7 @@ struct ImputeOptions {
     std::optional<std::uint64_t> seed;  ///< chosen, printed and recorded if not given
     std::optional<int> burn_in;         ///< iterations of each chain before the first imputation, at least 0
     std::optional<int> thin;            ///< iterations between two imputations of a chain, at least 1
+    std::optional<int> sweeps;          ///< of an iteration over cells that are drawn one at a time; none chooses them
     int chains = 4;                     ///< at least 1
     std::optional<int> chain;           ///< the one of them, from 1, that is run; none for all
     int jobs = 0;                       ///< worker processes; 0 for one per processor

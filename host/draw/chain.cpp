@@ -73,6 +73,7 @@ Chain::Chain(const ModelTable &model, std::uint64_t seed, std::uint64_t number, 
       number_(number),
       team_(&team),
       blocks_(share_of(work_of_blocks(model), team.number(), team.size())),
+      sweeps_(model.blocks.size(), 1),
       random_({seed, StreamPurpose::start, number, 0, 0}) {
     for (std::size_t block = blocks_.first; block < blocks_.second; ++block) {
         const std::vector<std::int32_t> &rows = model.blocks[block].rows;
@@ -210,7 +211,9 @@ void Chain::draw_cells(std::size_t block) {
     const Parameters &parameters = parameters_[rows.level];
     random_.restart({seed_, StreamPurpose::cells, number_, iteration_, block});
     try {
-        engine_.impute(group_of(block), parameters.mean, parameters.covariance, random_);
+        for (int sweep = 0; sweep < sweeps_[block]; ++sweep) {
+            engine_.impute(group_of(block), parameters.mean, parameters.covariance, random_);
+        }
     } catch (const EngineError &error) {
         throw no_draw(model_, rows.rows, model_.levels[rows.level], iteration_, number_, error);
     }

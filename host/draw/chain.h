@@ -55,6 +55,10 @@ public:
     /** @throws Error  data if the completed rows or the parameters have become unusable: which columns, and why */
     void iterate();
 
+    /** From now on draw the cells of each block so often in an iteration, given the same parameters.
+     * @param sweeps  one per block of the table, at least 1 */
+    void set_sweeps(std::vector<int> sweeps) { sweeps_ = std::move(sweeps); }
+
     /** Rows that broke the rules in the last iteration, of each level, in the mean of its sweeps; none without rules.
      */
     [[nodiscard]] std::span<const double> refused() const { return refused_; }
@@ -97,6 +101,7 @@ private:
     Team *team_;
     std::pair<std::size_t, std::size_t> blocks_;  ///< of this member: from first up to, and not including, second
     std::uint64_t iteration_ = 0;
+    std::vector<int> sweeps_;  // of each block
     EngineSession engine_;
     RandomStream random_;
     std::vector<Parameters> parameters_;

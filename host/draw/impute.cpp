@@ -11,6 +11,7 @@
 
 #include "ullage/host/base/error.h"
 #include "ullage/host/draw/mixture_chain.h"
+#include "ullage/host/draw/sweeps.h"
 #include "ullage/host/draw/worker.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/numbers/moments.h"
@@ -57,6 +58,26 @@ void append_draws(const ModelTable &model, const MixtureChain &chain, std::vecto
     }
 }
 
+// Whether words are hidden, whose variables move in smaller steps.
+bool has_hidden_words(const ModelTable &model) {
+    for (std::size_t c = 0; c < model.table->columns.size(); ++c) {
+        if (model.table->columns[c].holds_words() && model.variables.columns[c].is_latent) return true;
+    }
+    return false;
+}
+
+// Iterations between two imputations of a chain, of twenty from four chains.
+int usual_thin(const ModelTable &model) {
+    return model.mixture || has_hidden_words(model) ? 200 : ImputeSettings().thin;
+}
+
+// The sweeps of each block from the end of the burn-in on. They don't depend on the thinning, so that chains which
+// imputations are taken from more rarely are the same chains.
+std::vector<int> choose_sweeps(const ModelTable &model, const Chain &chain, const ImputeSettings &settings) {
+    if (settings.sweeps) return std::vector<int>(model.blocks.size(), *settings.sweeps);
+    return needed_sweeps(model, chain.parameters(), usual_thin(model));
+}
+
 // The iterations of one chain that follow those which are done, in one process of its team. The first member speaks: it
 // sends the results.
 template <typename AnyChain>
@@ -64,6 +85,13 @@ void run_round(AnyChain &chain, const ModelTable &model, const ImputeSettings &s
                FrameWriter &writer, bool speaks) {
     std::vector<double> numbers;
     for (int iteration = done + 1; iteration <= settings.total(); ++iteration) {
+        if constexpr (requires { chain.set_sweeps({}); }) {
+            if (iteration == settings.burn_in + 1 && !model.blocks.empty()) {
+                std::vector<int> sweeps = choose_sweeps(model, chain, settings);
+                if (speaks) writer.write(FrameKind::sweeps, static_cast<std::uint32_t>(std::ranges::max(sweeps)));
+                chain.set_sweeps(std::move(sweeps));
+            }
+        }
         chain.iterate();
         const int kept = iteration - settings.burn_in;
         if (kept > 0 && speaks) {
@@ -131,6 +159,7 @@ void check_settings(const ImputeSettings &settings) {
     at_least("the number of imputations", settings.imputations, 1);
     at_least("the burn-in", settings.burn_in, 0);
     at_least("the thinning", settings.thin, 1);
+    if (settings.sweeps) at_least("the number of sweeps", *settings.sweeps, 1);
     at_least("the number of chains", settings.chains, 1);
     at_least("the number of jobs", settings.jobs, 1);
     if (settings.only && (*settings.only < 0 || *settings.only >= settings.chains)) {
@@ -147,15 +176,8 @@ ImputeSettings default_settings(const ModelTable &model, int imputations, int ch
     const int usual = settings.per_chain();
     settings.imputations = imputations;
     settings.chains = chains;
-    for (std::size_t c = 0; c < model.table->columns.size(); ++c) {
-        if (!model.table->columns[c].holds_words() || !model.variables.columns[c].is_latent) continue;
-        settings.burn_in = 1000;
-        settings.thin = 200;
-    }
-    if (model.mixture) {
-        settings.burn_in = 1000;
-        settings.thin = 200;
-    }
+    settings.thin = usual_thin(model);
+    if (settings.thin > ImputeSettings().thin) settings.burn_in = 1000;
     if (imputations < 1 || chains < 1) return settings;  // impute() says so
     const int own = settings.per_chain();
     if (own < usual) settings.thin = (settings.thin * usual + own - 1) / own;
@@ -193,6 +215,7 @@ Imputations impute(const ModelTable &model, const ImputeSettings &given,
     const std::size_t members = team_size(model, settings);
     std::vector<std::int64_t> done(chains);
     result.refused_rows.resize(chains);
+    result.sweeps.assign(chains, 1);
     std::int64_t all_done = 0;
     const auto first = static_cast<std::size_t>(settings.only.value_or(0));
     const std::size_t count = settings.only ? 1 : chains;
@@ -216,6 +239,8 @@ Imputations impute(const ModelTable &model, const ImputeSettings &given,
             } else if (frame.head.kind == FrameKind::parameters) {
                 const std::vector<double> numbers = frame.numbers();
                 result.draws[chain].insert(result.draws[chain].end(), numbers.begin(), numbers.end());
+            } else if (frame.head.kind == FrameKind::sweeps) {
+                result.sweeps[chain] = static_cast<int>(frame.head.argument);
             } else if (frame.head.kind == FrameKind::refused) {
                 const std::vector<double> numbers = frame.numbers();
                 std::vector<double> &sums = result.refused_rows[chain];

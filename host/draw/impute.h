@@ -28,7 +28,9 @@ struct ImputeSettings {
     int chains = 4;        ///< at least 1
     int jobs = 1;          ///< processes that draw at a time, at least 1: chains, and where there are more, teams of
                            ///< them for each chain of a large table; no result depends on it
-    std::optional<int> only = {};  ///< the one of the chains, from 0, that is run; all if there is none
+    std::optional<int> sweeps = {};  ///< of an iteration over the cells of a row that are drawn one at a time, at
+                                     ///< least 1; chosen by each chain at the end of its burn-in if not given
+    std::optional<int> only = {};    ///< the one of the chains, from 0, that is run; all if there is none
 
     /** Imputations that each chain is run for: imputation i is the (i / chains)-th of chain i % chains, from 0. */
     [[nodiscard]] int per_chain() const { return (imputations + chains - 1) / chains; }
@@ -63,6 +65,8 @@ struct Imputations {
     int thin = 0;
     /** Rows that broke the rules, per chain and level, summed over the iterations that count; none without rules. */
     std::vector<std::vector<double>> refused_rows;
+    /** For each chain the most sweeps of an iteration that it chose; 1 for mixtures. */
+    std::vector<int> sweeps;
     /** For each level the share of the rows of the normal distribution that break the rules, over the iterations that
      * count; none without rules. */
     std::vector<double> refused;

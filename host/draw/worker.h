@@ -18,12 +18,12 @@
 namespace ullage::host {
 
 /** What a frame holds. */
-enum class FrameKind : std::uint32_t { progress, parameters, refused, imputation, rest, failure, end };
+enum class FrameKind : std::uint32_t { progress, parameters, sweeps, refused, imputation, rest, failure, end };
 
 /** The head of a frame; its bytes follow. Both ends run the same program on the same machine. */
 struct FrameHead {
     FrameKind kind;
-    std::uint32_t argument;  ///< iterations done; index of an imputation; a Fault
+    std::uint32_t argument;  ///< iterations done; sweeps; index of an imputation; a Fault
     std::uint64_t size;      ///< bytes that follow
 };
 

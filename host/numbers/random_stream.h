@@ -14,7 +14,7 @@
 namespace ullage::host {
 
 /** Goes up whenever the same seed would give other results; recorded with every run. */
-inline constexpr std::uint32_t kStreamVersion = 4;
+inline constexpr std::uint32_t kStreamVersion = 5;
 /** Part of every key; goes up with kStreamVersion where all numbers are to change. */
 inline constexpr std::uint32_t kKeyVersion = 2;
 

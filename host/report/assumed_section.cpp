@@ -109,9 +109,12 @@ std::string what_was_assumed(const RunRecord &record, bool has_bounded_cells) {
     }
     items.push_back(fmt::format(
         "Computation: Bayesian data augmentation in {}, each from a start of its own; {} that did not count, then an "
-        "imputation every {}.",
+        "imputation every {}{}.",
         count_words(record.chains, "chain"), count_words(record.burn_in, "iteration"),
-        record.thin == 1 ? "iteration" : fmt::format("{} iterations", record.thin)));
+        record.thin == 1 ? "iteration" : fmt::format("{} iterations", record.thin),
+        record.most_sweeps == 1 ? std::string()
+                                : fmt::format("; cells that are drawn one at a time were drawn up to {} times in each",
+                                              record.most_sweeps)));
     return list(items);
 }
 

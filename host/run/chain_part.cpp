@@ -32,6 +32,7 @@ std::string common_text(RunRecord record) {
     record.convergence.clear();
     record.files.clear();
     record.chain.reset();
+    record.most_sweeps = 1;
     record.seconds = 0.0;
     record.jobs = 1;
     for (RunLevel &level : record.levels) level.refused = std::numeric_limits<double>::quiet_NaN();
@@ -148,6 +149,7 @@ Imputations gather_chain_parts(const std::vector<ChainPart> &parts, const ModelT
         file.need(static_cast<double>(draws + refused) + static_cast<double>(own) * static_cast<double>(cells));
         result.draws.push_back(file.read(draws));
         result.refused_rows.push_back(file.read(refused));
+        result.sweeps.push_back(parts[chain].record.most_sweeps);
         for (std::size_t i = chain; i < imputations; i += parts.size()) result.values.put(i, file.read(cells));
     }
     result.find_shares(model, settings);

@@ -291,6 +291,8 @@ void describe(Members &&top, Record &record) {
             members.count("max_iterations", until.max_iterations, 1, kMostCount);
             members.flag("converged", until.converged);
         });
+        settings.count_if_known("sweeps", record.sweeps, 1, kMostCount);
+        settings.count_unless(1, "most_sweeps", record.most_sweeps, 1, kMostCount);
         settings.count("block_rows", record.block_rows, 1, kMostCount);
         settings.text("prior", record.prior);
         settings.count_unless(std::size_t{1}, "components", record.components, 1, kMostComponents);
@@ -503,6 +505,7 @@ RunRecord describe_run(const ModelTable &model, const ImputeSettings &settings) 
     record.burn_in = settings.burn_in;
     record.thin = settings.thin;
     record.iterations = settings.total();
+    record.sweeps = settings.sweeps;
     record.block_rows = kBlockRows;
     record.components = model.component_count();
     record.jobs = settings.jobs;

@@ -110,6 +110,8 @@ struct RunRecord {
     int thin = 0;
     int iterations = 0;  ///< of each chain, with those of the burn-in
     std::optional<UntilConverged> until_converged = {};
+    std::optional<int> sweeps;  ///< of an iteration, if they were given
+    int most_sweeps = 1;        ///< of a chain, as it chose them
     std::int64_t block_rows = 0;
     std::string prior;           ///< as the user wrote it
     std::size_t components = 1;  ///< of a mixture; 1 is one normal distribution

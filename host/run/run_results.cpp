@@ -75,6 +75,7 @@ RunResults gather_results(RunRecord record, const ModelTable &model, const Imput
     for (const HiddenCell &cell : model.hidden->cells) {
         tables.columns[static_cast<std::size_t>(cell.column)].hidden.push_back(cell.row);
     }
+    record.most_sweeps = imputations.sweeps.empty() ? 1 : std::ranges::max(imputations.sweeps);
     results.bounds = find_bounded_cells(table, *model.hidden);
     results.record = std::move(record);
     for (std::size_t level = 0; level < imputations.refused.size(); ++level) {

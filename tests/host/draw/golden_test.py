@@ -61,6 +61,17 @@ def ordered(j, value, numbers):
     return "" if numbers.uniform() < 0.3 else f"{value + 4 * j:.3f}"
 
 
+def close(j, value, numbers):
+    """Two columns that nearly follow from each other; where the second is missing, the first is below a limit."""
+    if j == 0:
+        close.value = value
+        close.hidden = value < 4.7
+        return "<4.7" if close.hidden else str(value)
+    if j == 1:
+        return "" if close.hidden else f"{close.value + numbers.bell() / 200:.4f}"
+    return str(value)
+
+
 def cells_ordered(j, value, numbers):
     return "<x0" if j == 1 and numbers.uniform() < 0.2 else f"{value - 9 * (j == 1):.3f}"
 
@@ -73,6 +84,7 @@ RUNS = {
     "rules": (table(60, 4, 9, ordered), ("-m", "2", "--chains", "2", "--burn-in", "25", "--thin", "5",
                                           "--order", "x0<x1<x2", "--lower", "x0=2", "--carry", "site")),
     "cells in order": (table(60, 3, 4, cells_ordered), SHORT),
+    "close": (table(90, 3, 11, close), ("-m", "3", "--chains", "2", "--burn-in", "60", "--thin", "5", "--carry", "site")),
     "levels": (table(90, 3, 5, missing(0.2)), (*SHORT[:-2], "--by", "site", "--prior", "ridge=2")),
     "blocks": (table(13000, 3, 6, missing(0.4)), ("-m", "1", "--chains", "1", "--burn-in", "2", "--thin", "1", "--carry", "site")),
     "16 columns": (table(90, 16, 7, missing(0.1)), SHORT),

@@ -154,6 +154,23 @@ class Apply(unittest.TestCase):
                 self.check_share(grades.count("low") / count, law.cdf(0), count, "grade low")
                 self.check_share(grades.count("mid") / count, law.cdf(1) - law.cdf(0), count, "grade mid")
 
+    def test_imputations_are_independent(self):
+        # y is close to x: where both cells are hidden and one is bounded, they are drawn one at a time.
+        draw = random.Random(4)
+        pairs = [(x, x + draw.gauss(0, 0.15)) for x in (draw.gauss(0, 1) for _ in range(200))]
+        (self.path / "close.csv").write_text("x,y\n" + "".join(f"{x:.4f},{y:.4f}\n" for x, y in pairs))
+        code, _, err = self.run_program("impute", "close.csv", "-o", "close", "-m", "3", "--chains", "1", "--burn-in", "20",
+                                        "--thin", "10", "--seed", "5", "--no-report", "--quiet")
+        self.assertEqual(code, 0, err)
+        count = 1000
+        code, err = self.apply("x,y\n" + "0.1,\n<9,\n" * count, "alike", run="close")
+        self.assertEqual(code, 0, err)
+        columns = [[float(v) for v in self.column("alike", k, "y")] for k in (1, 2, 3)]
+        for first in (0, 1):  # rows that are drawn at once, and rows that need sweeps
+            for a, b in ((0, 1), (1, 2)):
+                found = statistics.correlation(columns[a][first::2], columns[b][first::2])
+                self.assertLess(abs(found), 4.5 / math.sqrt(count), (first, a, b))
+
     def assert_same_mean(self, got, expected, what):
         variance = statistics.variance(got) / len(got) + statistics.variance(expected) / len(expected)
         self.assertLess(abs(statistics.fmean(got) - statistics.fmean(expected)), 4.5 * math.sqrt(variance) + 1e-12, what)
@@ -234,6 +251,7 @@ class Apply(unittest.TestCase):
         self.assertIn("the word is hidden", err)
         for words, code, expected in ((("fine.csv", "-o", "run"), 73, "another directory"),
                                       (("fine.csv", "-o", "out", "-m", "5"), 64, "for 4 imputations"),
+                                      (("fine.csv", "-o", "-"), 64, "a directory"),
                                       (("nowhere.csv", "-o", "out"), 66, "nowhere.csv")):
             got, _, err = self.run_program("apply", "run", *words)
             self.assertEqual(got, code, err)
