@@ -15,6 +15,7 @@
 #include "text_table.h"
 #include "ullage/host/answer/diagnostics.h"
 #include "ullage/host/base/output_file.h"
+#include "ullage/host/base/words.h"
 #include "ullage/host/model/parameter_names.h"
 #include "ullage/host/run/write_table.h"
 
@@ -22,6 +23,7 @@ namespace ullage::cli {
 namespace {
 
 constexpr std::size_t kMostParameters = 40;  // in the text; JSON has them all
+constexpr std::size_t kMostColumns = 8;      // whose cells are told
 constexpr std::array<const char *, 4> kKinds = {"mean", "variance", "correlation", "mixture"};
 
 std::string fixed(double number, int digits) {
@@ -59,6 +61,12 @@ std::string in_words(const host::RunRecord &record, const host::Diagnosis &diagn
         }
         text += worst.weights.empty() ? "\n" : ")\n";
     }
+    for (std::size_t i = 0; i < std::min(kMostColumns, diagnosis.cells.size()); ++i) {
+        const host::CellAutocorrelation &cells = diagnosis.cells[i];
+        text += fmt::format("{}{} {} ({})", i == 0 ? "autocorrelation of hidden cells at --thin: " : ", ", cells.column,
+                            fixed(cells.autocorrelation, 2), host::count_of(cells.cells, "cell"));
+    }
+    if (!diagnosis.cells.empty()) text += diagnosis.cells.size() > kMostColumns ? ", ...\n" : "\n";
     if (diagnosis.needed > 0) {
         text += fmt::format(
             "imputations: {}; {} for the largest FMI of a mean, {:.3f}; {} for the upper end of its 95% "
@@ -93,6 +101,15 @@ nlohmann::ordered_json as_json(const host::Diagnosis &diagnosis) {
         for (const host::MeanWeight &weight : worst.weights) weights[weight.variable] = weight.weight;
         json["worst_combinations"].push_back(
             {{"level", worst.level}, {"fmi", number_or_null(worst.fmi)}, {"weights", std::move(weights)}});
+    }
+    json["cells"] = nlohmann::ordered_json::array();
+    for (const host::CellAutocorrelation &cells : diagnosis.cells) {
+        json["cells"].push_back({{"column", cells.column},
+                                 {"beside", cells.beside},
+                                 {"cells", cells.cells},
+                                 {"autocorrelation_thin", number_or_null(cells.autocorrelation)},
+                                 {"error", number_or_null(cells.error)},
+                                 {"bad", host::keep_too_much(cells)}});
     }
     const auto count_or_null = [](int count) {
         return count > 0 ? nlohmann::ordered_json(count) : nlohmann::ordered_json(nullptr);

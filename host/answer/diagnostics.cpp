@@ -217,6 +217,20 @@ void add_warnings(const RunRecord &record, Diagnosis &diagnosis) {
     }
 }
 
+/** Cells that resemble those of the imputation before. */
+void warn_of_slow_cells(const RunRecord &record, Diagnosis &diagnosis) {
+    if (diagnosis.cells.empty() || !keep_too_much(diagnosis.cells.front())) return;
+    const CellAutocorrelation &worst = diagnosis.cells.front();
+    // As if each of the iterations kept the same share, down to 5%. So few draws of a cell show less than is the case.
+    const double factor = std::ceil(std::log(0.05) / std::log(std::min(worst.autocorrelation, 0.97)));
+    diagnosis.warnings.push_back(fmt::format(
+        "imputations of one chain resemble each other: {} of column {} keep {:.0f}% or more of where they are from one "
+        "to the next{}; run again with --thin {:.0f}",
+        count_of(worst.cells, "hidden cell"), quote(worst.column), 100.0 * worst.autocorrelation,
+        worst.beside.empty() ? std::string() : ", hidden beside " + list_of(worst.beside),
+        std::max(4.0, factor) * record.thin));
+}
+
 /** The range of the observed values of a column, and the shares of the drawn ones below 0 and above 1. */
 struct Reach {
     double least = kOpen;
@@ -333,8 +347,13 @@ Diagnosis diagnose(const RunRecord &record, const ParameterDraws &draws, const C
                          return first > second;
                      });
     add_warnings(record, diagnosis);
-    if (tables != nullptr) warn_of_impossible_draws(record, *tables, diagnosis);
-    diagnosis.bad = diagnosis.imputations < diagnosis.needed || diagnosis.parameters.front().bad;
+    if (tables != nullptr) {
+        diagnosis.cells = cell_autocorrelations(record, *tables);
+        warn_of_slow_cells(record, diagnosis);
+        warn_of_impossible_draws(record, *tables, diagnosis);
+    }
+    const bool has_slow_cells = !diagnosis.cells.empty() && keep_too_much(diagnosis.cells.front());
+    diagnosis.bad = diagnosis.imputations < diagnosis.needed || diagnosis.parameters.front().bad || has_slow_cells;
     return diagnosis;
 }
 

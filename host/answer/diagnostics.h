@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "ullage/host/answer/cell_autocorrelation.h"
 #include "ullage/host/numbers/convergence.h"
 #include "ullage/host/run/completed_tables.h"
 #include "ullage/host/run/parameter_file.h"
@@ -59,13 +60,14 @@ struct WorstCombination {
 struct Diagnosis {
     std::vector<ParameterDiagnosis> parameters;  ///< the worst first
     std::vector<WorstCombination> worst;         ///< one per level
+    std::vector<CellAutocorrelation> cells;      ///< the worst of each column first
     int imputations = 0;                         ///< that there are
     double largest_fmi = 0.0;                    ///< of all means; NaN with fewer than 2 imputations
     int needed = 0;                              ///< imputations by the quadratic rule at largest_fmi; 0 if unknown
     double upper_fmi = 0.0;             ///< upper end of the 95% interval of largest_fmi, which the two-stage rule uses
     int recommended = 0;                ///< imputations by the two-stage rule: at upper_fmi, 0 if unknown
     std::vector<std::string> warnings;  ///< in words with advice; empty if all is well
-    bool bad = false;                   ///< a parameter is bad, or there are fewer imputations than needed
+    bool bad = false;  ///< a parameter is bad, cells keep too much, or there are fewer imputations than needed
 };
 
 /** Coefficient of variation of a standard error that repeated imputation may have. */

@@ -138,6 +138,23 @@ std::string table_of_worst(const Diagnosis &diagnosis, double least, int thin) {
                       rows);
 }
 
+/** Of each column the hidden cells that resemble most those of the imputation before. */
+std::string table_of_cells(const Diagnosis &diagnosis, int thin) {
+    if (diagnosis.cells.empty()) return "";
+    std::vector<std::vector<Cell>> rows;
+    for (std::size_t i = 0; i < std::min(kMostParameters, diagnosis.cells.size()); ++i) {
+        const CellAutocorrelation &cells = diagnosis.cells[i];
+        rows.push_back({{cells.column},
+                        {cells.beside.empty() ? std::string("several") : join_names(cells.beside)},
+                        {fmt::format("{}", cells.cells)},
+                        {fixed(cells.autocorrelation, 2), keep_too_much(cells)},
+                        {fixed(cells.error, 2)}});
+    }
+    return make_table("Hidden cells that resemble most those of the imputation before",
+                      {"Column", "Hidden beside", "Cells", fmt::format("Autocorrelation at lag {}", thin), "Error"},
+                      rows, 2);
+}
+
 std::string chain_keys(int chains) {
     std::vector<std::pair<std::string, std::string>> keys;
     for (int chain = 1; chain <= std::min(chains, 4); ++chain) {
@@ -157,7 +174,7 @@ std::string whether_it_converged(const RunRecord &record, const Diagnosis &diagn
                            "Parameters are the means, variances and correlations on the scale of the model. R-hat "
                            "compares the chains with each other and is 1 when they agree; the effective number is that "
                            "of independent draws that would tell as much.") +
-                       table_of_worst(diagnosis, least, record.thin);
+                       table_of_worst(diagnosis, least, record.thin) + table_of_cells(diagnosis, record.thin);
     std::string traces;
     std::string autocorrelations;
     for (std::size_t i = 0; i < std::min(kMostTraces, diagnosis.parameters.size()); ++i) {

@@ -186,6 +186,54 @@ TEST(Diagnose, ShortChainsCannotBeJudged) {
     EXPECT_TRUE(std::isnan(find(diagnosis, "mean(a)").autocorrelation_thin)) << "the lag is beyond the chain";
 }
 
+TEST(CellAutocorrelations, AreOfCellsThatAreHiddenBesideOthers) {
+    constexpr std::size_t imputations = 40;
+    RunRecord record;
+    record.chains = 4;
+    record.thin = 10;
+    CompletedTables tables;
+    tables.rows = 300;
+    tables.imputations = imputations;
+    tables.model = {0, 1, 2};
+    RandomStream random({12, StreamPurpose::start, 1, 0, 0});
+    // a is hidden alone in the first hundred rows, where it hardly moves; a and b in the second, and all in the third.
+    const double kept[3][3] = {{0.99, 0.6, 0.0}, {0.0, 0.0, 0.3}, {0.0, 0.0, 0.0}};
+    for (std::size_t c = 0; c < 3; ++c) {
+        CompletedColumn column{std::string(1, static_cast<char>('a' + c)), std::vector<double>(300, 0.0), {}, {}};
+        for (std::size_t row = 100 * c; row < 300; ++row) column.hidden.push_back(static_cast<std::int32_t>(row));
+        std::vector<std::vector<double>> draws(imputations);
+        for (std::size_t k = 0; k < imputations; ++k) {
+            for (const std::int32_t row : column.hidden) {
+                const double share = kept[c][row / 100];
+                double draw = 5.0 + std::sqrt(1.0 - share * share) * random.normal();
+                if (k < 4) draw = 5.0 + random.normal();
+                if (k >= 4) draw += share * (draws[k - 4][draws[k].size()] - 5.0);
+                draws[k].push_back(1e200 * draw);
+            }
+            for (double &draw : draws[k]) draw /= 1e200;
+        }
+        column.imputed.held() = draws;
+        tables.columns.push_back(std::move(column));
+    }
+    const std::vector<CellAutocorrelation> cells = cell_autocorrelations(record, tables);
+    ASSERT_EQ(cells.size(), 3U);
+    EXPECT_EQ(cells[0].column, "a");
+    EXPECT_EQ(cells[0].beside, std::vector<std::string>{"b"});
+    EXPECT_EQ(cells[0].cells, 100U);
+    // Less than 0.6, as the means and deviations of the cells are of few draws.
+    EXPECT_NEAR(cells[0].autocorrelation, 0.55, 0.05);
+    EXPECT_TRUE(keep_too_much(cells[0]));
+    EXPECT_EQ(cells[1].column, "b");
+    EXPECT_EQ(cells[1].beside, (std::vector<std::string>{"a", "c"}));
+    EXPECT_NEAR(cells[1].autocorrelation, 0.27, 0.06);
+    EXPECT_EQ(cells[2].column, "c");
+    EXPECT_NEAR(cells[2].autocorrelation, 0.0, 4.0 * cells[2].error);
+    EXPECT_LT(cells[2].error, 0.05);
+    EXPECT_FALSE(keep_too_much(cells[2]));
+    record.chains = 33;
+    EXPECT_TRUE(cell_autocorrelations(record, tables).empty());  // 7 pairs of imputations
+}
+
 TEST(Autocorrelation, OfAKnownSeries) {
     // 1, 2, 3, 4 about 2.5: the products at lag 1 are 0.75, -0.25 and 0.75, 1.25 / 3 on average, and the squares 5 / 4.
     EXPECT_NEAR(autocorrelation({{1, 2, 3, 4}}, 1), 1.0 / 3.0, 1e-15);

@@ -106,7 +106,7 @@ class Apply(unittest.TestCase):
 
     def column(self, folder, imputation, name):
         with open(self.path / folder / f"imputation_{imputation}.csv", newline="") as file:
-            return [row[name] for row in csv.DictReader(file, delimiter=";" if folder == "cut" else ",")]
+            return [row[name] for row in csv.DictReader(file, delimiter=";" if folder in ("cut", "high") else ",")]
 
     def normal(self, imputation, level, names, given):
         """Mean and deviation of the first of two variables given the other, in the draw of an imputation."""
@@ -212,6 +212,12 @@ class Apply(unittest.TestCase):
                 for word in ("north", "south", "west"):
                     self.assert_same_mean([float(v == word) for v in got["region"]], [float(v == word) for v in decided],
                                           word)
+
+    def test_a_limit_of_the_run_holds_where_it_matters(self):
+        code, err = self.apply("z;region;a;steps;b;site\n" + "0.3;;19.5;;;p\n" * 200, "high", run="ruled")
+        self.assertEqual(code, 0, err)
+        drawn = [float(v) for v in self.column("high", 1, "b")]
+        self.assertTrue(19.5 <= min(drawn) < max(drawn) <= 20, drawn)
 
     def test_parts_and_ways_of_reading_make_no_difference(self):
         head = "x,y,z,sex,grade,site\r\n"
