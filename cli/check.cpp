@@ -186,7 +186,9 @@ void note_refused(const host::Table &table, const host::HiddenCells &hidden, hos
         for (const double share : host::estimate_refused(model)) worst = std::fmax(worst, share);
     } catch (const host::Error &error) {
         if (error.fault() == host::Fault::interrupted) throw;
-        return;  // that the table cannot be modelled, and why, is for impute to say
+        notices.push_back(
+            {true, fmt::format("ullage impute would stop here, under its default prior: {}", error.what())});
+        return;
     }
     if (std::isnan(worst)) return;
     std::string text = fmt::format(

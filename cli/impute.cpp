@@ -29,6 +29,7 @@
 #include "ullage/host/base/output_file.h"
 #include "ullage/host/draw/overimpute.h"
 #include "ullage/host/model/model_table.h"
+#include "ullage/host/model/propriety.h"
 #include "ullage/host/report/report.h"
 #include "ullage/host/run/chain_part.h"
 #include "ullage/host/run/overimputation_file.h"
@@ -315,6 +316,9 @@ Run::Run(const Options &options)
       model(host::prepare_model(input.table, input.hidden, prior, options.components)),
       settings(settings_of(options.impute, model)),
       until(until_converged(options.impute, settings)) {
+    const host::Notices doubts = host::doubts_of_propriety(model);
+    say(options, doubts);
+    input.notices.insert(input.notices.end(), doubts.begin(), doubts.end());
     if (const auto format = stat_format(options.impute.format)) {
         host::check_stat_file(*format, input.table, static_cast<std::size_t>(options.impute.imputations));
     }

@@ -12,6 +12,7 @@
 #include "text_table.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/words.h"
+#include "ullage/host/model/prior.h"
 #include "ullage/host/table/closure.h"
 #include "ullage/host/table/column_notices.h"
 #include "ullage/host/table/read_stat_file.h"
@@ -57,7 +58,10 @@ void refuse_names_of_format(const host::Table &table, Format format) {
 
 Input load_input(const Options &options) {
     Input input;
-    input.table = host::read_table(host::read_input(options.input), options.read, input.notices);
+    host::ReadOptions read = options.read;
+    // A prior can tell what a column without a value does not, if the column is asked for.
+    read.keep_blank = host::parse_prior(options.impute.prior).kind == host::PriorChoice::Kind::file;
+    input.table = host::read_table(host::read_input(options.input), read, input.notices);
     host::apply_rules(input.table, options.rules, input.notices);
     say(options, input.notices);
     refuse_names_of_format(input.table, options.impute.format);

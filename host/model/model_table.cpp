@@ -14,6 +14,7 @@
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/model/marginal.h"
+#include "ullage/host/model/propriety.h"
 #include "ullage/host/numbers/moments.h"
 
 namespace ullage::host {
@@ -127,8 +128,9 @@ void check_known(const Column &column, const ColumnVariables &own, const Level &
     };
     if (std::ranges::none_of(rows, known)) {
         throw Error(Fault::data, fmt::format("nothing is known of \"{}\"{}: all its cells are missing. Leave it "
-                                             "out of the model (--columns), or give a prior from a file",
-                                             column.name, in_level(level)));
+                                             "out of the model (--columns), or give a prior from a file with "
+                                             "mean_cases above 0 and covariance_cases above {} (--prior FILE)",
+                                             column.name, in_level(level), level.mean.size() - 1));
     }
     if (!column.holds_words() || !own.is_latent) return;
     std::vector<bool> occurs(column.words.size(), false);
@@ -160,8 +162,8 @@ Prior ruled_prior(const ModelTable &model, const Level &level) {
 }
 
 // Find early what would stop the first iterations.
-void check_level(const ModelTable &model, const Level &level, const Prior &prior,
-                 const std::vector<std::int32_t> &rows) {
+void check_level(const ModelTable &model, const Level &level, const Prior &prior, const std::vector<std::int32_t> &rows,
+                 bool is_mixture) {
     const Table &table = *model.table;
     const std::size_t n = model.variables.list.size();
     if (level.prior.mean_cases == 0.0) {
@@ -188,6 +190,7 @@ void check_level(const ModelTable &model, const Level &level, const Prior &prior
         }
         check_moments(stand_in, prior);
         check_joint(model, level, prior);
+        if (!is_mixture) check_propriety(model, level, prior, rows);
     } catch (const UnusableMoments &why) {
         throw explain_unusable(model, level, why);
     }
@@ -305,7 +308,7 @@ ModelTable prepare_model(const Table &table, const HiddenCells &hidden, const Pr
             begin = end;
         }
         level.complete = complete_moments(model, {rows.begin(), first_hidden});
-        check_level(model, level, checked, rows);
+        check_level(model, level, checked, rows, components > 1);
         if (components > 1) model.mixture = make_mixture_prior(components, level.mean, level.variance);
         model.levels.push_back(std::move(level));
     }

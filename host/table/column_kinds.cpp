@@ -170,6 +170,9 @@ bool are_all_different(const FileText &file, std::size_t file_column, const Read
 
 KindChoice kind_of_words(const FileText &file, const Candidate &candidate, const ReadOptions &options) {
     const auto texts = different_texts(file, candidate.file_column, options, kMostWords);
+    if (texts.empty() && candidate.is_asked_for && options.keep_blank) {
+        return {.kind = ColumnKind::number, .reason = "all its cells are missing, and it is asked for"};
+    }
     if (texts.empty()) return {.kind = std::nullopt, .reason = "all its cells are missing"};
     if (texts.size() == 1) return {.kind = std::nullopt, .reason = "it has a single word"};
     if (holds_remarks(file, candidate.file_column, options)) {

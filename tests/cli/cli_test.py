@@ -7,6 +7,7 @@ import json
 import os
 import pathlib
 import random
+import shutil
 import signal
 import subprocess
 import sys
@@ -25,6 +26,9 @@ id,site,lead,zinc,copper_lo,copper_hi,note
 5,B,<= 1.5,7,,,
 """
 
+LEAD_WARNING = (
+    'ullage: warning: ullage impute would stop here, under its default prior: too few rows in level "A": 2 for 3 columns, which '
+    "need at least 4. Use fewer columns (--columns), or a prior that is worth some cases (--prior ridge=2)\n")
 LEAD_SUMMARY = """\
 lead.csv: 5 rows, 3 columns in the model, 5 carried along, 2 levels
 
@@ -56,8 +60,8 @@ HINT = "ullage: ullage --help and ullage COMMAND --help tell more\n"
 
 # name, arguments, standard input, exit code, standard output, standard error; None is not looked at
 COMMANDS = [
-    ("summary", "check lead.csv --carry id,note --by site --quiet", "", 0, LEAD_SUMMARY, ""),
-    ("standard input", "check -", "x\n1\n<2\n", 0, None, ""),
+    ("summary", "check lead.csv --carry id,note --by site --quiet", "", 0, LEAD_SUMMARY, LEAD_WARNING),
+    ("standard input", "check -", "x\n1\n<2\n2\n3\n", 0, None, ""),
     ("notes", "check -", "x,t\n1,2024-01-31\n3,2024-02-01\n2,\n", 0, None,
      'ullage: warning: carried along with missing cells, which no completed table fills: "t" (1)\n'),
     ("contradictions are shown with the table", "check - --order a<b", "a,b\n1,2\n3,2\n", 65,
@@ -86,10 +90,10 @@ COMMANDS = [
     ("name with an equals sign", "check - --lower a=b=2", "a=b\n<1\n", 65, None, None),
     ("long separator", "check lead.csv --sep ;;", "", 64, "",
      'ullage: --sep is one character such as ; or the word tab or space, not ";;"\n'),
-    ("separator by name", "check - --sep tab", "a\tb,c\n1\t2\n", 0, None, ""),
+    ("separator by name", "check - --sep tab", "a\tb,c\n1\t2\n2\t4\n3\t5\n4\t5\n", 0, None, ""),
     ("one ending", "check lead.csv --limits _lo", "", 64, "",
      "ullage: --limits takes two endings such as _lo,_hi, or none\n"),
-    ("name with a comma", 'check - --carry "a,b",c', '"a,b",c,d\n1,2,3\n', 0, None, ""),
+    ("name with a comma", 'check - --carry "a,b",c', '"a,b",c,d\n1,2,3\n1,2,4\n', 0, None, ""),
     ("advice about a name with a comma", "check -", '"x,y"\n1\nu\n', 65, "",
      'ullage: standard input: line 3 (row 2), column "x,y", "u": no number; correct it, or give --na if it means '
      "missing, or --carry '\"x,y\"' if the column is not to be imputed\n"),
@@ -119,7 +123,7 @@ COMMANDS = [
      'ullage: --format: "0" is none of cells, dta, files, long, sav\n' + HINT),
     ("unknown prior", "impute lead.csv -o out --prior rigde=1", "", 66, "",
      'ullage: --prior: "rigde=1" is none of default, jeffreys and ridge=CASES, and there is no such file\n'),
-    ("options from a file", "check lead.csv --config options.toml", "", 0, LEAD_SUMMARY, ""),
+    ("options from a file", "check lead.csv --config options.toml", "", 0, LEAD_SUMMARY, LEAD_WARNING),
     ("unknown option in a file", "check lead.csv --config wrong.toml", "", 64, "",
      "ullage: --config: there is no option mm\n"),
     ("no such file of options", "check lead.csv --config none.toml", "", 66, "", None),
@@ -183,6 +187,20 @@ class CommandLine(unittest.TestCase):
             code, out, err = self.run_program(arguments)
             self.assertEqual((code, err), (0, ""))
             self.assertIn(part, out)
+
+    def test_a_column_without_values_is_modelled_under_a_proper_prior(self):
+        self.write("blank.csv", "x,y\n" + "".join(f"{i * 7 % 11},\n" for i in range(20)))
+        self.write("prior.json", '{"columns": ["x", "y"], "mean": [5, 50], "mean_cases": 1000, "covariance": [[9, 0], [0, 1]], '
+                                 '"covariance_cases": 1000}')
+        common = "impute blank.csv -o blank --columns x,y --seed 1 -m 2 --no-report"
+        code, _, err = self.run_program(common)
+        self.assertEqual((code, "all its cells are missing" in err), (65, True), err)
+        code, _, err = self.run_program(common + " --prior prior.json")
+        self.assertEqual(code, 0, err)
+        rows = (self.path / "blank" / "imputations.csv").read_text().splitlines()
+        drawn = [float(row.split(",")[1]) for row in rows[21:]]
+        self.assertTrue(45 < min(drawn) < max(drawn) < 55, drawn)
+        shutil.rmtree(self.path / "blank")
 
     def test_check_as_json(self):
         code, out, err = self.run_program("check - --json --order a<b", "a,b,t\n>5,<4,x\n3,2,y\n1,,z\n")
