@@ -166,7 +166,8 @@ class Report(unittest.TestCase):
         with open(self.path / "odd/imputations.csv", encoding="utf-8", newline="") as file:
             lines = list(csv.DictReader(file))
         with open(self.path / "odd/bounds.csv", encoding="utf-8", newline="") as file:
-            bounded = {(line["row"], line["column"]) for line in csv.DictReader(file)}
+            bounds = {(line["row"], line["column"]): line for line in csv.DictReader(file)}
+        bounded = bounds.keys()
         rows = rows_of(self.path / "odd/report.html", "Observed and imputed")
         for name in runs.ODD_NAMES:
             original = {line[".id"]: line[name] for line in lines if line[".imp"] == "0"}
@@ -192,6 +193,15 @@ class Report(unittest.TestCase):
                     self.assertTrue(row["Outside the observed range"].startswith(f"{outside} ("))
             if name == runs.ODD_NAMES[4]:
                 self.check_histograms(text, name, observed, draws)
+                limits = {row: (float(line["lower"]), float(line["upper"])) for (row, of), line in bounds.items()
+                          if of == name and line["lower"] and line["upper"]}
+                self.assertEqual(set(limits.values()), {(30, 60), (45, 52)})
+                places = sorted((float(line[name]) - limits[line[".id"]][0]) / (limits[line[".id"]][1] - limits[line[".id"]][0])
+                                for line in lines if line[".imp"] != "0" and line[".id"] in limits)
+                said = re.search(rf"of {name} between two bounds, of {len(limits)} cells: median and central 90% "
+                                 r"([\d.e-]+) \(([\d.e-]+) to ([\d.e-]+)\)", text)
+                for shown, share in zip(said.groups(), (0.5, 0.05, 0.95)):
+                    self.assertAlmostEqual(float(shown), places[int(share * len(places))], delta=1e-3)
 
     def check_histograms(self, text, name, observed, draws):
         # One completed table has all rows, whatever the number of imputations; shares are of all cells of their kind.

@@ -27,7 +27,7 @@ def odd_table():
             if (row + 2 * column) % 9 == 0:
                 cells[column] = ""
         if row % 5 == 1:
-            cells[4] = "30..60"
+            cells[4] = "30..60" if row % 2 else "45..52"
         if row % 6 == 2:
             cells[5] = "<-9000" if row % 4 == 0 else ">-12000"
         lines.append(",".join(cells))
