@@ -127,9 +127,9 @@ host::ReadOptions reading_of(const host::RunRecord &record, const host::ReadOpti
         (take_one(members), ...);
     };
     using Read = host::ReadOptions;
-    take(&Read::separator, &Read::missing, &Read::pairs, &Read::lower_suffix, &Read::upper_suffix, &Read::remarks,
-         &Read::remark_below, &Read::remark_above, &Read::remark_observed, &Read::remarks_in_cells, &Read::units,
-         &Read::nondetect, &Read::limits);
+    take(&Read::separator, &Read::decimal_comma, &Read::missing, &Read::pairs, &Read::lower_suffix, &Read::upper_suffix,
+         &Read::remarks, &Read::remark_below, &Read::remark_above, &Read::remark_observed, &Read::remarks_in_cells,
+         &Read::units, &Read::nondetect, &Read::limits);
     return reading;
 }
 

@@ -143,6 +143,11 @@ void add_cell_options(CLI::App &command, host::ReadOptions &read) {
             "character between cells, or tab, space (default: from the header)")
         ->type_name("C")
         ->group(group);
+    const std::map<std::string, bool> decimals = {{"point", false}, {"comma", true}};
+    command.add_option("--decimal", read.decimal_comma, "how numbers are written: 0.5 or 0,5 (results have points)")
+        ->transform(word_of(decimals))
+        ->type_name("point|comma")
+        ->group(group);
     add_list(command, "--na", "WORDS", "words for a missing cell (default: NA,.,*)", group,
              [&read](const Words &words) { read.missing = split(words); });
     command

@@ -100,8 +100,10 @@ std::string explain_number(std::string_view text) {
     std::replace(pointed.begin(), pointed.end(), ',', '.');
     if (commas == 1 && points == 0 && parse_number(pointed)) {
         const std::size_t behind = text.size() - text.find(',') - 1;
-        if (behind == 3) return "a comma within a number; write " + pointed + " or " + plain + ", whichever is meant";
-        return "a decimal comma; write " + pointed;
+        if (behind == 3)
+            return "a comma within a number; write " + pointed + " or " + plain +
+                   ", whichever is meant, or give --decimal comma";
+        return "a decimal comma; write " + pointed + ", or give --decimal comma";
     }
     return parse_number(plain) || points > 1
                ? "a thousands separator; write the digits without it, with a decimal point"

@@ -80,6 +80,9 @@ public:
         if (!value.empty()) json_[name] = value;
     }
     void flag(const char *name, bool value) { json_[name] = value; }
+    void flag_if_set(const char *name, bool value) {
+        if (value) json_[name] = value;
+    }
     template <typename Members>
     void object_if_known(const char *name, const Members &members) {
         object(name, members);
@@ -192,6 +195,9 @@ public:
         value = std::numeric_limits<double>::quiet_NaN();
         if (has(name)) number(name, value, value);
     }
+    void flag_if_set(const char *name, bool &value) const {
+        if (has(name)) flag(name, value);
+    }
     void flag(const char *name, bool &value) const {
         if (!at(name).is_boolean()) throw broken(name, "is neither true nor false");
         value = at(name).get<bool>();
@@ -243,6 +249,7 @@ private:
 template <typename Members, typename Options>
 void describe_reading(Members &reading, Options &options) {
     reading.texts("missing", options.missing);
+    reading.flag_if_set("decimal_comma", options.decimal_comma);
     reading.flag("pairs", options.pairs);
     reading.text("lower_suffix", options.lower_suffix);
     reading.text("upper_suffix", options.upper_suffix);
@@ -497,7 +504,7 @@ RunRecord describe_run(const ModelTable &model, const ImputeSettings &settings) 
     record.seed = settings.seed;
     record.input_name = table.file.source;
     record.input_bytes = static_cast<std::int64_t>(table.file.bytes.size());
-    record.input_sha256 = sha256(table.file.bytes);
+    record.input_sha256 = table.file.sha256;
     record.separator = table.file.separator;
     record.rows = static_cast<std::int64_t>(table.row_count());
     record.imputations = settings.imputations;

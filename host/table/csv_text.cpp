@@ -13,6 +13,7 @@
 #include <memory>
 #include <set>
 
+#include "ullage/host/base/checksum.h"
 #include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/base/problems.h"
@@ -200,6 +201,7 @@ FileText find_cells(InputText input) {
     file.source = std::move(input.source);
     file.bytes = std::move(input.bytes);
     check_encoding(file.source, file.bytes);
+    file.sha256 = sha256(file.bytes);
     const std::size_t start = file.bytes.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
     file.separator =
         input.separator != 0 ? input.separator : find_separator(std::string_view(file.bytes).substr(start));

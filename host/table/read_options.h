@@ -31,6 +31,7 @@ struct KindOption {
 /** How the cells of a file are to be understood. Columns are given by name. */
 struct ReadOptions {
     char separator = 0;                                   ///< between cells; 0 finds it in the header
+    bool decimal_comma = false;                           ///< numbers are written 0,5
     std::vector<std::string> missing = {"NA", ".", "*"};  ///< words for a missing cell; an empty cell always is one
     std::optional<std::vector<std::string>> columns;  ///< the columns of the model; all that hold numbers if not given
     std::vector<std::string> carry;                   ///< columns to be carried along, whatever they hold

@@ -17,6 +17,7 @@
 #include "ullage/host/table/column_choice.h"
 #include "ullage/host/table/column_kinds.h"
 #include "ullage/host/table/column_notices.h"
+#include "ullage/host/table/decimal_commas.h"
 #include "ullage/host/table/read_columns.h"
 
 namespace ullage::host {
@@ -372,11 +373,39 @@ Table Reader::read() {
     return std::move(table_);
 }
 
+/** Where numbers have decimal commas, a point in one is refused: 1.234 may be meant as a thousand. */
+void point_all_decimals(FileText &file, const ReadOptions &options) {
+    std::vector<bool> is_text;
+    for (const std::string &name : file.names) {
+        is_text.push_back(std::ranges::count(options.carry, name) > 0 || name == options.id || name == options.by);
+    }
+    Problems problems;
+    for (std::size_t row = 0; row < file.row_count(); ++row) {
+        if (row % 4096 == 0) check_interrupt();
+        for (std::size_t column = 0; column < file.names.size(); ++column) {
+            const std::string_view cell = file.raw(row, column);
+            if (!is_text[column] && has_decimal_point(cell)) {
+                problems.add({.line = file.line[row],
+                              .row = static_cast<std::int64_t>(row + 1),
+                              .columns = {file.names[column]},
+                              .text = std::string(cell),
+                              .message =
+                                  "a point within a number, and --decimal comma is given; write it with a comma, or "
+                                  "without a mark if it separates thousands"});
+            }
+            point_decimals({file.bytes.data() + (cell.data() - file.bytes.data()), cell.size()});
+        }
+    }
+    problems.throw_if_any(file.source);
+}
+
 }  // namespace
 
 Table read_table(InputText input, const ReadOptions &options, Notices &notices) {
     if (input.separator == 0) input.separator = options.separator;
-    return Reader(find_cells(std::move(input)), options, notices).read();
+    FileText file = find_cells(std::move(input));
+    if (options.decimal_comma) point_all_decimals(file, options);
+    return Reader(std::move(file), options, notices).read();
 }
 
 }  // namespace ullage::host

@@ -50,7 +50,7 @@ inline constexpr std::array<const char *, 5> kColumnKindNames = {"number", "step
 inline constexpr double kOpen = std::numeric_limits<double>::infinity();
 
 /**
- * The file as it came: its bytes, and where each cell begins.
+ * The file as it came, but that its decimal commas may have become points: its bytes, and where each cell begins.
  *
  * Cell (row, file column) lies from begin[row * (n + 1) + c] up to, and not including, begin[row * (n + 1) + c + 1] -
  * 1, with n the number of file columns: one byte, a separator or a line end, stands between two cells.
@@ -58,6 +58,7 @@ inline constexpr double kOpen = std::numeric_limits<double>::infinity();
 struct FileText {
     std::string source;                  ///< name of the file, for messages
     std::string bytes;                   ///< the file
+    std::string sha256;                  ///< of the file as it came
     char separator = ',';                ///< between cells
     std::vector<std::string> names;      ///< the header, quotes taken off; a column without a name has an empty one
     std::vector<std::string> raw_names;  ///< the header, byte for byte

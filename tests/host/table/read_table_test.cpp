@@ -70,9 +70,9 @@ TEST(ReadTable, ACellMayNotSay) {
         const char *cell;
         const char *message;
     } rows[] = {
-        {"0,5", "a decimal comma; write 0.5"},
-        {"-12,75", "a decimal comma; write -12.75"},
-        {"1,234", "a comma within a number; write 1.234 or 1234, whichever is meant"},
+        {"0,5", "a decimal comma; write 0.5, or give --decimal comma"},
+        {"-12,75", "a decimal comma; write -12.75, or give --decimal comma"},
+        {"1,234", "a comma within a number; write 1.234 or 1234, whichever is meant, or give --decimal comma"},
         {"1,234.5", "a thousands separator"},
         {"1,234,567", "a thousands separator"},
         {"1.234.567", "more than one decimal point"},
@@ -90,7 +90,7 @@ TEST(ReadTable, ACellMayNotSay) {
         {"[2,5, 3]", "more than one comma"},
         {"1..x", "\"x\" is no number"},
         {"<", "a number or the name of a column must follow"},
-        {"<0,5", "a decimal comma; write 0.5"},
+        {"<0,5", "a decimal comma; write 0.5, or give --decimal comma"},
         {"<0.5 mg", "the word \"mg\" follows a number"},
         {"<x", "the cell refers to its own column"},
         {">inf", "no number is beyond infinity"},
