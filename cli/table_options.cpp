@@ -112,8 +112,14 @@ void add_columns(CLI::App &command, host::ReadOptions &read) {
     add_list(command, "--columns", "COLS", "columns of the model (default: all but those found to be carried)", group,
              [&read](const Words &words) { read.columns = split(words); });
     command.add_option("--id", read.id, "column that names the rows; carried along")->type_name("COL")->group(group);
-    command.add_option("--by", read.by, "column of groups, each with parameters of its own; carried along")
-        ->type_name("COL")
+    CLI::Option *by =
+        command.add_option("--by", read.by, "column of groups, each with parameters of its own; carried along")
+            ->type_name("COL")
+            ->group(group);
+    command.add_option("--by-blank", read.by_blank, "name of a group of the rows whose cell of that column is missing")
+        ->needs(by)
+        ->check(CLI::Validator([](std::string &name) { return name.empty() ? "a name is needed" : ""; }, ""))
+        ->type_name("NAME")
         ->group(group);
 }
 

@@ -23,6 +23,7 @@
 #include "ullage/host/run/result_file.h"
 #include "ullage/host/run/result_names.h"
 #include "ullage/host/table/csv_rows.h"
+#include "ullage/host/table/read_columns.h"
 #include "ullage/host/table/word_places.h"
 
 namespace ullage::host {
@@ -217,7 +218,9 @@ bool TableBuilder::finish_carried(Place &place) const {
 
 void TableBuilder::take_level(const CsvRows &file, std::size_t row) {
     const std::string_view text = file.cell(*level_place_);
-    const auto found = level_index_.find(std::string(trim(text)));
+    const std::optional<std::string> &blank = record_.reading.by_blank;
+    const bool is_blank = blank && is_missing(trim(text), record_.reading);
+    const auto found = level_index_.find(is_blank ? *blank : std::string(trim(text)));
     if (found == level_index_.end()) {
         throw file.broken(fmt::format("column {}: run.json has no level {}", quote(*record_.by), quote(text)));
     }

@@ -250,6 +250,7 @@ template <typename Members, typename Options>
 void describe_reading(Members &reading, Options &options) {
     reading.texts("missing", options.missing);
     reading.flag_if_set("decimal_comma", options.decimal_comma);
+    reading.text_if_known("by_blank", options.by_blank);
     reading.flag("pairs", options.pairs);
     reading.text("lower_suffix", options.lower_suffix);
     reading.text("upper_suffix", options.upper_suffix);

@@ -40,7 +40,8 @@ struct ReadOptions {
     std::vector<KindOption> kinds;  ///< what the values of a column are, whatever is found
     std::optional<std::string> id;  ///< names the rows; carried along
     std::optional<std::string> by;  ///< one set of parameters per level; carried along
-    bool pairs = true;              ///< read columns x_lo and x_hi as the limits of x
+    std::optional<std::string> by_blank;  ///< the level of rows whose cell of that column is missing
+    bool pairs = true;                    ///< read columns x_lo and x_hi as the limits of x
     std::string lower_suffix = "_lo";
     std::string upper_suffix = "_hi";
     std::vector<std::pair<std::string, std::string>> remarks;  ///< a column and the column that remarks on it

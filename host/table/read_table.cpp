@@ -336,13 +336,16 @@ void Reader::read_levels() {
     std::unordered_map<std::string, std::int32_t> index;
     for (std::size_t row = 0; row < file.row_count(); ++row) {
         check_interrupt();
-        const std::string_view text = cell(row, column);
-        if (is_missing(text, options_)) {
+        std::string_view text = cell(row, column);
+        if (is_missing(text, options_) && options_.by_blank) {
+            text = *options_.by_blank;
+        } else if (is_missing(text, options_)) {
             problems_.add({.line = file.line[row],
                            .row = static_cast<std::int64_t>(row + 1),
                            .columns = {*options_.by},
                            .text = file.text(row, column),
-                           .message = "the row has no level; fill it in"});
+                           .message = "the row has no level; fill it in, or give --by-blank NAME to make such rows a "
+                                      "level of that name"});
             continue;
         }
         const auto [entry, is_new] =

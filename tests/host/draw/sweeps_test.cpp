@@ -57,6 +57,11 @@ TEST(Sweeps, AreManyOnlyWhereCellsAreDrawnOneAtATimeAndHoldEachOther) {
         ASSERT_EQ(sweeps.size(), 1U);
         EXPECT_GE(sweeps[0], least) << cell;
         EXPECT_LE(sweeps[0], most) << cell;
+        // The widest interval of rows alike counts.
+        if (least > 1) {
+            const auto mixed = table_of(table_with("0.49..0.51") + (*cell == '-' ? "-1..1,\n0.49..0.51,\n" : ">0,\n"));
+            EXPECT_EQ(needed_sweeps(mixed->model, parameters, 50)[0], sweeps[0]) << cell;
+        }
         // What is needed over twice the iterations is half as much.
         EXPECT_LE(needed_sweeps(ready->model, parameters, 100)[0], sweeps[0] == kMostSweeps ? most : sweeps[0] / 2 + 1);
     }

@@ -115,6 +115,22 @@ class ResultsTest(unittest.TestCase):
         self.assertIn("Wald test (D1) of (Intercept), zinc: F(2, ", out)
         self.assertIn("cor(zinc,`depth, m`)", out)
 
+    def test_rows_without_a_level_can_be_one(self):
+        lines = TABLE.splitlines()
+        blank = "\n".join([lines[0], *("NA" + line[5:] if i % 3 == 0 else line for i, line in enumerate(lines[1:]))]) + "\n"
+        (self.path / "blank.csv").write_text(blank)
+        words = ("impute", "blank.csv", "-o", "blank", *SHORT[:-2], "--carry", "lab", "--by", "site", "--no-report")
+        code, _, err = run(*words, cwd=self.path)
+        self.assertEqual((code, "--by-blank NAME" in err), (65, True), err)
+        code, _, err = run(*words, "--by-blank", "elsewhere", cwd=self.path)
+        self.assertEqual(code, 0, err)
+        levels = [row["level"] for row in self.json_of("pool", "blank")["quantities"]]
+        self.assertEqual(set(levels), {"elsewhere", "north", "south"})
+        with open(self.path / "blank" / "imputations.csv") as file:
+            self.assertEqual({row["site"] for row in csv.DictReader(file, delimiter=";")}, {"NA", "north", "south"})
+        code, _, err = run("apply", "blank", "blank.csv", "-o", "again", cwd=self.path)
+        self.assertEqual(code, 0, err)
+
     def test_diagnose_is_sorted_and_strict(self):
         answer = self.json_of("diagnose", "by")
         self.assertEqual(len(answer["parameters"]), 2 * (3 + 3 + 3))
