@@ -67,6 +67,19 @@ TEST(Sweeps, AreManyOnlyWhereCellsAreDrawnOneAtATimeAndHoldEachOther) {
     }
 }
 
+TEST(Sweeps, AreThoseOfTheParametersOfTheLevel) {
+    std::string csv = "g,x,y\n";
+    for (int i = 0; i < 40; ++i) csv += fmt::format("{},{},{}\n", i % 2 == 0 ? "a" : "b", i * 7 % 11, i * 5 % 13);
+    ReadOptions options;
+    options.by = "g";
+    const auto ready = table_of(csv + "a,>0,\nb,>0,\n", "jeffreys", options);
+    const std::vector<Parameters> parameters = {{{0.0, 0.0}, {1.0, 0.0, 1.0}}, {{0.0, 0.0}, {1.0, 0.9999, 1.0}}};
+    const std::vector<int> sweeps = needed_sweeps(ready->model, parameters, 50);
+    ASSERT_EQ(sweeps.size(), 2U);
+    EXPECT_EQ(sweeps[0], 1);
+    EXPECT_EQ(sweeps[1], kMostSweeps);
+}
+
 /** How much the hidden cells of y keep from one imputation of the only chain to the next. */
 double kept_by_cells(const Imputations &result, const HiddenCells &hidden) {
     double products = 0.0;

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cmath>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,10 @@ struct Stages {
     double missing;
 };
 
+void PrintTo(const Stages &stages, std::ostream *out) {
+    *out << name_of(stages.kind) << ", " << stages.missing << " missing";
+}
+
 class Words : public testing::TestWithParam<Stages> {};
 
 TEST_P(Words, AreDrawnAsTheyWereMade) {
@@ -117,6 +122,10 @@ TEST_P(Words, AreDrawnAsTheyWereMade) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, Words,
                          testing::Values(Stages{ColumnKind::nominal, 0.2}, Stages{ColumnKind::ordered, 0.2},
-                                         Stages{ColumnKind::nominal, 0.0}, Stages{ColumnKind::ordered, 0.0}));
+                                         Stages{ColumnKind::nominal, 0.0}, Stages{ColumnKind::ordered, 0.0}),
+                         [](const testing::TestParamInfo<Stages> &stages) {
+                             return std::string(name_of(stages.param.kind)) +
+                                    (stages.param.missing > 0.0 ? "Hidden" : "Known");
+                         });
 
 }  // namespace
