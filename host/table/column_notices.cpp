@@ -10,6 +10,11 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/words.h"
@@ -22,6 +27,72 @@ namespace {
 
 // What many tables write for a missing number.
 constexpr double kMissingCodes[] = {-99.0, -999.0, -9999.0};
+
+// Codes that laboratories put beside a number: what it is an upper limit of, and what was measured all the same.
+constexpr std::string_view kBelowCodes[] = {"U", "UJ", "ND", "BDL", "BLQ", "BQL", "<DL", "<LOD", "<LOQ"};
+constexpr std::string_view kObservedCodes[] = {"J", "J+", "J-", "B", "E", "D", "="};
+
+bool is_among(std::span<const std::string_view> codes, std::string_view text) {
+    return std::ranges::find(codes, text) != codes.end();
+}
+
+/** The codes of a column that holds codes of laboratories alone; none if it holds something else, or none for "below".
+ */
+std::vector<std::string> laboratory_codes(const FileText &file, std::size_t file_column, const ReadOptions &options) {
+    std::set<std::string, std::less<>> codes;
+    bool has_below = false;
+    std::string buffer;
+    for (std::size_t row = 0; row < file.row_count(); ++row) {
+        const std::string_view text = file.trimmed(row, file_column, buffer);
+        const bool is_below = is_among(kBelowCodes, text);
+        if (!is_below && !is_among(kObservedCodes, text)) {
+            if (is_missing(text, options)) continue;
+            return {};
+        }
+        has_below = has_below || is_below;
+        if (!codes.contains(text)) codes.emplace(text);
+    }
+    if (!has_below) return {};
+    return {codes.begin(), codes.end()};
+}
+
+/** The column of numbers that a column of codes belongs to: the one whose name its own begins or ends with, or else its
+ * neighbour on the left; null if there is none. */
+const Column *remarked_column(const Table &table, std::size_t file_column) {
+    const std::string &name = table.file.names[file_column];
+    const Column *found = nullptr;
+    for (const Column &column : table.columns) {
+        if (column.holds_words()) continue;
+        if (name.starts_with(column.name) || name.ends_with(column.name)) return &column;
+        if (column.file_column + 1 == static_cast<std::ptrdiff_t>(file_column)) found = &column;
+    }
+    return found;
+}
+
+/** Of codes beside numbers, as they would otherwise be words of their own and the numbers measured values. */
+void warn_of_codes(const Table &table, const ReadOptions &options, Notices &notices) {
+    for (std::size_t c = 0; c < table.file.names.size(); ++c) {
+        const std::string &name = table.file.names[c];
+        const auto is_remark = [&](const auto &remark) { return remark.second == name; };
+        const bool is_told = std::ranges::count(options.kinds, name, &KindOption::column) > 0 ||
+                             std::ranges::count(options.carry, name) > 0 || name == options.id || name == options.by;
+        if (is_told || std::ranges::any_of(options.remarks, is_remark)) continue;
+        check_interrupt();
+        const std::vector<std::string> codes = laboratory_codes(table.file, c, options);
+        const Column *column = codes.empty() ? nullptr : remarked_column(table, c);
+        if (column == nullptr) continue;
+        std::vector<std::string> meanings;
+        for (const std::string &code : codes) {
+            meanings.push_back((is_among(kBelowCodes, code) ? "below=" : "observed=") + code);
+        }
+        notices.push_back(
+            {true, fmt::format("column {} holds codes of laboratories ({}): if they are remarks on the values of {}, "
+                               "--remark {} --remark-codes {} reads these so; now all of them count as measured",
+                               quote(name), fmt::join(codes, ", "), quote(column->name),
+                               shell_word(column->name + "=" + name),
+                               shell_word(fmt::format("{}", fmt::join(meanings, ","))))});
+    }
+}
 
 /** Of what may be otherwise than it looks among the columns that are carried along. */
 void warn_of_carried(const Table &table, const ReadOptions &options, Notices &notices) {
@@ -162,6 +233,7 @@ void warn_of_lowest(const Table &table, const Column &column, bool has_cells_bel
 
 void tell_about_columns(const Table &table, const ReadOptions &options, Notices &notices) {
     warn_of_carried(table, options, notices);
+    if (options.find_kinds) warn_of_codes(table, options, notices);
     tell_what_is_carried(table, options, notices);
     std::vector<bool> has_cells_below(table.columns.size(), false);
     for (const Bound &bound : table.bounds) {

@@ -90,6 +90,12 @@ COMMANDS = [
     ("name with an equals sign", "check - --lower a=b=2", "a=b\n<1\n", 65, None, None),
     ("long separator", "check lead.csv --sep ;;", "", 64, "",
      'ullage: --sep is one character such as ; or the word tab or space, not ";;"\n'),
+    ("codes beside numbers", "check - --quiet", "lead,zinc,lead_q\n1,3,\n.5,2,U\n2,7,J\n.5,9,UJ\n3,4,U\n", 0, None,
+     'ullage: warning: column "lead_q" holds codes of laboratories (J, U, UJ): if they are remarks on the values of "lead", '
+     "--remark 'lead=lead_q' --remark-codes 'observed=J,below=U,below=UJ' reads these so; now all of them count as measured\n"),
+    ("codes that are told", "check - --quiet --remark lead=q --remark-codes observed=J,below=U",
+     "lead,q\n1,\n.5,U\n2,J\n.5,U\n3,U\n", 0, None, ""),
+    ("words that are no codes", "check - --quiet", "lead,side\n1,U\n2,D\n3,U\n2,L\n5,D\n1,L\n", 0, None, ""),
     ("decimal commas", "impute - --decimal comma -o - --seed 1 -m 1 --prior ridge=2 --quiet --burn-in 1 --thin 1",
      "x;y;w\n0,5;1;1,2-a\n1,5;2,5;b\n-2,25;3..4,5;b\n1e1;0;b\n", 0, None, None),
     ("a point among decimal commas", "check - --decimal comma", "x;y\n1.234;2\n1,5;1\n", 65, "",
