@@ -17,8 +17,11 @@ std::vector<std::string> split(const std::vector<std::string> &lists) {
     for (const std::string &list : lists) {
         std::string name;
         bool quoted = false;
-        for (const char c : list) {
-            if (c == '"') {
+        for (std::size_t i = 0; i < list.size(); ++i) {
+            const char c = list[i];
+            if (c == '"' && quoted && list.compare(i, 2, "\"\"") == 0) {
+                name += list[i++];
+            } else if (c == '"' && (quoted || i == 0 || list[i - 1] == ',' || list[i - 1] == '=')) {
                 quoted = !quoted;
             } else if (c == ',' && !quoted) {
                 names.push_back(std::move(name));

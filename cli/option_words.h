@@ -21,7 +21,8 @@
 
 namespace ullage::cli {
 
-/** Take lists such as "a,b" apart; a comma between double quotes belongs to its name. */
+/** Take lists such as a,b apart. An item, or what follows its =, may stand between double quotes; a comma there belongs
+ * to it, and two of the quotes are one. */
 [[nodiscard]] std::vector<std::string> split(const std::vector<std::string> &lists);
 
 /**

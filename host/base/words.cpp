@@ -78,8 +78,10 @@ std::string shell_word(std::string_view text) {
 }
 
 std::string in_list(std::string_view name) {
-    const char *mark = name.find(',') == std::string_view::npos ? "" : "\"";
-    return fmt::format("{}{}{}", mark, name, mark);
+    if (name.find_first_of(",\"") == std::string_view::npos) return std::string(name);
+    std::string word = "\"";
+    for (const char c : name) word.append(c == '"' ? 2 : 1, c);
+    return word + '"';
 }
 
 std::string list_of(const std::vector<std::string> &names) {

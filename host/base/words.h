@@ -38,7 +38,8 @@ namespace ullage::host {
 /** The text between single quotes, so that a shell takes it for one word whatever stands in it. */
 [[nodiscard]] std::string shell_word(std::string_view text);
 
-/** A name as the options that take a list of names take it: between double quotes if a comma stands in it. */
+/** A name as the options that take a list of names take it: between double quotes if a comma or a quote stands in it,
+ * which is doubled. */
 [[nodiscard]] std::string in_list(std::string_view name);
 
 /** The names (the first 40) with commas between them and, if a comma stands in one, how a list takes that one. */

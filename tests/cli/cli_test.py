@@ -90,6 +90,12 @@ COMMANDS = [
     ("name with an equals sign", "check - --lower a=b=2", "a=b\n<1\n", 65, None, None),
     ("long separator", "check lead.csv --sep ;;", "", 64, "",
      'ullage: --sep is one character such as ; or the word tab or space, not ";;"\n'),
+    ("names with quotes", 'check - --quiet --lower "a""b,c"=0 --carry """d"""', '"a""b,c","""d""",e\n1,2,3\n2,3,5\n4,4,4\n', 0,
+     None, ""),
+    ("a quote within a name", 'check - --quiet --carry a"b" --lower e=0', '"a""b""",e\n1,2\n2,3\n4,4\n', 0, None, ""),
+    ("advice about a name with a quote", "check - --carry f", '"a ""b""",e\n1,2\n2,3\n', 64, "",
+     'ullage: --carry: standard input has no column "f"; its columns are "a ""b""", e; in a list, write '
+     "'\"a \"\"b\"\"\"' with both kinds of quotes\n"),
     ("codes beside numbers", "check - --quiet", "lead,zinc,lead_q\n1,3,\n.5,2,U\n2,7,J\n.5,9,UJ\n3,4,U\n", 0, None,
      'ullage: warning: column "lead_q" holds codes of laboratories (J, U, UJ): if they are remarks on the values of "lead", '
      "--remark 'lead=lead_q' --remark-codes 'observed=J,below=U,below=UJ' reads these so; now all of them count as measured\n"),
