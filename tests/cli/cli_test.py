@@ -92,7 +92,7 @@ COMMANDS = [
      'ullage: --sep is one character such as ; or the word tab or space, not ";;"\n'),
     ("names with quotes", 'check - --quiet --lower "a""b,c"=0 --carry """d"""', '"a""b,c","""d""",e\n1,2,3\n2,3,5\n4,4,4\n', 0,
      None, ""),
-    ("a quote within a name", 'check - --quiet --carry a"b" --lower e=0', '"a""b""",e\n1,2\n2,3\n4,4\n', 0, None, ""),
+    ("a quote within a name", 'check - --quiet --carry a"b" --lower e=0', '"a""b""",e\n1,2\n2,4\n4,4\n', 0, None, ""),
     ("advice about a name with a quote", "check - --carry f", '"a ""b""",e\n1,2\n2,3\n', 64, "",
      'ullage: --carry: standard input has no column "f"; its columns are "a ""b""", e; in a list, write '
      "'\"a \"\"b\"\"\"' with both kinds of quotes\n"),
