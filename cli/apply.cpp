@@ -13,9 +13,11 @@
 
 #include "commands.h"
 #include "option_words.h"
+#include "problems_json.h"
 #include "talk.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/input_file.h"
+#include "ullage/host/base/output_file.h"
 #include "ullage/host/base/words.h"
 #include "ullage/host/run/applied_run.h"
 #include "ullage/host/run/result_directory.h"
@@ -50,6 +52,8 @@ void add_apply_options(CLI::App &command, Options &options) {
         ->check(whole_number<std::uint64_t>(0))
         ->type_name("N")
         ->group(group);
+    command.add_flag("--json", options.json, "print what was done, or where the table is wrong, as JSON")
+        ->group("Talk");
     add_quiet(command, options);
     command.footer(R"(Example:
   ullage apply results new.csv -o completed
@@ -178,9 +182,14 @@ Done complete_parts(const Options &options, const host::AppliedRun &run, const h
     return done;
 }
 
-}  // namespace
+void print(const nlohmann::ordered_json &json) {
+    host::OutputFile out("-");
+    out.write(json.dump(2) + "\n");
+    out.commit();
+}
 
-int run_apply(const Options &options) {
+/** Complete the file, and give what is to be printed of that. */
+nlohmann::ordered_json complete_file(const Options &options) {
     const ApplyOptions &apply = options.apply;
     const host::RunRecord record = host::read_run_record(apply.run);
     const auto imputations = static_cast<std::size_t>(count_imputations(apply, record));
@@ -197,6 +206,21 @@ int run_apply(const Options &options) {
         say(options,
             {{true, fmt::format("the run has warnings, which hold for these tables too; ullage diagnose {} shows them",
                                 apply.run)}});
+    }
+    nlohmann::ordered_json json = {{"rows", done.rows}, {"cells", done.cells}, {"imputations", imputations}};
+    json.update(problems_as_json(nullptr));
+    return json;
+}
+
+}  // namespace
+
+int run_apply(const Options &options) {
+    try {
+        const nlohmann::ordered_json json = complete_file(options);
+        if (options.json) print(json);
+    } catch (const host::DataError &error) {
+        if (options.json) print(problems_as_json(&error));
+        throw;
     }
     return 0;
 }

@@ -16,6 +16,7 @@
 #include "commands.h"
 #include "input.h"
 #include "option_words.h"
+#include "problems_json.h"
 #include "talk.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/output_file.h"
@@ -163,20 +164,6 @@ nlohmann::ordered_json as_json(const host::Notices &notices) {
     return json;
 }
 
-nlohmann::ordered_json as_json(const std::vector<host::Problem> &problems) {
-    nlohmann::ordered_json json = nlohmann::ordered_json::array();
-    for (const host::Problem &problem : problems) {
-        nlohmann::ordered_json entry;
-        if (problem.line > 0) entry["line"] = problem.line;
-        if (problem.row > 0) entry["row"] = problem.row;
-        if (!problem.columns.empty()) entry["columns"] = problem.columns;
-        if (!problem.text.empty()) entry["text"] = problem.text;
-        entry["message"] = problem.message;
-        json.push_back(std::move(entry));
-    }
-    return json;
-}
-
 /** About how many rows the rules will refuse, if that can be told: a matter of the shape of the data. */
 void note_refused(const host::Table &table, const host::HiddenCells &hidden, host::Notices &notices) {
     double worst = std::numeric_limits<double>::quiet_NaN();
@@ -245,8 +232,7 @@ int run_check(const Options &options) {
         nlohmann::ordered_json json = {{"file", source}};
         if (table) json.update(as_json(*table, summarise(*table)));
         json["notices"] = as_json(notices);
-        json["problems"] = error ? as_json(error->problems()) : nlohmann::ordered_json::array();
-        json["problem_count"] = error ? error->problem_count() : 0;
+        json.update(problems_as_json(error ? &*error : nullptr));
         out.write(json.dump(2) + "\n");
     } else if (table) {
         out.write(in_words(*table, summarise(*table)));

@@ -15,6 +15,7 @@ import time
 
 import numpy as np
 import pandas as pd
+import polars as pl
 import pytest
 import statsmodels.formula.api as smf
 from conftest import ROOT, impute
@@ -75,6 +76,43 @@ def test_completed_long_and_load(mixed, tmp_path):
     for outside in (0, 5):
         with pytest.raises(IndexError):
             run.completed(outside)
+
+
+@pytest.mark.filterwarnings("ignore::ullage.UllageWarning")
+def test_new_rows(mixed, tmp_path):
+    """New rows come back as they came, with the numbers that the program gives for their file; what is seen stays."""
+    run = impute(mixed, step={"count": 1})
+    new = mixed.iloc[:20].copy()
+    new["site"] = pd.Categorical(["A", None] * 10)  # of the words of the run only one
+    done = run.apply(new)
+    assert len(done) == len(run)
+    new.assign(day="", note="").to_csv(tmp_path / "new.csv", index=False)
+    for table in done:
+        assert list(table.index) == list(new.index) and not table.isna().any().any()
+        for column in ["size", "count", "site", "stage", "ill"]:
+            seen = new[column].notna()
+            assert list(table.loc[seen, column]) == list(new.loc[seen, column])
+        kept = ["size", "count", "stage", "ill", "day"]
+        assert (table[kept].dtypes == new[kept].dtypes).all()
+        assert all(value in cell for value, cell in zip(table["span"], new["span"], strict=True))
+        below = new["lead"].str.startswith("<", na=False)
+        assert (table.loc[below, "lead"] < new.loc[below, "lead"].str[1:].astype(float)).all()
+    assert set(done[0]["site"]) > {"A"} and not done[0]["size"].equals(done[1]["size"])
+    again = run.apply(new, m=1)
+    assert len(again) == 1 and again[0].equals(done[0]) and not run.apply(new, m=1, seed=9)[0].equals(done[0])
+    whole = pd.DataFrame({"x": [1.0, 2.0, np.nan, 4.5], "y": [2.0, 1.0, 3.0, 5.0]})
+    run = impute(whole)
+    rows = whole.assign(y=np.nan)
+    rows.to_csv(tmp_path / "new.csv", index=False)
+    of_file = run.apply(tmp_path / "new.csv")
+    for kind in (pl.DataFrame(rows), {"x": rows["x"].to_numpy(), "y": rows["y"].to_numpy()}):
+        assert list(run.apply(kind)[3]["y"]) == list(of_file[3]["y"]) == list(run.apply(rows)[3]["y"])
+    inside = run.apply(rows, lower={"y": 2.0}, upper={"y": [2.5] * 4})[0]["y"]
+    assert inside.between(2.0, 2.5).all()
+    with pytest.raises(ValueError) as caught:
+        run.apply(pd.DataFrame({"x": ["1", "0,5"], "y": [1.0, 2.0]}, index=["a", "b"]))
+    assert (caught.value.row, caught.value.column, caught.value.cell) == (1, "x", "0,5")
+    assert str(caught.value).startswith("index 'b'")
 
 
 def test_a_run_takes_its_files_with_it():
@@ -248,6 +286,8 @@ def test_errors_travel_between_processes():
     error = ullage.UllageError("wrong", 65, (ullage.Problem("m", 3, ("a",), "x"),))
     again = pickle.loads(pickle.dumps(error))
     assert (str(again), again.exit_code, again.problems) == ("wrong", 65, error.problems)
+    assert (again.row, again.column, again.cell) == (3, "a", "x") and isinstance(again, ValueError)
+    assert not isinstance(ullage.UllageError("no file", 66), ValueError)
 
 
 @pytest.mark.parametrize("module", ["_impute", "_check"])

@@ -67,10 +67,15 @@ def explained(error: UllageError, given: Input, directory: pathlib.Path) -> Ulla
         said = _program.run_json(["check", *given.words, "--quiet"], directory=directory, check=False, warn=False)
     except UllageError:
         return error
+    return error_of(said, given.table) or error
+
+
+def error_of(said: dict[str, Any], table: Table | None) -> UllageError | None:
+    """Give the error of the problems that the program tells, if there are any."""
     problems = problems_of(said)
     if not problems:
-        return error
-    lines = [in_words(problem, given.table) for problem in problems]
+        return None
+    lines = [in_words(problem, table) for problem in problems]
     if said["problem_count"] > len(problems):
         lines.append(f"and {said['problem_count'] - len(problems)} more")
     return UllageError("\n".join(lines), 65, problems)

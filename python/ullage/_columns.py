@@ -210,7 +210,11 @@ def _fill_words(series: "pd.Series[Any]", objects: Mapping[str, object], hidden:
                 words: list[str | None]) -> "pd.Series[Any]":
     if pd.api.types.is_numeric_dtype(series.dtype) and not pd.api.types.is_bool_dtype(series.dtype):
         return _put(series, hidden, [None if word is None else float(word) for word in words])
-    return _put(series, hidden, [None if word is None else objects.get(word, word) for word in words])
+    filled = [None if word is None else objects.get(word, word) for word in words]
+    if isinstance(series.dtype, pd.CategoricalDtype):
+        new = {word: None for word in filled if word is not None and word not in series.cat.categories}
+        series = series.cat.add_categories(list(new)) if new else series
+    return _put(series, hidden, filled)
 
 
 def _put(series: "pd.Series[Any]", rows: npt.NDArray[np.int32], values: Any) -> "pd.Series[Any]":

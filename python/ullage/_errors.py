@@ -33,7 +33,7 @@ class Problem:
 
 
 class UllageError(Exception):
-    """What ended a command.
+    """What ended a command. Where options, rules or the table are wrong it is a ValueError, too.
 
     Attributes
     ----------
@@ -42,16 +42,32 @@ class UllageError(Exception):
         internal fault, 73 an output that cannot be written.
     problems : tuple of Problem
         What is wrong with the table, place by place; at most 50.
+    row, column, cell
+        Of the first problem: the position of the row from 0, the name of the column, the cell as written; each None
+        where the problem is not about one.
     """
+
+    def __new__(cls, _message: str, exit_code: int = 64, _problems: tuple[Problem, ...] = ()) -> "UllageError":
+        """Make a ValueError of what is wrong with the input."""
+        bad_input = cls is UllageError and exit_code in (64, 65)
+        return super().__new__(UllageValueError if bad_input else cls)
 
     def __init__(self, message: str, exit_code: int = 64, problems: tuple[Problem, ...] = ()) -> None:
         super().__init__(message)
         self.exit_code = exit_code
         self.problems = problems
+        first = problems[0] if problems else Problem(message)
+        self.row = first.row
+        self.column = first.column
+        self.cell = first.text or None
 
     def __reduce__(self) -> tuple[type["UllageError"], tuple[str, int, tuple[Problem, ...]]]:
         """Keep all attributes in a pickle, as between processes."""
         return type(self), (str(self), self.exit_code, self.problems)
+
+
+class UllageValueError(UllageError, ValueError):
+    """Options, rules or a table that are wrong."""
 
 
 class UllageWarning(UserWarning):

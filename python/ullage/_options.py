@@ -136,17 +136,30 @@ class Input:
             self.words = [str(pathlib.Path(given).absolute()), *reading(set(), lower=lower, upper=upper, **options)]
             return
         self.table = table_of(given)
-        frame = self.table.frame
-        if len(frame.columns) == 0:
-            raise UllageError("the table has no columns", 65)
-        lowest, lower_cells = _split_bounds("lower", lower, len(frame))
-        highest, upper_cells = _split_bounds("upper", upper, len(frame))
-        unknown = [name for name in [*lower_cells, *upper_cells] if name not in frame]
-        if unknown:
-            raise UllageError(f'bounds are given for "{unknown[0]}", but there is no such column')
-        columns = [column_of(name, frame[name], lower_cells.get(name), upper_cells.get(name))
-                   for name in frame.columns]
-        _ullage.write_table(str(directory / "table.csv"), list(frame.columns), [column.cells for column in columns])
-        self.table.objects = {column.name: column.objects for column in columns}
+        rows = len(self.table.frame)
+        lowest, lower_cells = _split_bounds("lower", lower, rows)
+        highest, upper_cells = _split_bounds("upper", upper, rows)
+        columns = write(self.table, directory, lower_cells, upper_cells)
         self.words = ["table.csv", "--sep=,",
                       *reading(set(), lower=lowest, upper=highest, columns=columns, **options)]
+
+
+def write(table: Table, directory: pathlib.Path, lower: Mapping[str, Floats],
+          upper: Mapping[str, Floats]) -> list[Column]:
+    """Write a table, with bounds of cells, to ``table.csv`` of a directory, and give its columns as written."""
+    frame = table.frame
+    if len(frame.columns) == 0:
+        raise UllageError("the table has no columns", 65)
+    unknown = [name for name in [*lower, *upper] if name not in frame]
+    if unknown:
+        raise UllageError(f'bounds are given for "{unknown[0]}", but there is no such column')
+    columns = [column_of(name, frame[name], lower.get(name), upper.get(name)) for name in frame.columns]
+    _ullage.write_table(str(directory / "table.csv"), list(frame.columns), [column.cells for column in columns])
+    table.objects = {column.name: column.objects for column in columns}
+    return columns
+
+
+def bounds_of_cells(which: str, given: Bounds, rows: int) -> dict[str, Floats]:
+    """Bounds of cells alone: a number for a column holds for each of its cells."""
+    of_columns, of_cells = _split_bounds(which, given, rows)
+    return {**{name: np.full(rows, bound, dtype=np.float64) for name, bound in of_columns.items()}, **of_cells}

@@ -38,8 +38,10 @@ def find_program() -> pathlib.Path:
 
 
 def run(arguments: Sequence[str], directory: pathlib.Path | None = None, progress: Progress | None = None,
-        stdin: str = "", check: bool = True, warn: bool = True) -> str:
+        stdin: str = "", check: bool = True, warn: bool = True, printed_to: Callable[[str], None] | None = None) -> str:
     """Run the program to its end and give its standard output. Its warnings become warnings, unless warn is False.
+
+    Where it fails, ``printed_to`` has been given the output, too.
 
     Whatever ends this function early, Ctrl-C above all, ends the program and its workers first.
 
@@ -65,6 +67,8 @@ def run(arguments: Sequence[str], directory: pathlib.Path | None = None, progres
                 process.stderr.close()
         printed.seek(0)
         output = printed.read().decode()
+    if printed_to is not None:
+        printed_to(output)
     errors = _pass_on(said, warn)
     if code != 0 and (check or not output):
         text = "\n".join(errors) or f"the program ended with {'signal' if code < 0 else 'exit code'} {abs(code)}"

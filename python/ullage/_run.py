@@ -17,9 +17,10 @@ import numpy as np
 import pandas as pd
 
 from ullage import _program, _ullage
+from ullage._apply import apply as _apply
 from ullage._columns import Filled
 from ullage._errors import UllageError
-from ullage._options import further
+from ullage._options import Bounds, further
 from ullage._pooling import frame_of, pool_fits, regression_of
 from ullage._tables import Table, table_of
 
@@ -122,6 +123,38 @@ class Run:
             frame[".id"] = frame.index
             tables.append(frame)
         return pd.concat(tables, ignore_index=True)
+
+    def apply(self, rows: Any, m: int | None = None, seed: int | None = None, *, lower: Bounds = None,
+              upper: Bounds = None, **options: Any) -> list[Any]:
+        """Complete new rows under the parameters that the run has drawn; none is drawn again.
+
+        Parameters
+        ----------
+        rows : table or path
+            With the columns of the run's model and of its ``by``. Kinds, rules and transformations are the run's.
+        m : int, optional
+            Completed tables, at most those of the run, which are made if it is not given. Table i is drawn under the
+            parameters of the run's imputation i.
+        seed : int, optional
+            Of the random numbers; that of the run if not given.
+        lower, upper : mapping or table, optional
+            Bounds of missing cells of these rows, as of `impute`.
+        **options
+            Further options of ``ullage apply``, with underscores: ``nd="lead=0.5"``.
+
+        Returns
+        -------
+        list
+            Tables of the kind that came in, with their index and types; pandas DataFrames for a path. What is
+            observed stays.
+
+        Raises
+        ------
+        UllageError
+            If a row cannot be understood, or has a word or a value that the run cannot have.
+        """
+        objects = self._given.objects if self._given is not None else {}
+        return _apply(self.directory, self.record, objects, rows, m, seed, lower, upper, options)
 
     @functools.cached_property
     def parameters(self) -> pd.DataFrame:

@@ -250,7 +250,15 @@ class Apply(unittest.TestCase):
             self.assertEqual(got, code, (text[:80], err))
             self.assertIn(expected, err)
             self.assertEqual([p.name for p in (self.path / "bad").glob("*")] if (self.path / "bad").exists() else [], [])
+        (self.path / "bad.csv").write_text(good + "1,2,3,f,low,a\n" * 5000 + "1,x2,3,f,low,a\n")
+        code, out, _ = self.run_program("apply", "run", "bad.csv", "-o", "bad", "--json")
+        told = json.loads(out)
+        self.assertEqual((code, told["problem_count"], told["problems"][0]["row"], told["problems"][0]["columns"]),
+                         (65, 1, 5001, ["y"]))
         (self.path / "fine.csv").write_text(good + "1,2,3,f,,a\n")
+        code, out, _ = self.run_program("apply", "run", "fine.csv", "-o", "told", "--json", "--quiet")
+        self.assertEqual((code, json.loads(out)), (0, {"rows": 1, "cells": 1, "imputations": 4, "problems": [],
+                                                       "problem_count": 0}))
         got, err = self.apply("z;site;a;b;steps;region\n1;p;;;;\n1;;;;;\n", "bad", run="ruled")
         self.assertEqual(got, 65)
         self.assertIn("line 3 (row 2)", err)
