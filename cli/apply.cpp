@@ -15,6 +15,7 @@
 #include "option_words.h"
 #include "problems_json.h"
 #include "talk.h"
+#include "ullage/host/answer/derive.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/input_file.h"
 #include "ullage/host/base/output_file.h"
@@ -160,6 +161,7 @@ struct Done {
 
 Done complete_parts(const Options &options, const host::AppliedRun &run, const host::RunRecord &record,
                     const std::vector<std::string> &names, host::ResultDirectory &directory) {
+    const std::vector<host::Derivation> derivations = host::derivations_of(record);
     const host::ReadOptions reading = reading_of(record, options.read);
     Input input(options.input);
     Done done;
@@ -167,14 +169,17 @@ Done complete_parts(const Options &options, const host::AppliedRun &run, const h
     for (std::uint64_t number = 1; input.next(part); ++number) {
         host::Notices notices;
         const host::NewRows some = read_part(run, input, part, reading, notices);
+        const host::Deriver deriver(some.table, some.hidden, derivations, part.rows_before);
         if (number == 1) {
             say(options, notices);
-            for (const std::string &name : names) host::write_header(directory.file(name), some.table, false);
+            for (const std::string &name : names) {
+                host::write_header(directory.file(name), some.table, deriver.original(), false);
+            }
         }
         run.complete(some, names.size(), options.apply.seed.value_or(record.seed), number,
                      [&](std::size_t k, std::span<const double> values) {
                          host::write_rows(directory.file(names[k]), some.table, some.hidden, values,
-                                          static_cast<int>(k) + 1, false);
+                                          deriver.of(k + 1, values), static_cast<int>(k) + 1, false);
                      });
         done.rows += some.table.row_count();
         done.cells += some.hidden.cells.size();

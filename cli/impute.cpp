@@ -157,44 +157,57 @@ host::RunResults judge(const Options &options, const Run &run, const Drawn &draw
     return results;
 }
 
-void write_long(OutputFile &file, const Input &input, const host::Imputations &result) {
-    host::write_header(file, input.table, true);
-    host::write_rows(file, input.table, input.hidden, {}, 0, true);
-    for (std::size_t i = 0; i < result.values.size(); ++i) {
-        host::write_rows(file, input.table, input.hidden, result.values[i], static_cast<int>(i) + 1, true);
+/** Call a function for each imputation, from 1, with its values and derived columns. */
+template <typename Write>
+void for_each_imputation(const Run &run, const host::Imputations &result, const Write &write) {
+    for (std::size_t k = 1; k <= result.values.size(); ++k) {
+        const std::vector<double> values = result.values[k - 1];
+        write(static_cast<int>(k), values, run.deriver.of(k, values));
     }
 }
 
-void write_cells(host::ResultDirectory &directory, const Input &input, const host::Imputations &result) {
-    OutputFile &original = directory.file(host::kOriginalName);
-    host::write_header(original, input.table, false);
-    host::write_rows(original, input.table, input.hidden, {}, 0, false);
+void write_original(OutputFile &file, const Run &run, bool is_long) {
+    host::write_header(file, run.input.table, run.deriver.original(), is_long);
+    host::write_rows(file, run.input.table, run.input.hidden, {}, run.deriver.original(), 0, is_long);
+}
+
+void write_long(OutputFile &file, const Run &run, const host::Imputations &result) {
+    write_original(file, run, true);
+    for_each_imputation(run, result, [&](int k, const auto &values, host::DerivedColumns derived) {
+        host::write_rows(file, run.input.table, run.input.hidden, values, derived, k, true);
+    });
+}
+
+void write_cells(host::ResultDirectory &directory, const Run &run, const host::Imputations &result) {
+    write_original(directory.file(host::kOriginalName), run, false);
     OutputFile &cells = directory.file(host::kCellsName);
-    host::write_cells_header(cells, input.table);
-    for (std::size_t i = 0; i < result.values.size(); ++i) {
-        host::write_cells(cells, input.table, input.hidden, result.values[i], static_cast<int>(i) + 1);
-    }
+    host::write_cells_header(cells, run.input.table);
+    for_each_imputation(run, result, [&](int k, const auto &values, host::DerivedColumns derived) {
+        host::write_cells(cells, run.input.table, run.input.hidden, values, derived, k);
+    });
 }
 
-void write_files(host::ResultDirectory &directory, const Input &input, const host::Imputations &result) {
-    for (std::size_t i = 0; i < result.values.size(); ++i) {
-        OutputFile &file = directory.file(host::imputation_name(i + 1, result.values.size()));
-        host::write_header(file, input.table, false);
-        host::write_rows(file, input.table, input.hidden, result.values[i], static_cast<int>(i) + 1, false);
-    }
+void write_files(host::ResultDirectory &directory, const Run &run, const host::Imputations &result) {
+    for_each_imputation(run, result, [&](int k, const auto &values, host::DerivedColumns derived) {
+        OutputFile &file = directory.file(host::imputation_name(static_cast<std::size_t>(k), result.values.size()));
+        host::write_header(file, run.input.table, derived, false);
+        host::write_rows(file, run.input.table, run.input.hidden, values, derived, k, false);
+    });
 }
 
-void write_tables(host::ResultDirectory &directory, Format format, const Input &input,
-                  const host::Imputations &result) {
+void write_tables(host::ResultDirectory &directory, Format format, const Run &run, const host::Imputations &result) {
     if (format == Format::files) {
-        write_files(directory, input, result);
+        write_files(directory, run, result);
     } else if (format == Format::cells) {
-        write_cells(directory, input, result);
+        write_cells(directory, run, result);
     } else {
-        write_long(directory.file(host::kLongTableName), input, result);
+        write_long(directory.file(host::kLongTableName), run, result);
     }
     if (const auto stat = stat_format(format)) {
-        host::write_stat_file(directory.file(stat_file_name(*stat)), *stat, input.table, input.hidden, result.values);
+        host::write_stat_file(directory.file(stat_file_name(*stat)), *stat, run.input.table, run.input.hidden,
+                              result.values, [&](std::size_t k, std::span<const double> values) {
+                                  return k == 0 ? run.deriver.original() : run.deriver.of(k, values);
+                              });
     }
 }
 
@@ -261,7 +274,7 @@ void impute_to_stdout(const Options &options) {
     const Run run(options);
     OutputFile file("-");
     const Drawn drawn = draw(options, run);
-    write_long(file, run.input, drawn.imputations);
+    write_long(file, run, drawn.imputations);
     file.commit();
     say_end(options, judge(options, run, drawn).record);
 }
@@ -311,8 +324,10 @@ void write_part(const Options &options, host::ResultDirectory &directory, const 
 }  // namespace
 
 Run::Run(const Options &options)
-    : prior(host::parse_prior(options.impute.prior)),
+    : derivations(host::parse_derivations(options.impute.derive)),
+      prior(host::parse_prior(options.impute.prior)),
       input(load_input(options)),
+      deriver(input.table, input.hidden, derivations),
       model(host::prepare_model(input.table, input.hidden, prior, options.components)),
       settings(settings_of(options.impute, model)),
       until(until_converged(options.impute, settings)) {
@@ -320,7 +335,8 @@ Run::Run(const Options &options)
     say(options, doubts);
     input.notices.insert(input.notices.end(), doubts.begin(), doubts.end());
     if (const auto format = stat_format(options.impute.format)) {
-        host::check_stat_file(*format, input.table, static_cast<std::size_t>(options.impute.imputations));
+        host::check_stat_file(*format, input.table, deriver.original(),
+                              static_cast<std::size_t>(options.impute.imputations));
     }
 }
 
@@ -335,6 +351,8 @@ host::RunRecord describe(const Options &options, const Run &run, int thin, doubl
     record.reading = options.read;
     record.seconds = seconds;
     record.chain = options.impute.chain;
+    for (const host::Derivation &derivation : run.derivations)
+        record.derived.push_back({derivation.name, derivation.text});
     if (run.prior.kind == host::PriorChoice::Kind::file && std::filesystem::is_regular_file(options.impute.prior)) {
         record.prior_sha256 = host::InputFile(options.impute.prior).sha256();
     }
@@ -357,7 +375,7 @@ void impute_to_directory(const Options &options, std::vector<std::string> inputs
     host::ResultDirectory directory(options.impute.output, result_names(options.impute), inputs);
     Drawn drawn = draw(run, directory.draw_place());
     if (options.impute.chain) return write_part(options, directory, run, std::move(drawn));
-    write_tables(directory, options.impute.format, run.input, drawn.imputations);
+    write_tables(directory, options.impute.format, run, drawn.imputations);
     host::RunResults results = judge(options, run, drawn);
     if (earlier) check_beginning(options.impute.output, *earlier, results.draws);
     if (options.impute.overimpute) {

@@ -40,6 +40,9 @@ void add_result_options(CLI::App &command, Options &options) {
         ->transform(word_of(formats))
         ->type_name("long|cells|files|dta|sav")
         ->group("Results");
+    add_list(command, "--derive", "NAME=EXPR",
+             "compute a column in every table, such as 'bmi = wgt / hgt^2'; it is no part of the model", "Results",
+             [&impute](const std::vector<std::string> &words) { impute.derive = words; });
     command.add_flag("--json", options.json, "print the run record to standard output")->group("Results");
     // The help would show a flag that is bound to the value as --no-report{false}.
     command

@@ -12,6 +12,7 @@
 
 #include "input.h"
 #include "options.h"
+#include "ullage/host/answer/derive.h"
 #include "ullage/host/draw/impute.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/model/prior.h"
@@ -25,8 +26,10 @@ struct Run {
     Run(const Run &) = delete;
     Run &operator=(const Run &) = delete;
 
+    std::vector<host::Derivation> derivations;
     host::PriorChoice prior;
     Input input;
+    host::Deriver deriver;   // of the input
     host::ModelTable model;  // of the input
     host::ImputeSettings settings;
     std::optional<host::UntilConverged> until;

@@ -41,6 +41,7 @@ struct ImputeOptions {
     host::ConvergenceTarget target;     ///< that ends the rounds
     std::optional<int> max_iterations;  ///< of each chain, in all rounds
     bool overimpute = false;            ///< hide observed cells in turn, impute them, and compare
+    std::vector<std::string> derive;    ///< columns to compute in every table, such as "bmi = wgt / hgt^2"
     bool report = true;                 ///< write report.html
     bool extends = false;               ///< the directory holds the beginning of the same run
 };

@@ -262,8 +262,8 @@ Answer pool_directory(const Options &options) {
     const host::RunRecord record = host::read_run_record(options.input);
     // A formula that cannot be read is told before large files are.
     const std::optional<host::Regression> regression = regression_of(pool, record);
-    std::vector<host::Derivation> derivations;
-    for (const std::string &text : pool.derive) derivations.push_back(host::parse_derivation(text));
+    std::vector<host::Derivation> derivations = host::derivations_of(record);
+    std::ranges::move(host::parse_derivations(pool.derive), std::back_inserter(derivations));
     host::PoolRequest request = pool.request;
     if (!regression && !request.means && !request.variances && !request.covariances && !request.correlations &&
         request.quantiles.empty()) {

@@ -30,7 +30,7 @@ Error not_defined(const CompletedTables &tables, const Expression &expression, s
         if (std::isnan(value)) {
             return {Fault::data, fmt::format("column {} is missing in row {}, as it was not imputed; impute it too, or "
                                              "leave it out",
-                                             quote(name), row + 1)};
+                                             quote(name), tables.row_number(row))};
         }
         values.push_back(column.holds_words()
                              ? fmt::format("{} is {}", name, column.words[static_cast<std::size_t>(value)])
@@ -38,7 +38,7 @@ Error not_defined(const CompletedTables &tables, const Expression &expression, s
     }
     return {Fault::data, fmt::format("{}: not defined in row {}, where {}; if such values cannot be, impute with a "
                                      "transformation or a bound",
-                                     expression.place, row + 1, fmt::join(values, " and "))};
+                                     expression.place, tables.row_number(row), fmt::join(values, " and "))};
 }
 
 /** Whether a column of the expression has no value in a row. */

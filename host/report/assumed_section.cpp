@@ -107,6 +107,10 @@ std::string what_was_assumed(const RunRecord &record, bool has_bounded_cells) {
             "rows{} break them. The parameters are those of the distribution before it is cut.",
             100.0 * level.refused, level.name.empty() ? "" : fmt::format(", in level {},", quote(level.name))));
     }
+    for (const RunDerived &derived : record.derived) {
+        items.push_back(
+            fmt::format("Computed in every completed table, and no part of the model: {}.", derived.derivation));
+    }
     items.push_back(fmt::format(
         "Computation: Bayesian data augmentation in {}, each from a start of its own; {} that did not count, then an "
         "imputation every {}{}.",

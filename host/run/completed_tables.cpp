@@ -10,16 +10,14 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <iterator>
 #include <limits>
-#include <map>
 #include <optional>
 #include <unordered_map>
 #include <utility>
 
 #include "ullage/host/base/error.h"
-#include "ullage/host/base/number_text.h"
 #include "ullage/host/base/words.h"
+#include "ullage/host/run/carried_values.h"
 #include "ullage/host/run/result_file.h"
 #include "ullage/host/run/result_names.h"
 #include "ullage/host/table/csv_rows.h"
@@ -30,8 +28,6 @@ namespace ullage::host {
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr std::uint32_t kNoText = std::numeric_limits<std::uint32_t>::max();
-constexpr std::string_view kMissingWords[] = {"", "NA", ".", "*"};
 
 /** Complain of a row of a long file that is not where it belongs. */
 void check_imputation(const CsvRows &file, std::string_view number) {
@@ -69,16 +65,16 @@ private:
         std::optional<WordPlaces> words = {};      // of a column of words of the model
         std::vector<double> imputed = {};          // of the model: its hidden cells in the imputation that is read
         std::vector<bool> differs = {};            // of the model, read from separate files: rows that do so in them
-        bool has_number = false;                   // of a column outside the model
-        bool has_word = false;                     // as well
-        std::map<std::string, std::uint32_t> texts =
-            {};                                       // as well: different ones, numbered as they come; if there are
-        std::vector<std::uint32_t> text_of_row = {};  // more than kMostCarriedWords, rows are forgotten
+    };
+    /** One outside the model. */
+    struct CarriedPlace {
+        std::size_t column;
+        std::string name;
+        CarriedValues values;
     };
 
     void take_header(const CsvRows &file, std::size_t width);
     void take_first_table(CsvRows &file, FirstTable kind);
-    void take_carried(const CsvRows &file, std::size_t row);
     [[nodiscard]] double value(const CsvRows &file, const Place &place) const {
         return value(file, place, place.column);
     }
@@ -87,20 +83,20 @@ private:
     void check_levels(const CsvRows &file) const;
     void check_end(CsvRows &file, std::size_t tables, bool has_row, std::size_t rows_read) const;
     void take_imputation(CsvRows &file, std::size_t imputation);
+    [[nodiscard]] bool next_drawn(CsvRows &file) const;
     void take_cells(CsvRows &file);
     void compare_with_first(CsvRows &file);
     void take_own_file(CsvRows &file);
     void hide_what_differs();
     void make_room_for_cells();
     void put_cells(std::size_t imputation);
-    [[nodiscard]] bool finish_carried(Place &place) const;
     CompletedTables finish(std::string source, bool tells_hidden);
 
     const RunRecord &record_;
     std::size_t row_count_;
     std::size_t imputations_;
     std::vector<Place> model_;
-    std::vector<Place> carried_;
+    std::vector<CarriedPlace> carried_;
     std::optional<std::size_t> level_place_;
     std::unordered_map<std::string, std::int32_t> level_index_;
     std::vector<std::int32_t> level_of_row_;
@@ -123,8 +119,11 @@ void TableBuilder::take_header(const CsvRows &file, std::size_t width) {
         model_.back().values.words = column.words;
         model_.back().words.emplace(column.words);
     }
+    for (const RunDerived &derived : record_.derived) {
+        is_taken[file.place_of(derived.name, "which run.json has as a derived one")] = true;
+    }
     for (std::size_t c = 0; c < width; ++c) {
-        if (!is_taken[c]) carried_.push_back(make_place(c));
+        if (!is_taken[c]) carried_.push_back({c, file.names()[c], CarriedValues(row_count_)});
     }
     level_of_row_.assign(row_count_, 0);
     if (!record_.by) return;
@@ -172,48 +171,10 @@ void TableBuilder::take_first_table(CsvRows &file, FirstTable kind) {
                 place.values.original[row] = value(file, place);
             }
         }
-        take_carried(file, row);
+        for (CarriedPlace &place : carried_) place.values.take(row, file.cell(place.column));
         if (level_place_) take_level(file, row);
     }
     if (level_place_) check_levels(file);
-}
-
-/** Columns outside the model are of numbers if they hold nothing else, and otherwise of words. */
-void TableBuilder::take_carried(const CsvRows &file, std::size_t row) {
-    for (Place &place : carried_) {
-        const bool has_too_many = place.texts.size() > kMostCarriedWords;
-        if (place.has_word && has_too_many) continue;
-        const std::string_view text = trim(file.cell(place.column));
-        if (std::find(std::begin(kMissingWords), std::end(kMissingWords), text) != std::end(kMissingWords)) continue;
-        if (!place.has_word) {
-            const auto number = parse_number(text);
-            (number ? place.has_number : place.has_word) = true;
-            place.values.original[row] = number.value_or(kNaN);
-        }
-        if (has_too_many) continue;
-        const auto place_of_text =
-            place.texts.try_emplace(std::string(text), static_cast<std::uint32_t>(place.texts.size()));
-        place.text_of_row.resize(row_count_, kNoText);
-        place.text_of_row[row] = place_of_text.first->second;
-        if (place.texts.size() > kMostCarriedWords) place.text_of_row = {};
-    }
-}
-
-/** Make a column of words of one outside the model, if it is one; false if it is neither of words nor of numbers. */
-bool TableBuilder::finish_carried(Place &place) const {
-    if (!place.has_word) return place.has_number;
-    if (place.texts.size() > kMostCarriedWords) return false;
-    std::vector<double> place_of(place.texts.size());
-    for (const auto &[text, number] : place.texts) {
-        place_of[number] = static_cast<double>(place.values.words.size());
-        place.values.words.push_back(text);
-    }
-    for (std::size_t row = 0; row < row_count_; ++row) {
-        const std::uint32_t text = place.text_of_row[row];
-        place.values.original[row] = text == kNoText ? kNaN : place_of[text];
-    }
-    place.text_of_row = {};
-    return true;
 }
 
 void TableBuilder::take_level(const CsvRows &file, std::size_t row) {
@@ -291,6 +252,16 @@ CompletedTables TableBuilder::from_long(CsvRows &file) {
     return finish(file.source(), true);
 }
 
+/** Go on to the next line of a cell that was drawn. */
+bool TableBuilder::next_drawn(CsvRows &file) const {
+    while (file.next()) {
+        const bool is_derived = std::ranges::any_of(
+            record_.derived, [&](const RunDerived &derived) { return file.cell(1) == derived.name; });
+        if (!is_derived) return true;
+    }
+    return false;
+}
+
 /** The hidden cells of all imputations, which come by imputations, rows and columns. */
 void TableBuilder::take_cells(CsvRows &file) {
     if (file.names() != std::vector<std::string>{"row", "column", "imputation", "value"}) {
@@ -314,7 +285,7 @@ void TableBuilder::take_cells(CsvRows &file) {
                 if (next[i] == column.hidden.size() || column.hidden[next[i]] != static_cast<std::int32_t>(row)) {
                     continue;
                 }
-                check_count(file.next());
+                check_count(next_drawn(file));
                 if (file.number(0) != static_cast<double>(row + 1) || file.cell(1) != column.name ||
                     file.number(2) != static_cast<double>(k + 1)) {
                     throw file.broken(fmt::format("expected row {}, column {}, imputation {}, and there is {}, {}, {}",
@@ -327,7 +298,7 @@ void TableBuilder::take_cells(CsvRows &file) {
         }
         put_cells(k);
     }
-    check_count(!file.next());
+    check_count(!next_drawn(file));
 }
 
 CompletedTables TableBuilder::from_cells(const std::string &directory) {
@@ -432,17 +403,19 @@ CompletedTables TableBuilder::finish(std::string source, bool tells_hidden) {
                                              result.source, count_of(values.hidden.size(), "cell"), quote(column.name),
                                              column.missing + column.bounded));
     }
-    std::vector<Place *> places;
-    for (Place &place : model_) places.push_back(&place);
-    for (Place &place : carried_) {
-        if (finish_carried(place)) {
-            places.push_back(&place);
+    for (CarriedPlace &place : carried_) {
+        CompletedColumn column;
+        column.name = place.name;
+        if (place.values.finish(column)) {
+            model_.push_back({place.column, std::move(column)});
         } else {
-            result.other_columns.push_back(place.values.name);
+            result.other_columns.push_back(place.name);
         }
     }
+    result.model.resize(record_.columns.size());
+    std::vector<Place *> places;
+    for (Place &place : model_) places.push_back(&place);
     std::sort(places.begin(), places.end(), [](const Place *a, const Place *b) { return a->column < b->column; });
-    result.model.resize(model_.size());
     for (std::size_t i = 0; i < places.size(); ++i) {
         if (places[i]->in_model) result.model[*places[i]->in_model] = i;
         result.columns.push_back(std::move(places[i]->values));

@@ -64,7 +64,8 @@ struct CompletedColumn {
     void copy_rows(std::size_t imputation, std::span<const std::int32_t> rows, double *out, std::size_t step = 1) const;
 };
 
-/** imputations.csv, the files imputation_1.csv, ..., or original.csv with cells.csv */
+/** What files hold of completed tables, without derived columns: imputations.csv, the files imputation_1.csv, ..., or
+ * original.csv with cells.csv */
 struct CompletedTables {
     std::string source;  ///< for messages
     std::size_t rows = 0;
@@ -74,6 +75,8 @@ struct CompletedTables {
                                              ///< more than kMostCarriedWords words
     std::vector<std::string> levels;         ///< as RunRecord::levels
     std::vector<std::int32_t> level_of_row;  ///< an index into levels
+    std::size_t rows_before = 0;             ///< of the table that these are a part of; for messages
+    std::size_t imputations_before = 0;      ///< as well
     std::vector<std::size_t> model;          ///< places in columns of the columns of the model, in their order
 
     /** The column of that name, of numbers or of words.
@@ -82,6 +85,10 @@ struct CompletedTables {
     /** The same of numbers.
      * @throws Error  usage also if it holds words */
     [[nodiscard]] const CompletedColumn &column_of_numbers(std::string_view name) const;
+    /** The number of a row in the whole table, from 1. */
+    [[nodiscard]] std::size_t row_number(std::int32_t row) const {
+        return rows_before + static_cast<std::size_t>(row) + 1;
+    }
     /** The rows of a level, ascending. */
     [[nodiscard]] std::vector<std::int32_t> rows_of_level(std::size_t level) const;
 };

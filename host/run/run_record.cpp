@@ -99,6 +99,10 @@ public:
         json_[name] = std::move(object);
     }
     template <typename Item, typename Members>
+    void list_if_any(const char *name, const std::vector<Item> &items, const Members &members) {
+        if (!items.empty()) list(name, items, members);
+    }
+    template <typename Item, typename Members>
     void list(const char *name, const std::vector<Item> &items, const Members &members) {
         Json all = Json::array();
         for (const Item &item : items) {
@@ -218,6 +222,10 @@ public:
         members(reader);
     }
     template <typename Item, typename Members>
+    void list_if_any(const char *name, std::vector<Item> &items, const Members &members) const {
+        if (has(name)) list(name, items, members);
+    }
+    template <typename Item, typename Members>
     void list(const char *name, std::vector<Item> &items, const Members &members) const {
         for (const Json &object : array(name)) {
             Reader reader(source_, object, fmt::format("{}{}[{}].", path_, name, items.size()));
@@ -333,6 +341,10 @@ void describe(Members &&top, Record &record) {
         members.count("blank", column.blank, 0, kMostCount);
         members.text("reason", column.reason);
     });
+    top.list_if_any("derived", record.derived, [](auto &members, auto &column) {
+        members.text("name", column.name);
+        members.text("derivation", column.derivation);
+    });
     top.texts("order", record.order);
     top.text_or_null("by", record.by);
     top.list("levels", record.levels, [](auto &members, auto &level) {
@@ -429,6 +441,10 @@ void check_record(const RunRecord &record, const Reader &top) {
             throw top.broken(place, "has other numbers of cells than there are rows");
         }
         if (!(column.lower < column.upper)) throw top.broken(place, "has bounds that leave no room");
+    }
+    for (std::size_t i = 0; i < record.derived.size(); ++i) {
+        if (names.insert(record.derived[i].name).second) continue;
+        throw top.broken(fmt::format("derived[{}].name", i), "stands there twice");
     }
     check_kinds(record, top);
     if (record.levels.empty()) throw top.broken("levels", "is empty");

@@ -64,6 +64,12 @@ struct CarriedColumn {
     std::string reason;      ///< why it is not in the model, for the user
 };
 
+/** A column that is computed in every completed table. */
+struct RunDerived {
+    std::string name;
+    std::string derivation;  ///< as the user wrote it: "bmi = wgt / hgt^2"
+};
+
 /** A level of the "by" column; a run without one has a single level whose name is empty. */
 struct RunLevel {
     std::string name;
@@ -119,6 +125,7 @@ struct RunRecord {
     std::vector<RunColumn> columns;
     std::vector<RunVariable> variables;  ///< of the model: those of nominal columns behind all others
     std::vector<CarriedColumn> carried;
+    std::vector<RunDerived> derived = {};
     std::vector<std::string> order;  ///< rules for every row: "a<b"
     std::vector<RunLevel> levels;
     std::vector<ParameterConvergence> convergence;  ///< numbers that are not known are NaN

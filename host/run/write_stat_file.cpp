@@ -130,6 +130,7 @@ struct StatColumn {
     std::ptrdiff_t file_column = -1;  // its cells stand there, or
     std::ptrdiff_t column = -1;       // it is a column of numbers of the table
     std::size_t width = 0;            // of its texts; 0 if it holds numbers
+    bool is_derived = false;
     readstat_variable_t *variable = nullptr;
 };
 
@@ -159,13 +160,20 @@ public:
         if (!writer_) throw std::bad_alloc();
     }
 
-    void write(const HiddenCells &hidden, const DrawnCells &values) {
+    void write(const HiddenCells &hidden, const DrawnCells &values, const Derive &derive) {
+        std::vector<CompletedColumn> derived = derive(0, {});
         for (const OutputColumn &column : table_.output) {
             if (column.column >= 0) {
                 columns_.push_back({table_.columns[static_cast<std::size_t>(column.column)].name, -1, column.column});
             } else {
                 columns_.push_back(carried(table_, static_cast<std::size_t>(column.file_column)));
             }
+        }
+        for (const CompletedColumn &column : derived) {
+            columns_.push_back({column.name});
+            columns_.back().is_derived = true;
+            for (const std::string &word : column.words)
+                columns_.back().width = std::max(columns_.back().width, word.size());
         }
         StatColumn id;
         if (table_.id_file_column) id = carried(table_, *table_.id_file_column);
@@ -195,11 +203,15 @@ public:
         check(begin(writer_.get(), &writing_, static_cast<long>(rows)));
         for (std::size_t k = 0; k <= values.size(); ++k) {
             const std::vector<double> own = k == 0 ? std::vector<double>() : values[k - 1];
+            if (k > 0) derived = derive(k, own);
             for (std::size_t row = 0; row < table_.row_count(); ++row) {
                 check(readstat_begin_row(writer_.get()));
                 std::size_t next_hidden = hidden.row_begin[row];
+                std::size_t next_derived = 0;
                 for (const StatColumn &column : columns_) {
-                    if (column.column >= 0 && table_.is_hidden(row, static_cast<std::size_t>(column.column))) {
+                    if (column.is_derived) {
+                        insert_derived(column, derived[next_derived++], row);
+                    } else if (column.column >= 0 && table_.is_hidden(row, static_cast<std::size_t>(column.column))) {
                         insert(column, k == 0 ? kNaN : own[next_hidden]);
                         ++next_hidden;
                     } else {
@@ -251,6 +263,18 @@ private:
         readstat_variable_set_format(stat.variable, is_stata ? "%10.0g" : "F8.0");
     }
 
+    void insert_derived(const StatColumn &column, const CompletedColumn &derived, std::size_t row) {
+        const auto place = static_cast<std::int32_t>(row);
+        double value = 0.0;
+        derived.copy_rows(0, {&place, 1}, &value);
+        if (column.width == 0) {
+            insert(column, value);
+        } else {
+            const std::string word = std::isnan(value) ? "" : derived.words[static_cast<std::size_t>(value)];
+            check(readstat_insert_string_value(writer_.get(), column.variable, word.c_str()));
+        }
+    }
+
     void insert_cell(const StatColumn &column, std::size_t row) {
         if (column.column >= 0) {
             insert(column, table_.columns[static_cast<std::size_t>(column.column)].values[row]);
@@ -288,7 +312,7 @@ private:
 
 }  // namespace
 
-void check_stat_file(StatFormat format, const Table &table, std::size_t imputations) {
+void check_stat_file(StatFormat format, const Table &table, DerivedColumns derived, std::size_t imputations) {
     const Limits &limits = limits_of(format);
     const auto refuse = [&](std::size_t count, std::string_view what, std::size_t most) {
         throw Error(Fault::data,
@@ -298,7 +322,7 @@ void check_stat_file(StatFormat format, const Table &table, std::size_t imputati
     constexpr std::size_t most_rows = std::numeric_limits<int>::max();
     const std::size_t rows = table.row_count() * (imputations + 1);
     if (rows > most_rows) refuse(rows, "rows", most_rows);
-    const std::size_t columns = table.output.size() + 2;
+    const std::size_t columns = table.output.size() + derived.size() + 2;
     if (columns > limits.columns) refuse(columns, "columns", limits.columns);
     Problems problems;
     for (const OutputColumn &output : table.output) {
@@ -323,8 +347,8 @@ void check_stat_file(StatFormat format, const Table &table, std::size_t imputati
 }
 
 void write_stat_file(OutputFile &file, StatFormat format, const Table &table, const HiddenCells &hidden,
-                     const DrawnCells &values) {
-    StatWriter(file, format, table).write(hidden, values);
+                     const DrawnCells &values, const Derive &derive) {
+    StatWriter(file, format, table).write(hidden, values, derive);
 }
 
 }  // namespace ullage::host

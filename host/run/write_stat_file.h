@@ -5,8 +5,14 @@
 #ifndef ULLAGE_HOST_RUN_WRITE_STAT_FILE_H
 #define ULLAGE_HOST_RUN_WRITE_STAT_FILE_H
 
+#include <cstddef>
+#include <functional>
+#include <span>
+#include <vector>
+
 #include "ullage/host/base/output_file.h"
 #include "ullage/host/draw/drawn_cells.h"
+#include "ullage/host/run/completed_tables.h"
 #include "ullage/host/run/write_table.h"
 #include "ullage/host/table/table.h"
 
@@ -19,7 +25,11 @@ enum class StatFormat { dta, sav };
  *
  * @throws Error  data with every text that is too long, or if there are too many columns or rows
  */
-void check_stat_file(StatFormat format, const Table &table, std::size_t imputations);
+void check_stat_file(StatFormat format, const Table &table, DerivedColumns derived, std::size_t imputations);
+
+/** Gives the derived columns of an imputation, from 1, and of the original table for 0, of the values of its hidden
+ * cells. */
+using Derive = std::function<std::vector<CompletedColumn>(std::size_t imputation, std::span<const double> values)>;
 
 /**
  * Write the original table and all completed ones, one below the other, as a file of Stata (dta) or SPSS (sav).
@@ -30,11 +40,12 @@ void check_stat_file(StatFormat format, const Table &table, std::size_t imputati
  * changed, and the original is the variable's label, cut to the length of one. The same tables give the same bytes.
  *
  * @param values  of the hidden cells in the units of the file
+ * @param derive  may throw what it likes
  * @throws Error  as OutputFile::write; data if the package cannot hold the table, which check_stat_file finds
  * beforehand
  */
 void write_stat_file(OutputFile &file, StatFormat format, const Table &table, const HiddenCells &hidden,
-                     const DrawnCells &values);
+                     const DrawnCells &values, const Derive &derive);
 
 }  // namespace ullage::host
 

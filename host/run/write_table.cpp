@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -30,9 +31,12 @@ void append_number(std::string &line, auto number) {
     line.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
 }
 
-/** The drawn value of a hidden cell: a number, or the word of that place. */
-void append_drawn(std::string &line, const Column &column, double value, char separator) {
-    if (column.holds_words()) {
+/** The value of a column: a number, or the word of that place. */
+template <typename AnyColumn>
+void append_value(std::string &line, const AnyColumn &column, double value, char separator) {
+    if (std::isnan(value)) {
+        line += "NA";
+    } else if (column.holds_words()) {
         line += quote_cell(column.words[static_cast<std::size_t>(value)], separator);
     } else {
         append_number(line, value);
@@ -41,7 +45,7 @@ void append_drawn(std::string &line, const Column &column, double value, char se
 
 }  // namespace
 
-void write_header(OutputFile &file, const Table &table, bool is_long) {
+void write_header(OutputFile &file, const Table &table, DerivedColumns derived, bool is_long) {
     std::string line;
     for (const OutputColumn &column : table.output) {
         if (&column != table.output.data()) line += table.file.separator;
@@ -56,15 +60,20 @@ void write_header(OutputFile &file, const Table &table, bool is_long) {
             line += quote_cell(numbers.name, table.file.separator);
         }
     }
+    for (const CompletedColumn &column : derived) {
+        line += table.file.separator;
+        line += quote_cell(column.name, table.file.separator);
+    }
     if (is_long) line += fmt::format("{0}.imp{0}.id", table.file.separator);
     line += '\n';
     file.write(line);
 }
 
 void write_rows(OutputFile &file, const Table &table, const HiddenCells &hidden, std::span<const double> values,
-                int imputation, bool is_long) {
+                DerivedColumns derived, int imputation, bool is_long) {
     const FileText &text = table.file;
     std::string line;
+    std::vector<std::size_t> next_derived(derived.size());
     for (std::size_t row = 0; row < table.row_count(); ++row) {
         line.clear();
         std::size_t next_hidden = hidden.row_begin[row];
@@ -80,8 +89,16 @@ void write_rows(OutputFile &file, const Table &table, const HiddenCells &hidden,
             } else if (values.empty()) {
                 line += "NA";
             } else {
-                append_drawn(line, table.columns[c], values[next_hidden++], text.separator);
+                append_value(line, table.columns[c], values[next_hidden++], text.separator);
             }
+        }
+        for (std::size_t i = 0; i < derived.size(); ++i) {
+            const CompletedColumn &column = derived[i];
+            std::size_t &next = next_derived[i];
+            const bool is_hidden = next < column.hidden.size() && column.hidden[next] == static_cast<std::int32_t>(row);
+            line += text.separator;
+            append_value(line, column, is_hidden ? column.imputed[0][next] : column.original[row], text.separator);
+            if (is_hidden) ++next;
         }
         if (is_long) {
             line += text.separator;
@@ -103,12 +120,13 @@ void write_cells_header(OutputFile &file, const Table &table) {
 }
 
 void write_cells(OutputFile &file, const Table &table, const HiddenCells &hidden, std::span<const double> values,
-                 int imputation) {
+                 DerivedColumns derived, int imputation) {
     const char separator = table.file.separator;
-    std::vector<std::string> middle;  // of a line: the column and the imputation
-    for (const Column &column : table.columns) {
-        middle.push_back(fmt::format("{0}{1}{0}{2}{0}", separator, quote_cell(column.name, separator), imputation));
-    }
+    const auto middle_of = [&](const std::string &name) {  // of a line: the column and the imputation
+        return fmt::format("{0}{1}{0}{2}{0}", separator, quote_cell(name, separator), imputation);
+    };
+    std::vector<std::string> middle;
+    for (const Column &column : table.columns) middle.push_back(middle_of(column.name));
     std::string line;
     for (std::size_t i = 0; i < values.size(); ++i) {
         const HiddenCell &cell = hidden.cells[i];
@@ -116,9 +134,20 @@ void write_cells(OutputFile &file, const Table &table, const HiddenCells &hidden
         line.clear();
         append_number(line, cell.row + 1);
         line += middle[column];
-        append_drawn(line, table.columns[column], values[i], separator);
+        append_value(line, table.columns[column], values[i], separator);
         line += '\n';
         file.write(line);
+    }
+    for (const CompletedColumn &column : derived) {
+        const std::string own_middle = middle_of(column.name);
+        for (std::size_t i = 0; i < column.hidden.size(); ++i) {
+            line.clear();
+            append_number(line, column.hidden[i] + 1);
+            line += own_middle;
+            append_value(line, column, column.imputed[0][i], separator);
+            line += '\n';
+            file.write(line);
+        }
     }
 }
 

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "ullage/host/answer/derive.h"
 #include "ullage/host/base/csv_quoting.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/run/completed_tables.h"
@@ -123,7 +124,9 @@ nb::list read_completed(const std::string &directory) {
     host::CompletedTables tables;
     {
         const nb::gil_scoped_release release;
-        tables = host::read_completed_tables(directory, host::read_run_record(directory));
+        const host::RunRecord record = host::read_run_record(directory);
+        tables = host::read_completed_tables(directory, record);
+        for (const host::Derivation &derivation : host::derivations_of(record)) host::add_derived(tables, derivation);
     }
     nb::list columns;
     for (host::CompletedColumn &column : tables.columns) {

@@ -105,6 +105,8 @@ def impute(data: Any, m: int = 20, seed: int | None = None, *, log: Names = (), 
     >>> bool((run.completed(3)["ozone"][[4, 7]] < 20).all())
     True
     """
+    if options.get("derive"):
+        raise UllageError("derive: compute columns of the completed tables in Python, or in answers by pool(derive=...)")
     keeper = tempfile.TemporaryDirectory(prefix="ullage-")
     directory = pathlib.Path(keeper.name)
     try:

@@ -80,7 +80,7 @@ class Run:
 
     def _filled(self, imputation: int) -> list[Filled]:
         """Columns of the model; the cells of imputation 0 are missing."""
-        model = {column["name"] for column in self.record["columns"]}
+        model = {column["name"] for column in (*self.record["columns"], *self.record.get("derived", []))}
         columns = []
         for column in self._columns:
             if column["name"] not in model:

@@ -82,8 +82,8 @@ TEST(WriteTable, ObservedAndCarriedCellsByteForByte) {
     const TempFolder folder;
     const auto written = [&](std::span<const double> imputed, int imputation, bool is_long) {
         OutputFile file(path_in(folder, "out.csv"));
-        write_header(file, table, is_long);
-        write_rows(file, table, hidden, imputed, imputation, is_long);
+        write_header(file, table, {}, is_long);
+        write_rows(file, table, hidden, imputed, {}, imputation, is_long);
         file.commit();
         return folder.text("out.csv");
     };
