@@ -48,6 +48,7 @@ struct ImputeOptions {
 
 /** Options of "ullage pool" alone. */
 struct PoolOptions {
+    bool model_scale = false;         ///< quantities are of log(x) and the like, where the model is
     host::PoolRequest request;        ///< means, if nothing is asked for
     std::vector<std::string> derive;  ///< columns to compute first, such as "bmi = wgt / hgt^2"
     std::vector<host::Delta> deltas;  ///< shifts of missing cells, of each column a series

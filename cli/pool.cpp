@@ -269,6 +269,9 @@ Answer pool_directory(const Options &options) {
         request.quantiles.empty()) {
         request.means = true;
     }
+    if (pool.model_scale) {
+        for (const host::RunColumn &column : record.columns) request.scale.push_back(column.transformation);
+    }
     const std::vector<host::Scenario> scenarios = host::scenarios_of(pool.deltas);
     host::CompletedTables drawn = host::read_completed_tables(options.input, record);
     const std::vector<host::BoundedCell> bounds =

@@ -49,6 +49,10 @@ void add_pool_options(CLI::App &command, Options &options) {
                  for (const std::string &word : split(words))
                      pool.request.quantiles.push_back(number_of("--quantiles", word));
              });
+    command
+        .add_flag("--model-scale", pool.model_scale,
+                  "these quantities on the scale of the model: of log(x) for columns with --log, and so on")
+        ->group(group);
     add_list(command, "--derive", "NAME=EXPR", "compute a column in every table first, such as 'bmi = wgt / hgt^2'",
              group, [&pool](const std::vector<std::string> &words) { pool.derive = words; });
     add_list(command, "--delta", "COL=D,D",

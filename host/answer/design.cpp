@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <utility>
 
 #include "ullage/host/answer/table_values.h"
@@ -35,7 +36,7 @@ Design::Design(const CompletedTables &tables, const Formula &formula, Family fam
     for (const Term &term : formula.terms) {
         const bool has_it =
             full && std::find(term.variables.begin(), term.variables.end(), *full) != term.variables.end();
-        add_term(term, has_it ? full : std::nullopt);
+        add_term(term, has_it ? full : std::nullopt, rows);
         if (has_it) full.reset();
     }
     for (const DesignColumn &column : columns_) names_.push_back(column.name);
@@ -99,7 +100,38 @@ std::vector<Design::DesignColumn> Design::columns_of_variable(std::size_t variab
     return columns;
 }
 
-void Design::add_term(const Term &term, std::optional<std::size_t> full_in_first) {
+/** Of products of several columns of words those that stand together in no row, in no imputation. */
+void Design::leave_out_absent(const Term &term, std::span<const std::vector<std::int32_t>> rows,
+                              std::vector<DesignColumn> &products) const {
+    std::vector<std::size_t> of_words;
+    for (const std::size_t variable : term.variables) {
+        if (holds_words(variable)) of_words.push_back(variable);
+    }
+    if (of_words.size() < 2) return;
+    std::set<std::vector<double>> together;
+    for (std::size_t k = 0; k < rows.size(); ++k) {
+        check_interrupt();
+        std::vector<std::vector<double>> values;
+        for (const std::size_t variable : of_words) {
+            values.push_back(values_of(tables_, formula_.variables[variable].expression, k, rows[k]).values);
+        }
+        std::vector<double> words(of_words.size());
+        for (std::size_t i = 0; i < rows[k].size(); ++i) {
+            for (std::size_t j = 0; j < words.size(); ++j) words[j] = values[j][i];
+            together.insert(words);
+        }
+    }
+    std::erase_if(products, [&](const DesignColumn &column) {
+        std::vector<double> words;
+        for (const Part &part : column.parts) {
+            if (part.word) words.push_back(*part.word);
+        }
+        return !together.contains(words);
+    });
+}
+
+void Design::add_term(const Term &term, std::optional<std::size_t> full_in_first,
+                      std::span<const std::vector<std::int32_t>> rows) {
     constexpr std::size_t kMostColumns = 10000;
     std::vector<DesignColumn> products = {{}};
     for (const std::size_t variable : term.variables) {
@@ -118,6 +150,8 @@ void Design::add_term(const Term &term, std::optional<std::size_t> full_in_first
                                               "words out of products",
                                               quote(term.name), kMostColumns));
     }
+    leave_out_absent(term, rows, products);
+    if (products.empty()) return;
     DesignTerm &places = terms_.emplace_back(DesignTerm{term.name, {}});
     for (DesignColumn &column : products) {
         places.places.push_back(columns_.size());

@@ -26,7 +26,8 @@ struct DesignTerm {
 
 /**
  * A formula on some rows of completed tables. Words are coded by treatment contrasts: a column of 0 and 1 for each word
- * but the reference; a word that is in none of the rows, in no imputation, has none. Where a term without the column of
+ * but the reference; a word that is in none of the rows, in no imputation, has none, and neither has a product of words
+ * that are in none of them together. Where a term without the column of
  * words is not in the formula either, every word has a column (Chambers and Hastie 1992, section 2.4.1).
  */
 class Design {
@@ -61,7 +62,10 @@ private:
     };
 
     void find_words(const FormulaVariable &variable, std::span<const std::vector<std::int32_t>> rows);
-    void add_term(const Term &term, std::optional<std::size_t> full_in_first);
+    void add_term(const Term &term, std::optional<std::size_t> full_in_first,
+                  std::span<const std::vector<std::int32_t>> rows);
+    void leave_out_absent(const Term &term, std::span<const std::vector<std::int32_t>> rows,
+                          std::vector<DesignColumn> &products) const;
     [[nodiscard]] bool has_margin(const Term &term, std::size_t variable) const;
     [[nodiscard]] std::vector<DesignColumn> columns_of_variable(std::size_t variable, bool is_full) const;
     [[nodiscard]] std::vector<double> response(std::size_t imputation, std::span<const std::int32_t> rows) const;

@@ -226,10 +226,25 @@ private:
     std::size_t depth_ = 0;
 };
 
+/** Refuse a column that would explain itself. */
+void check_response(const Formula &formula) {
+    if (formula.response.kind != Expression::Kind::column) return;
+    for (const Term &term : formula.terms) {
+        for (const std::size_t place : term.variables) {
+            const Expression &expression = formula.variables[place].expression;
+            if (expression.kind != Expression::Kind::column || expression.name != formula.response.name) continue;
+            throw Error(Fault::usage,
+                        fmt::format("{}: {} is the response too", expression.place, quote(expression.name)));
+        }
+    }
+}
+
 }  // namespace
 
 Formula parse_formula(std::string_view text, std::span<const std::string> dot) {
-    return FormulaReader(text, dot).read();
+    Formula formula = FormulaReader(text, dot).read();
+    check_response(formula);
+    return formula;
 }
 
 }  // namespace ullage::host

@@ -38,9 +38,6 @@ struct Formula {
     std::vector<Expression> offsets;
 };
 
-/** The name of the constant term. */
-inline constexpr std::string_view kIntercept = "(Intercept)";
-
 /**
  * Read a formula: a response, a tilde, and terms with a + between them (Wilkinson and Rogers 1973, Applied Statistics
  * 22). A variable is a column, a function of an expression (log(x + 1); I(x^2) for other arithmetic), or C(column) or

@@ -17,6 +17,7 @@
 #include "ullage/host/base/error.h"
 #include "ullage/host/base/interrupt.h"
 #include "ullage/host/base/words.h"
+#include "ullage/host/model/scale.h"
 #include "ullage/host/numbers/moments.h"
 #include "ullage/host/numbers/quantile.h"
 #include "ullage/host/table/transformations.h"
@@ -27,8 +28,10 @@ namespace {
 /** The quantities of one level. */
 class LevelPooler {
 public:
-    LevelPooler(const CompletedTables &tables, std::size_t level, double confidence)
+    LevelPooler(const CompletedTables &tables, const std::vector<Transformation> &scale, std::size_t level,
+                double confidence)
         : tables_(tables),
+          scale_(scale),
           level_(tables.levels[level]),
           rows_(tables.rows_of_level(level)),
           count_(static_cast<double>(rows_.size())),
@@ -106,7 +109,7 @@ public:
             std::vector<Pieces> pieces(probabilities.size());
             for (std::size_t k = 0; k < tables_.imputations; ++k) {
                 check_interrupt();
-                tables_.columns[tables_.model[j]].copy_rows(k, rows_, values.data());
+                copy_rows(j, k, rows_, values.data(), 1);
                 std::sort(values.begin(), values.end());
                 for (std::size_t q = 0; q < probabilities.size(); ++q) {
                     pieces[q].estimates.push_back(quantile_of(values, probabilities[q]));
@@ -143,6 +146,17 @@ private:
                                       pieces[word], count_ - 1.0, confidence_));
         }
     }
+    /** Put the values of a column in some rows into out[0], out[step], ... */
+    void copy_rows(std::size_t j, std::size_t imputation, std::span<const std::int32_t> rows, double *out,
+                   std::size_t step) const {
+        tables_.columns[tables_.model[j]].copy_rows(imputation, rows, out, step);
+        const Transformation own = transformation(j);
+        if (own == Transformation::none) return;
+        for (std::size_t i = 0; i < rows.size(); ++i) out[i * step] = to_model({own, 0.0, 1.0}, out[i * step]);
+    }
+    [[nodiscard]] Transformation transformation(std::size_t j) const {
+        return j < scale_.size() ? scale_[j] : Transformation::none;
+    }
     [[nodiscard]] bool holds_words(std::size_t j) const { return tables_.columns[tables_.model[j]].holds_words(); }
     /** Moments of the level's rows, with the scatter divided to covariances; in blocks, for the memory's sake. */
     [[nodiscard]] Moments moments_of_imputation(std::size_t imputation) const {
@@ -155,7 +169,7 @@ private:
             const auto block = std::span(rows_).subspan(first, std::min(kBlock, rows_.size() - first));
             values.resize(block.size() * n);
             for (std::size_t j = 0; j < n; ++j) {
-                tables_.columns[tables_.model[j]].copy_rows(imputation, block, values.data() + j, n);
+                copy_rows(j, imputation, block, values.data() + j, n);
             }
             moments = combine({std::move(moments), moments_of_rows(values, n)});
         }
@@ -189,7 +203,7 @@ private:
         pooled.upper = std::tanh(pooled.upper);
     }
     [[nodiscard]] std::string name(std::size_t j) const {
-        return unambiguous_name(tables_.columns[tables_.model[j]].name);
+        return transformed_name(transformation(j), tables_.columns[tables_.model[j]].name);
     }
     static double covariance(const Moments &moments, std::size_t i, std::size_t j) {
         return moments.scatter[packed_index(std::max(i, j), std::min(i, j))];
@@ -213,6 +227,7 @@ private:
     }
 
     const CompletedTables &tables_;
+    const std::vector<Transformation> &scale_;
     std::string level_;
     std::vector<std::int32_t> rows_;
     double count_;
@@ -242,7 +257,7 @@ std::vector<PooledRow> pool_moments(const CompletedTables &tables, const PoolReq
     }
     std::vector<PooledRow> rows;
     for (std::size_t level = 0; level < tables.levels.size(); ++level) {
-        const LevelPooler pooler(tables, level, confidence);
+        const LevelPooler pooler(tables, request.scale, level, confidence);
         if (request.means) pooler.means(rows);
         if (request.variances) pooler.variances(rows);
         if (request.covariances) pooler.covariances(rows);

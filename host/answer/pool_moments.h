@@ -9,6 +9,7 @@
 
 #include "ullage/host/answer/pooled_row.h"
 #include "ullage/host/run/completed_tables.h"
+#include "ullage/host/table/table.h"
 
 namespace ullage::host {
 
@@ -20,6 +21,8 @@ struct PoolRequest {
     bool covariances = false;
     bool correlations = false;
     std::vector<double> quantiles;  ///< probabilities strictly between 0 and 1
+    /** Of the columns of the model, by which their values are changed first; as they are where there is none. */
+    std::vector<Transformation> scale = {};
 };
 
 /**

@@ -71,10 +71,12 @@ double product(const double *row, const std::vector<double> &coefficients) {
 /** What one pass over all cases finds. */
 struct PassResult {
     double deviance = 0.0;
-    double step = 0.0;               // the last step in squared standard errors
-    double largest_move = 0.0;       // of a linear predictor by the last step
-    std::size_t moved = 0;           // cases moved by more than kEndlessMove
-    std::vector<double> reach = {};  // largest size of each column of the design
+    double step = 0.0;                                       // the last step in squared standard errors
+    double largest_move = 0.0;                               // of a linear predictor by the last step
+    std::size_t moved = 0;                                   // cases moved by more than kEndlessMove
+    std::vector<double> reach = {};                          // largest size of each column of the design
+    double least = std::numeric_limits<double>::infinity();  // response
+    double most = -std::numeric_limits<double>::infinity();
 };
 
 class GeneralisedFitter {
@@ -118,6 +120,8 @@ private:
             std::vector<double> response = block.response;
             for (std::size_t i = 0; i < response.size(); ++i) {
                 double *row = design.data() + i * names_.size();
+                result.least = std::fmin(result.least, response[i]);
+                result.most = std::fmax(result.most, response[i]);
                 const double linear = has_coefficients_ ? product(row, at_) : 0.0;
                 const double eta = has_coefficients_ ? linear + block.offset[i] : first_guess(family_, response[i]);
                 const CaseState state = state_of(family_, response[i], eta);
@@ -152,9 +156,13 @@ private:
     }
 
     [[nodiscard]] Error separated(const PassResult &now) const {
+        if (now.least == now.most) {
+            return {Fault::data, "separation: the response is the same in all rows, so that there is nothing to tell"};
+        }
         std::size_t worst = 0;
         double largest = -1.0;
         for (std::size_t j = 0; j < names_.size(); ++j) {
+            if (names_[j] == kIntercept) continue;  // it grows with another one, which says more
             const double move = std::fabs(at_[j] - before_[j]) * now.reach[j];
             if (move > largest) worst = j;
             largest = std::fmax(largest, move);

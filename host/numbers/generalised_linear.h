@@ -9,11 +9,15 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ullage/host/numbers/least_squares.h"
 
 namespace ullage::host {
+
+/** The name of the constant term. */
+inline constexpr std::string_view kIntercept = "(Intercept)";
 
 /** normal: identity link; binomial: logit link, responses 0 and 1; poisson: log link, responses from 0 on. */
 enum class Family { normal, binomial, poisson };

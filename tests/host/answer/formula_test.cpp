@@ -79,6 +79,7 @@ TEST(Formula, ErrorsSayWhere) {
                  {"y ~ C(a + b)", "a ) is expected"},
                  {"y ~ C(a, first)", "ref = WORD"},
                  {"y ~ a:offset(b)", "an offset stands between"},
+                 {"y ~ a + b:y", "\"y\" is the response too"},
                  {"y ~ a; b", "at \"; b\": this sign"}};
     for (const auto &row : wrong) {
         try {

@@ -47,7 +47,7 @@ clustered <- function(f, g) { p <- parts(f); s <- rowsum(p$e * p$x, g); k <- nro
   p$a %*% t(s) %*% s %*% p$a * k / (k - 1) * if (inherits(f, 'glm')) 1 else (n - 1) / (n - ncol(p$x)) }
 i <- mice::as.mids(read.csv('words/imputations.csv', check.names = FALSE, stringsAsFactors = TRUE))
 tables <- mice::complete(i, 'all'); exact <- glm.control(epsilon = 1e-300, maxit = 30)
-pooled <- function(fits, covariance, df) for (k in seq_along(coef(fits[[1]]))) {
+pooled <- function(fits, covariance, df) for (k in which(!is.na(coef(fits[[1]])))) {
   p <- mice::pool.scalar(sapply(fits, function(f) coef(f)[k]), sapply(fits, function(f) covariance(f)[k, k]),
                          n = df + 1, k = 1)
   cat(p$qbar, sqrt(p$t), p$df, '') };
@@ -181,7 +181,28 @@ class BesideR(unittest.TestCase):
                       "pooled(fits, vcov, min(sapply(fits, df.residual)))"))
         asked.append((("--lm", "rate ~ ill", "--derive", "rate = dose / (1 + falls)^2"),
                       "fits <- lapply(tables, function(d) lm(dose / (1 + falls)^2 ~ ill, d)); pooled(fits, vcov, 148)"))
+        # Words that stand together in no row have no product.
+        asked.append((("--lm", "dose ~ ill * site", "--where", "ill == 'no' | site != 'west'"),
+                      "fits <- lapply(tables, function(d) lm(dose ~ ill * site, d[d$ill == 'no' | d$site != 'west', ]));"
+                      "pooled(fits, vcov, min(sapply(fits, df.residual)))"))
         self.check_regressions(asked)
+
+    def test_moments_on_the_scale_of_the_model(self):
+        self.need("mice")
+        rows = json.loads(self.program("pool", "out", "--variances", "--correlations", "--quantiles", "0.3", "--model-scale",
+                                       "--json"))["quantities"]
+        ours = {row["name"]: row for row in rows}
+        self.assertIn("var(x2)", ours)
+        theirs = self.r(
+            "i <- mice::as.mids(read.csv('out/imputations.csv', check.names = FALSE)); t <- mice::complete(i, 'all');"
+            "v <- sapply(t, function(d) var(log(d$x3))); p <- mice::pool.scalar(v, 2 * v^2 / 79, n = 80, k = 1);"
+            "cat(p$qbar, sqrt(p$t), p$df, '');"
+            "z <- sapply(t, function(d) atanh(cor(d$y, log(d$x3)))); p <- mice::pool.scalar(z, rep(1 / 77, 6));"
+            "cat(tanh(p$qbar), sqrt(p$t) * (1 - tanh(p$qbar)^2), p$df, '');"
+            "cat(mean(sapply(t, function(d) quantile(log(d$x3), 0.3))))")
+        variance, correlation = ours["var(log(x3))"], ours["cor(y,log(x3))"]
+        self.check([variance["estimate"], variance["standard_error"], variance["df"], correlation["estimate"],
+                    correlation["standard_error"], correlation["df"], ours["q30(log(x3))"]["estimate"]], theirs, 1e-10)
 
     def test_files_of_statistics_packages(self):
         self.need("haven")

@@ -239,6 +239,11 @@ TEST(PoolRegression, SeparationAndWrongResponses) {
     // All rows are told apart by a number.
     message = message_of(tables, regression_of("I(z > 4) ~ z", Family::binomial));
     EXPECT_NE(message.find("coefficient of \"z\""), std::string::npos) << message;
+    // The constant grows with it; the slope says more.
+    message = message_of(tables, regression_of("I(z > 4) ~ I(z > 4.5)", Family::binomial));
+    EXPECT_NE(message.find("coefficient of \"I(z>4.5)\""), std::string::npos) << message;
+    message = message_of(tables, regression_of("I(z > -99) ~ z", Family::binomial));
+    EXPECT_NE(message.find("the response is the same in all rows"), std::string::npos) << message;
     message = message_of(tables, regression_of("ifelse(site == 'b', 0, count) ~ site", Family::poisson));
     EXPECT_NE(message.find("that the response is 0 in 10 rows"), std::string::npos) << message;
     // Nearly separated is not separated: one row in 10 of either kind, and a steep slope.
