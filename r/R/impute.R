@@ -29,7 +29,7 @@
 #' @param step Columns of multiples of a number, such as counts: `c(age = 1)`.
 #' @param ordered Columns of words in an order, `list(stage = c("I", "II", "III"))`, or names of columns of numbers.
 #' @param progress Whether to show a progress bar, or a function of the iterations done and all.
-#' @param ... Further options of `ullage impute`, with underscores: `nd = "lead=0.5"`, `overimpute = TRUE`.
+#' @param ... Further options of `ullage impute`, with underscores: `nd = "lead=0.5"`, `until_converged = TRUE`.
 #'
 #' @return An object of class `ullage_run`. [complete()] gives its tables. Its files go with the R session;
 #'   [write_run()] keeps them.
@@ -54,13 +54,14 @@ impute <- function(data, m = 20, seed = NULL, log = NULL, sqrt = NULL, logit = N
   done <- FALSE
   on.exit(if (!done) unlink(directory, recursive = TRUE))
   more <- list(...)
+  if (!is.null(more$derive)) abort("derive: compute columns of the completed tables in R")
   of_table <- c(
     list(
       data = data, directory = directory, lower = lower, upper = upper, log = log, sqrt = sqrt, logit = logit,
       order = order, by = by, id = id, number = number, step = step, binary = binary, ordered = ordered,
       nominal = nominal, carry = carry
     ),
-    more[setdiff(names(more), "overimpute")]
+    more[setdiff(names(more), options_of_impute)]
   )
   input <- do.call(make_input, of_table)
   if (is.null(seed)) seed <- sample.int(.Machine$integer.max, 1)
@@ -68,7 +69,7 @@ impute <- function(data, m = 20, seed = NULL, log = NULL, sqrt = NULL, logit = N
     "impute", input$words, "--output=run", "--format=cells", "--no-report", "--progress=json",
     prior_option(prior, directory),
     counted(imputations = m, seed = seed, chains = chains, `burn-in` = burn_in, thin = thin, jobs = jobs),
-    further(more["overimpute"[isTRUE(more$overimpute)]])
+    further(more[intersect(names(more), options_of_impute)])
   )
   with_progress(progress, function(show) {
     explained(input, directory, run_program(arguments, directory, progress = show))
@@ -77,6 +78,9 @@ impute <- function(data, m = 20, seed = NULL, log = NULL, sqrt = NULL, logit = N
   done <- TRUE
   run
 }
+
+# Options that the program has for this command alone.
+options_of_impute <- c("overimpute", "until_converged", "rhat_below", "ess_above", "max_iterations")
 
 # Options that are whole numbers.
 counted <- function(...) {

@@ -62,3 +62,9 @@ test_that("an error has its place", {
   error <- expect_error(impute(table), "row \"b\", column \"lead\", \"0,5\": a decimal comma", class = "ullage_error")
   expect_identical(error[c("exit_code", "row", "column", "cell")], list(exit_code = 65L, row = 2L, column = "lead", cell = "0,5"))
 })
+
+test_that("options of the program alone are for the program", {
+  run <- quickly(airquality_censored(), until_converged = TRUE, ess_above = 60, rhat_below = 1.1)
+  expect_true(run$record$settings$until_converged$converged)
+  expect_error(quickly(airquality_censored(), derive = "a = Wind / 2"), "in R", class = "ullage_error")
+})
