@@ -225,6 +225,17 @@ def test_chains_as_long_as_the_program_has_them():
     assert steps[-1] == (4 * settings["iterations"],) * 2
 
 
+def test_derived_columns(tmp_path):
+    subprocess.run([_program.find_program(), "impute", AIRQUALITY, "-o", tmp_path / "run", "-m", "3", "--seed", "1",
+                    "--burn-in", "20", "--thin", "5", "--derive", "dry = Ozone / Wind", "--quiet"],
+                   check=True, capture_output=True)
+    run = ullage.load(tmp_path / "run")
+    for table in run:
+        np.testing.assert_array_equal(table["dry"], table["Ozone"] / table["Wind"])
+    with pytest.raises(ullage.UllageError, match="in Python"):
+        impute(AIRQUALITY, derive="dry = Ozone / Wind")
+
+
 @pytest.mark.parametrize("by_signal", [True, False])
 def test_interrupt_leaves_no_process_and_no_file(tmp_path, by_signal):
     """Ctrl-C comes as KeyboardInterrupt, whatever else ends the call as itself; the process goes on."""

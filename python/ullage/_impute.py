@@ -106,7 +106,7 @@ def impute(data: Any, m: int = 20, seed: int | None = None, *, log: Names = (), 
     True
     """
     if options.get("derive"):
-        raise UllageError("derive: compute columns of the completed tables in Python, or in answers by pool(derive=...)")
+        raise UllageError("derive: compute columns of the completed tables in Python, or by pool(derive=...)")
     keeper = tempfile.TemporaryDirectory(prefix="ullage-")
     directory = pathlib.Path(keeper.name)
     try:
