@@ -65,15 +65,17 @@ make_column <- function(x, name, lower = NULL, upper = NULL, na = missing_words)
   }
 }
 
-valid_text <- function(x, name) {
-  text <- enc2utf8(as.character(x))
-  wrong <- which(!validUTF8(text))
+# Text in UTF-8. Bytes that are no text in their encoding would silently become others.
+valid_text <- function(x, name, of_rows = TRUE) {
+  text <- as.character(x)
+  wrong <- which(!validEnc(text))
   if (length(wrong) > 0) {
-    problem <- data.frame(row = wrong[[1]], column = name, cell = NA_character_, message = "text that is not valid UTF-8")
-    abort(sprintf("row %d, column \"%s\": text that is not valid UTF-8; say its encoding (see ?Encoding)", wrong[[1]], name),
-      65L, problem)
+    row <- if (of_rows) wrong[[1]] else NA_integer_
+    message <- "text that is not valid in its encoding; declare the right one (?Encoding)"
+    problem <- data.frame(row = row, column = name, cell = NA_character_, message = message)
+    abort(sprintf("%scolumn \"%s\": %s", if (is.na(row)) "" else sprintf("row %d, ", row), name, message), 65L, problem)
   }
-  text
+  enc2utf8(text)
 }
 
 from_numbers <- function(x, lower, upper) {
@@ -86,7 +88,7 @@ from_numbers <- function(x, lower, upper) {
 }
 
 from_factor <- function(x, name, na) {
-  words <- trimws(levels(x))
+  words <- trimws(valid_text(levels(x), name, of_rows = FALSE))
   used <- sort(unique(as.integer(x)))
   used <- used[!is.na(words[used])]
   fault <- function(word, what) abort(sprintf("column \"%s\": level \"%s\" %s; give it another name", name, word, what), 65L)

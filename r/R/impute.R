@@ -74,7 +74,8 @@ impute <- function(data, m = 20, seed = NULL, log = NULL, sqrt = NULL, logit = N
   with_progress(progress, function(show) {
     explained(input, directory, run_program(arguments, directory, progress = show))
   })
-  run <- new_run(file.path(directory, "run"), input, remove = directory)
+  words <- Filter(Negate(is.null), lapply(input$columns, `[[`, "words"))
+  run <- new_run(file.path(directory, "run"), input$data, input$names, words, remove = directory)
   done <- TRUE
   run
 }

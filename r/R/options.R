@@ -3,7 +3,9 @@
 # From the arguments of a call to the options of the program.
 
 # A name or word as it stands in a list.
-quoted <- function(names) ifelse(grepl(",", names, fixed = TRUE), paste0("\"", names, "\""), names)
+quoted <- function(names) {
+  ifelse(grepl("[,\"]", names), paste0("\"", gsub("\"", "\"\"", names, fixed = TRUE), "\""), names)
+}
 
 listed <- function(option, names) {
   if (length(names) > 0) sprintf("--%s=%s", option, paste(quoted(names), collapse = ","))

@@ -26,9 +26,10 @@ run_program <- function(arguments, directory = NULL, progress = NULL, input = NU
     writeLines(enc2utf8(input), given, useBytes = TRUE)
   }
   # In a session of its own: Ctrl-C on the terminal comes to R alone, which then ends the program.
+  # Its name for the tree of processes is drawn by R's generator, which is put back; so that name is not used.
   process <- keeping_random_state(processx::process$new(
-    find_program(), arguments,
-    wd = directory, stdin = given, stdout = printed, stderr = "|", cleanup_tree = TRUE, encoding = "UTF-8"
+    find_program(), in_bytes(arguments),
+    wd = directory, stdin = given, stdout = printed, stderr = "|", encoding = "UTF-8"
   ))
   on.exit(end_program(process), add = TRUE, after = FALSE)
   said <- listen(process, progress)
@@ -53,6 +54,13 @@ keeping_random_state <- function(expression) {
     assign(".Random.seed", before, envir = globalenv())
   })
   expression
+}
+
+# Text that reaches another process as UTF-8, whatever the locale.
+in_bytes <- function(text) {
+  text <- enc2utf8(text)
+  Encoding(text) <- "bytes"
+  text
 }
 
 read_utf8 <- function(path) {
@@ -87,7 +95,7 @@ pass_on <- function(lines, warn) {
   if (warn) {
     for (line in said[warnings]) warn(sub("^warning: ", "", line))
   }
-  said[!warnings & !startsWith(said, "note: ")]
+  said[!warnings & !startsWith(said, "note: ") & !startsWith(said, "ullage --help")]
 }
 
 # End the program with its workers, if it still runs. It is given the time to take away what it has begun.
@@ -95,7 +103,7 @@ end_program <- function(process) {
   if (process$is_alive()) {
     process$signal(tools::SIGTERM)
     process$wait(1000 * seconds_to_end)
-    process$kill_tree()
+    tools::pskill(-process$get_pid(), tools::SIGKILL) # its process group
   }
 }
 

@@ -2,8 +2,9 @@
 # SPDX-License-Identifier: Apache-2.0
 # A run: the completed tables, and what is asked of them.
 
-# A run whose files are in a directory. Both `remove` and the run go when nothing refers to the run any more.
-new_run <- function(directory, input, remove = NULL) {
+# A run whose files are in a directory. The directory `remove` goes when nothing refers to the run any more. words are
+# those that stand for the levels of factors.
+new_run <- function(directory, data, names, words, remove = NULL) {
   keeper <- new.env(parent = emptyenv())
   if (!is.null(remove)) {
     reg.finalizer(keeper, function(keeper) unlink(remove, recursive = TRUE), onexit = TRUE)
@@ -12,12 +13,11 @@ new_run <- function(directory, input, remove = NULL) {
   model <- vapply(record$columns, `[[`, "", "name")
   columns <- read_completed_(directory)
   names(columns) <- vapply(columns, `[[`, "", "name")
-  words <- lapply(input$columns, `[[`, "words")
   structure(
     class = "ullage_run",
     list(
-      data = input$data, names = input$names, words = words[!vapply(words, is.null, NA)], columns = columns[model],
-      record = record, directory = directory, keeper = keeper
+      data = data, names = names, words = words, columns = columns[model], record = record, directory = directory,
+      keeper = keeper
     )
   )
 }

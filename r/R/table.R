@@ -4,6 +4,9 @@
 
 # Names of the columns as the program reads them.
 program_names <- function(data) {
+  if (!all(validEnc(names(data)))) {
+    abort("the names of the columns are not valid in their encoding; declare the right one (?Encoding)", 65L)
+  }
   names <- trimws(enc2utf8(names(data)))
   empty <- which(is.na(names) | !nzchar(names))
   if (length(empty) > 0) {
@@ -22,6 +25,9 @@ write_input <- function(data, directory, lower = NULL, upper = NULL, na = missin
   }
   if (length(data) == 0) {
     abort("the table has no columns", 65L)
+  }
+  if (nrow(data) == 0) {
+    abort("the table has no rows", 65L)
   }
   names <- program_names(data)
   unknown <- setdiff(c(names(lower), names(upper)), names)
