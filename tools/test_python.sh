@@ -22,7 +22,7 @@ skip() {
 export PIP_DISABLE_PIP_VERSION_CHECK=1 PYTHONDONTWRITEBYTECODE=1
 "$python" -m venv "$venv" || skip "$python makes no virtual environment (on Debian: apt-get install python3-venv)"
 "$venv/bin/pip" install --quiet scikit-build-core nanobind matplotlib mypy numpy pandas pandas-stubs polars pyarrow pytest ruff \
-    statsmodels tqdm || skip "PyPI cannot be reached"
+    scikit-learn statsmodels tqdm || skip "PyPI cannot be reached"
 
 for component in engine host; do
     cmake --install "$build" --component $component --prefix "$prefix" >/dev/null

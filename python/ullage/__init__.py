@@ -11,3 +11,12 @@ from ullage._run import Run, load
 
 __version__ = _version("ullage")
 __all__ = ["Check", "Problem", "Run", "UllageError", "UllageWarning", "check", "impute", "load"]
+
+
+def __getattr__(name: str) -> object:
+    """Give what needs scikit-learn only where it is asked for."""
+    if name == "Imputer":
+        from ullage._imputer import Imputer
+
+        return Imputer
+    raise AttributeError(f"module 'ullage' has no attribute '{name}'")

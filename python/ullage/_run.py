@@ -48,6 +48,10 @@ class Run:
         self._keeper = keeper
         self.record: dict[str, Any] = _record(directory)
 
+    def __reduce__(self) -> Any:
+        """Keep the files in a pickle. The completed tables of what is unpickled are those of `load`."""
+        return _unpacked, ({path.name: path.read_bytes() for path in self.directory.iterdir() if path.is_file()},)
+
     def __len__(self) -> int:
         """Count the completed tables."""
         return int(self.record["settings"]["imputations"])
@@ -331,6 +335,15 @@ def _record(directory: pathlib.Path) -> dict[str, Any]:
     except ValueError as error:
         raise UllageError(f"{directory}/run.json is broken: {error}", 65) from None
     return record
+
+
+def _unpacked(files: dict[str, bytes]) -> Run:
+    keeper = tempfile.TemporaryDirectory(prefix="ullage-")
+    directory = pathlib.Path(keeper.name) / "run"
+    directory.mkdir()
+    for name, content in files.items():
+        (directory / name).write_bytes(content)
+    return Run(directory, None, keeper)
 
 
 def _is_about(quantity: str, columns: list[str]) -> bool:
