@@ -44,3 +44,4 @@ R CMD INSTALL --no-docs --library="$library" source >install.log 2>&1 || { cat i
 export R_LIBS="$library"
 cd source/tests
 NOT_CRAN=true Rscript testthat.R
+Rscript "$root/tests/r/check_page.R" "$root/docs/r.md"
