@@ -25,7 +25,7 @@ run_program <- function(arguments, directory = NULL, progress = NULL, input = NU
   if (!is.null(input)) {
     writeLines(enc2utf8(input), given, useBytes = TRUE)
   }
-  # In a session of its own: Ctrl-C on the terminal comes to R alone, which then ends the program.
+  # In a process group of its own: Ctrl-C on the terminal comes to R alone, which then ends the program.
   # Its name for the tree of processes is drawn by R's generator, which is put back; so that name is not used.
   process <- keeping_random_state(processx::process$new(
     find_program(), in_bytes(arguments),
