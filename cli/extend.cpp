@@ -120,6 +120,7 @@ int run_extend(const Options &options) {
     for (std::string &word : words) arguments.push_back(word.data());
     CommandLine again = parse_command_line(static_cast<int>(arguments.size()), arguments.data());
     check_input(options.input, record, again.options);
+    again.options.crew = options.crew;
     again.options.quiet = options.quiet;
     again.options.json = false;
     again.options.impute.jobs = options.impute.jobs;

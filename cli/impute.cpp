@@ -331,6 +331,7 @@ Run::Run(const Options &options)
       model(host::prepare_model(input.table, input.hidden, prior, options.components)),
       settings(settings_of(options.impute, model)),
       until(until_converged(options.impute, settings)) {
+    settings.crew = options.crew;
     const host::Notices doubts = host::doubts_of_propriety(model);
     say(options, doubts);
     input.notices.insert(input.notices.end(), doubts.begin(), doubts.end());
@@ -338,6 +339,11 @@ Run::Run(const Options &options)
         host::check_stat_file(*format, input.table, deriver.original(),
                               static_cast<std::size_t>(options.impute.imputations));
     }
+    if (options.crew == nullptr) return;
+    const host::RunRecord record = describe(options, *this, settings.thin, 0.0);
+    settings.seed = options.crew->agree(
+        settings.seed, fmt::format("{} {} {} {}", ULLAGE_VERSION, record.input_sha256, record.prior_sha256.value_or(""),
+                                   fmt::join(record.command, " ")));
 }
 
 host::RunRecord describe(const Options &options, const Run &run, int thin, double seconds) {
@@ -395,9 +401,24 @@ void impute_to_directory(const Options &options, std::vector<std::string> inputs
     if (results.overimputation) say_overimputation(options, *results.overimputation);
 }
 
+/** What a process does in a run that another leads: it draws its part. */
+void help_to_draw(const Options &options) {
+    const Run run(options);
+    const Drawn drawn = draw(options, run);
+    if (!options.impute.overimpute) return;
+    host::ImputeSettings settings = run.settings;
+    settings.thin = drawn.imputations.thin;
+    (void)overimpute(options, run.input, run.prior, settings, {});
+}
+
 int run_impute(const Options &options) {
     check_output(options);
-    if (options.impute.output == "-") {
+    if (options.crew != nullptr && options.input == "-") {
+        throw Error(Fault::usage, "every rank reads the table itself: give a file, not standard input");
+    }
+    if (options.crew != nullptr && !options.crew->leads()) {
+        help_to_draw(options);
+    } else if (options.impute.output == "-") {
         impute_to_stdout(options);
     } else {
         impute_to_directory(options, {},

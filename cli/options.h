@@ -12,6 +12,7 @@
 
 #include "ullage/host/answer/delta.h"
 #include "ullage/host/answer/pool_moments.h"
+#include "ullage/host/draw/crew.h"
 #include "ullage/host/numbers/convergence.h"
 #include "ullage/host/table/read_table.h"
 #include "ullage/host/table/rules.h"
@@ -80,6 +81,7 @@ struct ExtendOptions {
 };
 
 struct Options {
+    host::Crew *crew = nullptr;        ///< who draws; if there is none, processes of this machine
     std::vector<std::string> command;  ///< the words of the command line, for the record of the run
     std::string input;                 ///< path, or "-" for standard input; of results, their directory
     host::ReadOptions read;

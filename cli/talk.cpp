@@ -13,7 +13,22 @@
 
 namespace ullage::cli {
 
+namespace {
+
+bool is_mute = false;
+
+}  // namespace
+
+void mute() {
+    is_mute = true;
+}
+
+void unmute() {
+    is_mute = false;
+}
+
 void write_stderr(std::string_view text) {
+    if (is_mute) return;
     (void)std::fwrite(text.data(), 1, text.size(), stderr);
 }
 

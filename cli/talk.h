@@ -16,6 +16,10 @@ namespace ullage::cli {
  * work goes on. */
 void write_stderr(std::string_view text);
 
+/** Write nothing to standard error from now on: another process of the run speaks. */
+void mute();
+void unmute();
+
 /** Say one line, unless --quiet was given. */
 void say(const Options &options, std::string_view line);
 

@@ -24,7 +24,7 @@
 #include "ullage/host/base/number_text.h"
 #include "ullage/host/draw/chain.h"
 #include "ullage/host/draw/engine_text.h"
-#include "ullage/host/draw/team.h"
+#include "ullage/host/draw/local_team.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/numbers/moments.h"
 #include "ullage/host/run/write_table.h"

@@ -238,11 +238,33 @@ void Chain::draw_level(std::size_t level, const Moments &rows) {
 }
 
 void Chain::copy_hidden(std::span<double> values) {
-    if (team_->size() == 1) return copy_own_cells(values);
-    copy_own_cells(team_->shared_cells());
-    (void)team_->exchange({});
-    if (team_->number() == 0) std::ranges::copy(team_->shared_cells(), values.begin());
-    (void)team_->exchange({});  // before the others put in the next ones
+    if (team_->size() == 1) {
+        copy_own_cells(values);
+        return;
+    }
+    // By blocks, as the members have them.
+    const auto cells_of = [&](std::size_t first, std::size_t last, const auto &visit) {
+        for (std::size_t block = first; block < last; ++block) {
+            for (const std::int32_t row : model_.blocks[block].rows) {
+                const auto r = static_cast<std::size_t>(row);
+                visit(model_.hidden->row_begin[r], model_.hidden->of_row(r).size());
+            }
+        }
+    };
+    copy_own_cells(values);
+    std::size_t before = 0;
+    cells_of(0, blocks_.first, [&](std::size_t, std::size_t count) { before += count; });
+    std::vector<double> own;
+    cells_of(blocks_.first, blocks_.second, [&](std::size_t begin, std::size_t count) {
+        const std::span cells = values.subspan(begin, count);
+        own.insert(own.end(), cells.begin(), cells.end());
+    });
+    std::span<const double> all = team_->gather_cells(before, own);
+    if (team_->number() != 0) return;
+    cells_of(0, model_.blocks.size(), [&](std::size_t begin, std::size_t count) {
+        std::ranges::copy(all.first(count), values.begin() + static_cast<std::ptrdiff_t>(begin));
+        all = all.subspan(count);
+    });
 }
 
 void Chain::copy_own_cells(std::span<double> values) {

@@ -67,7 +67,7 @@ public:
     [[nodiscard]] std::span<const Parameters> parameters() const { return parameters_; }
 
     /** Copy the hidden cells' present draws in the order of HiddenCells::cells: numbers in the model's units, of words
-     * their places. Other members of the team than the first call it too, with any values, which stay untouched. */
+     * their places. In other members of the team than the first only their own cells are. */
     void copy_hidden(std::span<double> values);
 
 private:

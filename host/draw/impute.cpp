@@ -10,9 +10,10 @@
 #include <cmath>
 
 #include "ullage/host/base/error.h"
+#include "ullage/host/draw/crew.h"
+#include "ullage/host/draw/frames.h"
 #include "ullage/host/draw/mixture_chain.h"
 #include "ullage/host/draw/sweeps.h"
-#include "ullage/host/draw/worker.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/numbers/moments.h"
 
@@ -130,12 +131,9 @@ void run_chain(AnyChain chain, const ModelTable &model, ImputeSettings settings,
     }
 }
 
-// Processes that share a chain: those that would find no chain of their own, as far as there is work for them.
-// A mixture is drawn by one.
-std::size_t team_size(const ModelTable &model, const ImputeSettings &settings) {
-    if (model.mixture) return 1;
-    const auto jobs = static_cast<std::size_t>(settings.jobs / (settings.only ? 1 : settings.chains));
-    return std::clamp<std::size_t>(jobs, 1, std::max<std::size_t>(1, model.blocks.size() / kLeastBlocks));
+// Processes that have work in one chain. A mixture is drawn by one.
+std::size_t most_members(const ModelTable &model) {
+    return model.mixture ? 1 : std::max<std::size_t>(1, model.blocks.size() / kLeastBlocks);
 }
 
 // Double the thinning: every second imputation of a chain takes the place of one before it.
@@ -167,6 +165,80 @@ void check_settings(const ImputeSettings &settings) {
     }
     const std::int64_t total = std::int64_t{settings.per_chain()} * settings.thin + settings.burn_in;
     if (total > std::numeric_limits<int>::max()) throw Error(Fault::usage, "the chains would be too long");
+}
+
+// A result without draws. Who does not lead has no place for values.
+Imputations empty_result(const ModelTable &model, const ImputeSettings &settings, const DrawPlace *place) {
+    const auto chains = static_cast<std::size_t>(settings.chains);
+    Imputations result;
+    result.thin = settings.thin;
+    if (place != nullptr) {
+        result.values = DrawnCells(*model.hidden, static_cast<std::size_t>(settings.imputations), *place);
+    }
+    result.draws.resize(chains);
+    result.refused_rows.resize(chains);
+    result.sweeps.assign(chains, 1);
+    return result;
+}
+
+// Put a frame of a chain into the result.
+void take_frame(std::size_t chain, const Frame &frame, Imputations &result) {
+    switch (frame.head.kind) {
+        case FrameKind::imputation:
+            result.values.put(frame.head.argument, frame.numbers());
+            break;
+        case FrameKind::parameters: {
+            const std::vector<double> numbers = frame.numbers();
+            result.draws[chain].insert(result.draws[chain].end(), numbers.begin(), numbers.end());
+            break;
+        }
+        case FrameKind::sweeps:
+            result.sweeps[chain] = static_cast<int>(frame.head.argument);
+            break;
+        case FrameKind::refused: {
+            const std::vector<double> numbers = frame.numbers();
+            std::vector<double> &sums = result.refused_rows[chain];
+            sums.resize(numbers.size());
+            std::ranges::transform(numbers, sums, sums.begin(), std::plus<>());
+            break;
+        }
+        default:
+            break;
+    }
+}
+
+// All that is to be run. What it refers to must outlive it; settings and result change with the rounds.
+ChainWork chains_of(const ModelTable &model, ImputeSettings &settings, const GoesOn &goes_on,
+                    const std::function<void(const ImputeProgress &)> &progress, Imputations &result) {
+    ChainWork work;
+    work.first = static_cast<std::size_t>(settings.only.value_or(0));
+    work.count = settings.only ? 1 : static_cast<std::size_t>(settings.chains);
+    work.most_members = most_members(model);
+    work.capacity = exchange_capacity(model);
+    work.cells = model.hidden->cells.size();
+    work.draw = [&model, first = settings, in_rounds = static_cast<bool>(goes_on)](std::size_t chain, Team &team,
+                                                                                   FrameWriter &writer) {
+        if (model.mixture) {
+            run_chain(MixtureChain(model, first.seed, chain + 1), model, first, in_rounds, chain, writer, team);
+        } else {
+            run_chain(Chain(model, first.seed, chain + 1, team), model, first, in_rounds, chain, writer, team);
+        }
+    };
+    work.take = [&settings, &progress, &result, count = work.count, all_done = std::int64_t{0},
+                 done = std::vector<std::int64_t>(result.draws.size())](std::size_t chain, const Frame &frame) mutable {
+        if (frame.head.kind != FrameKind::progress) return take_frame(chain, frame, result);
+        all_done += frame.head.argument - done[chain];
+        done[chain] = frame.head.argument;
+        if (progress) progress({all_done, std::int64_t{settings.total()} * static_cast<std::int64_t>(count)});
+    };
+    if (goes_on) {
+        work.again = [&settings, &goes_on, &result] {
+            if (!goes_on(result)) return false;
+            lengthen(settings, result);
+            return true;
+        };
+    }
+    return work;
 }
 
 }  // namespace
@@ -207,56 +279,14 @@ Imputations impute(const ModelTable &model, const ImputeSettings &given,
     ImputeSettings settings = given;
     // What no chain but the first few would have as its last imputation, all have as one before it in the next round.
     if (goes_on) settings.imputations = settings.per_chain() * settings.chains;
-    const auto chains = static_cast<std::size_t>(settings.chains);
-    Imputations result;
-    result.thin = settings.thin;
-    result.values = DrawnCells(*model.hidden, static_cast<std::size_t>(settings.imputations), place);
-    result.draws.resize(chains);
-    const std::size_t members = team_size(model, settings);
-    std::vector<std::int64_t> done(chains);
-    result.refused_rows.resize(chains);
-    result.sweeps.assign(chains, 1);
-    std::int64_t all_done = 0;
-    const auto first = static_cast<std::size_t>(settings.only.value_or(0));
-    const std::size_t count = settings.only ? 1 : chains;
-    run_workers(
-        first, count, static_cast<std::size_t>(settings.jobs),
-        [&](std::size_t chain, FrameWriter &writer) {
-            if (model.mixture) {
-                Team alone;
-                run_chain(MixtureChain(model, settings.seed, chain + 1), model, settings, static_cast<bool>(goes_on),
-                          chain, writer, alone);
-                return;
-            }
-            run_team(members, exchange_capacity(model), members > 1 ? model.hidden->cells.size() : 0, [&](Team &team) {
-                run_chain(Chain(model, settings.seed, chain + 1, team), model, settings, static_cast<bool>(goes_on),
-                          chain, writer, team);
-            });
-        },
-        [&](std::size_t chain, const Frame &frame) {
-            if (frame.head.kind == FrameKind::imputation) {
-                result.values.put(frame.head.argument, frame.numbers());
-            } else if (frame.head.kind == FrameKind::parameters) {
-                const std::vector<double> numbers = frame.numbers();
-                result.draws[chain].insert(result.draws[chain].end(), numbers.begin(), numbers.end());
-            } else if (frame.head.kind == FrameKind::sweeps) {
-                result.sweeps[chain] = static_cast<int>(frame.head.argument);
-            } else if (frame.head.kind == FrameKind::refused) {
-                const std::vector<double> numbers = frame.numbers();
-                std::vector<double> &sums = result.refused_rows[chain];
-                sums.resize(numbers.size());
-                std::ranges::transform(numbers, sums, sums.begin(), std::plus<>());
-            } else {
-                all_done += frame.head.argument - done[chain];
-                done[chain] = frame.head.argument;
-                if (progress) progress({all_done, std::int64_t{settings.total()} * static_cast<std::int64_t>(count)});
-            }
-        },
-        [&] {
-            if (!goes_on || !goes_on(result)) return false;
-            lengthen(settings, result);
-            return true;
-        });
+    LocalCrew local(static_cast<std::size_t>(settings.jobs));
+    Crew &crew = settings.crew != nullptr ? *settings.crew : local;
+    Imputations result = empty_result(model, settings, crew.leads() ? &place : nullptr);
+    const std::size_t rounds = crew.run(chains_of(model, settings, goes_on, progress, result));
+    if (!crew.leads()) {
+        for (std::size_t round = 0; round < rounds; ++round) result.thin *= 2;
+        return result;
+    }
     result.values.keep(static_cast<std::size_t>(given.imputations));
     if (!settings.only) result.find_shares(model, settings);
     return result;

@@ -19,6 +19,8 @@
 
 namespace ullage::host {
 
+class Crew;
+
 /** How long to run and how often to draw. */
 struct ImputeSettings {
     std::uint64_t seed = 0;
@@ -31,6 +33,7 @@ struct ImputeSettings {
     std::optional<int> sweeps = {};  ///< of an iteration over the cells of a row that are drawn one at a time, at
                                      ///< least 1; chosen by each chain at the end of its burn-in if not given
     std::optional<int> only = {};    ///< the one of the chains, from 0, that is run; all if there is none
+    Crew *crew = nullptr;            ///< who draws; if there is none, so many processes of this machine as jobs says
 
     /** Imputations that each chain is run for: imputation i is the (i / chains)-th of chain i % chains, from 0. */
     [[nodiscard]] int per_chain() const { return (imputations + chains - 1) / chains; }
@@ -83,8 +86,9 @@ struct Imputations {
 using GoesOn = std::function<bool(const Imputations &)>;
 
 /**
- * Run all chains, each in a process of its own that is forked from this one, and gather what they give. As with every
- * fork, no other thread of this process should be at work.
+ * Run all chains and gather what they give. Without a crew each is run in a process of its own that is forked from this
+ * one; as with every fork, no other thread of this process should be at work. In a process of a crew that does not lead
+ * the result has its thinning and nothing else.
  *
  * The same model, seed and settings give the same bits for any number of jobs. All workers are gone when the function
  * returns or throws.

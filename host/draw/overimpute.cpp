@@ -105,6 +105,7 @@ std::vector<OverimputedColumn> overimpute(const Table &table, const PriorChoice 
                       static_cast<std::int64_t>(runs.size()) * of_run.total});
         };
         const Imputations result = impute(model, settings, show, place);
+        if (result.values.size() == 0) continue;  // another process has them
         for (const Chosen &cell : runs[run]) {
             const Column &own = table.columns[cell.column];
             ++columns[cell.column].cells;

@@ -28,8 +28,7 @@
 namespace ullage::host {
 namespace {
 
-constexpr std::size_t kFlushBytes = 64 << 10;
-constexpr auto kFlushAfter = std::chrono::milliseconds(50);
+constexpr std::size_t kLongestMessage = 32 << 10;
 constexpr int kPollMilliseconds = 200;
 
 std::string system_message(int error) {
@@ -43,7 +42,7 @@ struct Worker {
     std::size_t piece = 0;
     pid_t process = -1;
     int descriptor = -1;
-    std::string received;
+    FrameReader frames;
     State state = State::working;
     bool ended = false;
 
@@ -66,6 +65,29 @@ struct Worker {
     }
 };
 
+// What a worker says goes through its socket. A worker whose reader is gone ends itself.
+class SocketWriter : public FrameWriter {
+public:
+    explicit SocketWriter(int descriptor) : descriptor_(descriptor) {}
+
+private:
+    void put(std::string_view bytes) override {
+        while (!bytes.empty()) {
+            const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
+            if (written < 0 && errno != EINTR) _exit(1);  // the parent is gone
+            if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+        }
+    }
+    [[nodiscard]] bool wait_for_word() override {
+        char word = 0;
+        ssize_t got = 0;
+        while ((got = read(descriptor_, &word, 1)) < 0 && errno == EINTR) continue;
+        if (got != 1) _exit(1);  // the parent is gone
+        return word != 0;
+    }
+    int descriptor_;
+};
+
 using Workers = std::vector<std::unique_ptr<Worker>>;
 
 // The life of a worker, which has no way back into its copy of the caller. Signals that stop the run are its parent's
@@ -76,9 +98,9 @@ using Workers = std::vector<std::unique_ptr<Worker>>;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) _exit(1);
     for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) signal(signal_number, SIG_IGN);
-    FrameWriter writer(descriptor);
+    SocketWriter writer(descriptor);
     const auto fail = [&](Fault fault, std::string_view message) {
-        writer.write(FrameKind::failure, static_cast<std::uint32_t>(fault), message.substr(0, kFlushBytes / 2));
+        writer.write(FrameKind::failure, static_cast<std::uint32_t>(fault), message.substr(0, kLongestMessage));
     };
     try {
         work(piece, writer);
@@ -119,38 +141,31 @@ std::unique_ptr<Worker> start_worker(std::size_t piece, const Workers &others,
     return worker;
 }
 
-// Hand on all frames that are complete.
-void take_frames(Worker &worker, const std::function<void(std::size_t, const Frame &)> &take) {
-    std::size_t place = 0;
-    FrameHead head{};
-    while (worker.received.size() - place >= sizeof head) {
-        std::memcpy(&head, worker.received.data() + place, sizeof head);
-        if (worker.received.size() - place - sizeof head < head.size) break;
-        const Frame frame{head, std::string_view(worker.received).substr(place + sizeof head, head.size)};
-        place += sizeof head + head.size;
-        switch (head.kind) {
-            case FrameKind::failure:
-                throw Error(static_cast<Fault>(head.argument), std::string(frame.bytes));
-            case FrameKind::end:
-                worker.ended = true;
-                break;
-            case FrameKind::rest:
-                worker.state = Worker::State::resting;
-                break;
-            default:
-                take(worker.piece, frame);
-        }
+void take_frame(Worker &worker, const Frame &frame, const std::function<void(std::size_t, const Frame &)> &take) {
+    switch (frame.head.kind) {
+        case FrameKind::failure:
+            throw Error(static_cast<Fault>(frame.head.argument), std::string(frame.bytes));
+        case FrameKind::end:
+            worker.ended = true;
+            break;
+        case FrameKind::rest:
+            worker.state = Worker::State::resting;
+            break;
+        default:
+            take(worker.piece, frame);
     }
-    worker.received.erase(0, place);
 }
 
 // Read what there is; false at the end.
-bool receive(Worker &worker) {
+bool receive(Worker &worker, const std::function<void(std::size_t, const Frame &)> &take) {
     static std::array<char, 1 << 18> part;
     const ssize_t got = read(worker.descriptor, part.data(), part.size());
     if (got < 0 && errno == ECONNRESET) return false;  // it died before it read a word
     if (got < 0 && errno != EINTR) throw Error(Fault::internal, "cannot read from a worker: " + system_message(errno));
-    if (got > 0) worker.received.append(part.data(), static_cast<std::size_t>(got));
+    if (got > 0) {
+        worker.frames.take({part.data(), static_cast<std::size_t>(got)},
+                           [&](const Frame &frame) { take_frame(worker, frame, take); });
+    }
     return got != 0;
 }
 
@@ -188,57 +203,6 @@ void finish(Worker &worker) {
 
 }  // namespace
 
-FrameWriter::FrameWriter(int descriptor) : descriptor_(descriptor) {
-    buffer_.reserve(2 * kFlushBytes);
-}
-
-void FrameWriter::write(FrameKind kind, std::uint32_t argument, std::string_view bytes) {
-    const FrameHead head{kind, argument, bytes.size()};
-    if (buffer_.size() + sizeof head + bytes.size() > buffer_.capacity()) flush();
-    buffer_.append(reinterpret_cast<const char *>(&head), sizeof head);
-    if (buffer_.size() + bytes.size() > buffer_.capacity()) {
-        flush();
-        put(bytes);
-    } else {
-        buffer_.append(bytes);
-    }
-    if (buffer_.size() >= kFlushBytes || std::chrono::steady_clock::now() - flushed_ > kFlushAfter) flush();
-}
-
-void FrameWriter::write(FrameKind kind, std::uint32_t argument, std::span<const double> numbers) {
-    write(kind, argument, std::string_view(reinterpret_cast<const char *>(numbers.data()), numbers.size_bytes()));
-}
-
-void FrameWriter::flush() {
-    put(buffer_);
-    buffer_.clear();
-    flushed_ = std::chrono::steady_clock::now();
-}
-
-bool FrameWriter::rest() {
-    write(FrameKind::rest, 0);
-    flush();
-    char word = 0;
-    ssize_t got = 0;
-    while ((got = read(descriptor_, &word, 1)) < 0 && errno == EINTR) continue;
-    if (got != 1) _exit(1);  // the parent is gone
-    return word != 0;
-}
-
-void FrameWriter::put(std::string_view bytes) const {
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
-        if (written < 0 && errno != EINTR) _exit(1);  // the parent is gone
-        if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-}
-
-std::vector<double> Frame::numbers() const {
-    std::vector<double> numbers(bytes.size() / sizeof(double));
-    if (!numbers.empty()) std::memcpy(numbers.data(), bytes.data(), numbers.size() * sizeof(double));
-    return numbers;
-}
-
 void run_workers(std::size_t first, std::size_t count, std::size_t jobs,
                  const std::function<void(std::size_t, FrameWriter &)> &work,
                  const std::function<void(std::size_t, const Frame &)> &take, const std::function<bool()> &again) {
@@ -267,9 +231,7 @@ void run_workers(std::size_t first, std::size_t count, std::size_t jobs,
         for (std::size_t i = waiting.size(); i-- > 0;) {
             if (waiting[i].revents == 0) continue;
             Worker &worker = *workers[i];
-            if (receive(worker)) {
-                take_frames(worker, take);
-            } else {
+            if (!receive(worker, take)) {
                 finish(worker);
                 workers.erase(workers.begin() + static_cast<std::ptrdiff_t>(i));
             }

@@ -1,61 +1,16 @@
 // SPDX-FileCopyrightText: 2026 The Ullage authors
 // SPDX-License-Identifier: Apache-2.0
-// Local worker processes and the frames that they send: the only place of the host library that forks.
+// Local worker processes.
 
 #ifndef ULLAGE_HOST_DRAW_WORKER_H
 #define ULLAGE_HOST_DRAW_WORKER_H
 
-#include <sys/types.h>
-
-#include <chrono>
-#include <cstdint>
+#include <cstddef>
 #include <functional>
-#include <span>
-#include <string>
-#include <string_view>
-#include <vector>
+
+#include "ullage/host/draw/frames.h"
 
 namespace ullage::host {
-
-/** What a frame holds. */
-enum class FrameKind : std::uint32_t { progress, parameters, sweeps, refused, imputation, rest, failure, end };
-
-/** The head of a frame; its bytes follow. Both ends run the same program on the same machine. */
-struct FrameHead {
-    FrameKind kind;
-    std::uint32_t argument;  ///< iterations done; sweeps; index of an imputation; a Fault
-    std::uint64_t size;      ///< bytes that follow
-};
-
-/**
- * The worker's end: gathers small frames, so that a chain of short iterations makes few calls of the system, and needs
- * no memory for large ones, so that a worker whose memory is at its end can still say so.
- */
-class FrameWriter {
-public:
-    explicit FrameWriter(int descriptor);
-    /** What waits goes with the first frame that comes a fraction of a second later. A worker whose reader is gone ends
-     * itself. */
-    void write(FrameKind kind, std::uint32_t argument, std::string_view bytes = {});
-    void write(FrameKind kind, std::uint32_t argument, std::span<const double> numbers);
-    void flush();
-    /** Say that a round of the work is done, and wait for the reader's word whether there is another. */
-    [[nodiscard]] bool rest();
-
-private:
-    void put(std::string_view bytes) const;
-    int descriptor_;
-    std::string buffer_;  // never grows
-    std::chrono::steady_clock::time_point flushed_ = std::chrono::steady_clock::now();
-};
-
-/** A frame as it arrived; its bytes are valid during the call only. */
-struct Frame {
-    FrameHead head;
-    std::string_view bytes;
-
-    [[nodiscard]] std::vector<double> numbers() const;
-};
 
 /**
  * Run work in worker processes, at most some at a time, and take their frames in this process.
