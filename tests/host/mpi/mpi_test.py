@@ -164,7 +164,7 @@ class MpiTest(unittest.TestCase):
         for name, act, code, said in (
             ("other", "cd other", 65, "another table"),
             ("none", "cd none", 66, "rank 2"),
-            ("memory", "ulimit -v 180000", 70, "rank 2"),
+            ("memory", "ulimit -v 190000", 70, "rank 2"),
         ):
             for folder in ("other", "none"):
                 (self.path / folder).mkdir(exist_ok=True)
@@ -179,7 +179,7 @@ class MpiTest(unittest.TestCase):
                                      cwd=self.path, env=ENVIRONMENT, capture_output=True, text=True, timeout=120)
             self.assertEqual(process.returncode, code, f"{name}: {process.stderr}")
             self.assertEqual(process.stderr.count(said), 1, process.stderr)
-            self.assertLess(time.monotonic() - begin, 20)
+            self.assertLess(time.monotonic() - begin, 50)  # a rank without memory may be found by its silence
             self.assertFalse((self.path / "out" / "run.json").exists())
 
     def long_run(self, ranks):
