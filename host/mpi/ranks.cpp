@@ -5,9 +5,11 @@
 #include "ullage/host/mpi/ranks.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <array>
 #include <chrono>
+#include <csignal>
 #include <thread>
 
 #include "ullage/host/base/interrupt.h"
@@ -22,6 +24,7 @@ constexpr auto kSpin = std::chrono::microseconds(200);
 constexpr auto kShortSleep = std::chrono::microseconds(50);
 constexpr auto kLongSleep = std::chrono::milliseconds(2);
 constexpr auto kPatience = std::chrono::milliseconds(200);
+constexpr unsigned kAbandonSeconds = 5;
 constexpr std::size_t kPiece = std::size_t{1} << 26;  // bytes of a message at most; more come in several
 
 void check(int code, const char *what) {
@@ -171,6 +174,9 @@ void Ranks::leave() {
 }
 
 void Ranks::abandon(int exit_code) {
+    // Cut off from those that started it, MPI may wait for them for ever.
+    std::signal(SIGALRM, SIG_DFL);
+    alarm(kAbandonSeconds);
     MPI_Abort(MPI_COMM_WORLD, exit_code);
 }
 
