@@ -20,8 +20,10 @@ TABLE = "site,lead,zinc,stage\n" + "".join(
     for i in range(60)
 )
 SHORT = ("--seed", "5", "--burn-in", "20", "--thin", "5", "--quiet")
-ENVIRONMENT = os.environ | {"OMPI_ALLOW_RUN_AS_ROOT": "1", "OMPI_ALLOW_RUN_AS_ROOT_CONFIRM": "1",
-                            "OMPI_MCA_rmaps_base_oversubscribe": "1"}
+SANITIZED = b"__asan_init" in pathlib.Path(MPI_PROGRAM).read_bytes()
+# The search for PCI devices, which MPI asks for, loses memory and then fails a program that counts it.
+ENVIRONMENT = os.environ | {"HWLOC_COMPONENTS": "-pci", "OMPI_ALLOW_RUN_AS_ROOT": "1",
+                            "OMPI_ALLOW_RUN_AS_ROOT_CONFIRM": "1", "OMPI_MCA_rmaps_base_oversubscribe": "1"}
 
 
 class MpiTest(unittest.TestCase):
@@ -166,6 +168,8 @@ class MpiTest(unittest.TestCase):
             ("none", "cd none", 66, "rank 2"),
             ("memory", "ulimit -v 190000", 70, "rank 2"),
         ):
+            if name == "memory" and SANITIZED:  # the sanitizer itself asks for more than any limit
+                continue
             for folder in ("other", "none"):
                 (self.path / folder).mkdir(exist_ok=True)
             (self.path / "other" / "large.csv").write_text("x,y\n1,2\n2,\n3,4\n5,5\n7,3\n2,1\n")
