@@ -27,6 +27,8 @@ void Heartbeat::start(MPI_Comm beats) {
     others_.assign(number == 0 ? static_cast<std::size_t>(size) - 1 : 1, 0);
     if (number == 0) std::iota(others_.begin(), others_.end(), std::size_t{1});
     sending_.assign(others_.size(), MPI_REQUEST_NULL);
+    heard_.assign(others_.size(), Clock::now());
+    going_on_ = others_.size();
     if (size > 1) thread_ = std::thread([this] { beat(); });
 }
 
@@ -35,14 +37,16 @@ void Heartbeat::stop() {
     if (thread_.joinable()) thread_.join();
 }
 
-void Heartbeat::drain() {
-    if (beats_ == MPI_COMM_NULL) return;
-    int there = 0;
-    MPI_Message message = MPI_MESSAGE_NULL;
-    MPI_Improbe(MPI_ANY_SOURCE, MPI_ANY_TAG, beats_, &there, &message, MPI_STATUS_IGNORE);
-    if (there != 0) MPI_Mrecv(nullptr, 0, MPI_BYTE, &message, MPI_STATUS_IGNORE);
+bool Heartbeat::ended() {
+    while (take_one()) continue;
     int done = 0;
     MPI_Testall(static_cast<int>(sending_.size()), sending_.data(), &done, MPI_STATUSES_IGNORE);
+    if (done != 0 && !sent_last_) {
+        send(Tag::last);
+        sent_last_ = true;
+        return false;
+    }
+    return done != 0 && going_on_ == 0;
 }
 
 std::optional<std::size_t> Heartbeat::lost() const {
@@ -52,35 +56,40 @@ std::optional<std::size_t> Heartbeat::lost() const {
 }
 
 // To each one message at a time: a way that is gone must not fill the memory.
-void Heartbeat::send_beats() {
+void Heartbeat::send(Tag tag) {
     for (std::size_t i = 0; i < others_.size(); ++i) {
         int done = 0;
         MPI_Test(&sending_[i], &done, MPI_STATUS_IGNORE);
-        if (done != 0) MPI_Isend(nullptr, 0, MPI_BYTE, static_cast<int>(others_[i]), 0, beats_, &sending_[i]);
+        if (done == 0) continue;
+        MPI_Isend(nullptr, 0, MPI_BYTE, static_cast<int>(others_[i]), static_cast<int>(tag), beats_, &sending_[i]);
     }
 }
 
+bool Heartbeat::take_one() {
+    int there = 0;
+    MPI_Message message = MPI_MESSAGE_NULL;
+    MPI_Status status;
+    if (beats_ != MPI_COMM_NULL) MPI_Improbe(MPI_ANY_SOURCE, MPI_ANY_TAG, beats_, &there, &message, &status);
+    if (there == 0) return false;
+    MPI_Mrecv(nullptr, 0, MPI_BYTE, &message, MPI_STATUS_IGNORE);
+    heard_[others_.size() == 1 ? 0 : static_cast<std::size_t>(status.MPI_SOURCE) - 1] = Clock::now();
+    if (status.MPI_TAG == static_cast<int>(Tag::last)) --going_on_;
+    return true;
+}
+
 void Heartbeat::beat() {
-    std::vector<Clock::time_point> heard(others_.size(), Clock::now());
     Clock::time_point sent = Clock::now() - kBetweenBeats;
     Clock::time_point looked = Clock::now();
     while (!stopping_) {
-        for (int there = 1; there != 0;) {
-            MPI_Message message = MPI_MESSAGE_NULL;
-            MPI_Status status;
-            MPI_Improbe(MPI_ANY_SOURCE, MPI_ANY_TAG, beats_, &there, &message, &status);
-            if (there == 0) break;
-            MPI_Mrecv(nullptr, 0, MPI_BYTE, &message, MPI_STATUS_IGNORE);
-            heard[others_.size() == 1 ? 0 : static_cast<std::size_t>(status.MPI_SOURCE) - 1] = Clock::now();
-        }
+        while (take_one()) continue;
         const Clock::time_point now = Clock::now();
-        if (now - looked > kPause) heard.assign(heard.size(), now);
+        if (now - looked > kPause) heard_.assign(heard_.size(), now);
         looked = now;
         for (std::size_t i = 0; i < others_.size(); ++i) {
-            if (now - heard[i] > std::chrono::seconds(kSilence)) lost_ = static_cast<int>(others_[i]);
+            if (now - heard_[i] > std::chrono::seconds(kSilence)) lost_ = static_cast<int>(others_[i]);
         }
         if (now - sent >= kBetweenBeats) {
-            send_beats();
+            send(Tag::beat);
             sent = now;
         }
         std::this_thread::sleep_for(kBetweenLooks);

@@ -8,6 +8,7 @@
 #include <mpi.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <thread>
@@ -31,9 +32,9 @@ public:
     void start(MPI_Comm beats);
     /** End the thread; messages may still be under way. */
     void stop();
-    /** Take in a message that is under way, for all to leave in order. */
-    void drain();
-    [[nodiscard]] MPI_Comm communicator() const { return beats_; }
+    /** Once stopped: take in what is under way.
+     * @return whether all others have stopped too and nothing is under way any more */
+    [[nodiscard]] bool ended();
 
     /** A rank that has been silent for too long. */
     [[nodiscard]] std::optional<std::size_t> lost() const;
@@ -42,12 +43,18 @@ public:
     static constexpr int kSilence = 20;
 
 private:
+    enum class Tag : int { beat, last };
+
     void beat();
-    void send_beats();
+    void send(Tag tag);
+    bool take_one();
 
     MPI_Comm beats_ = MPI_COMM_NULL;
     std::vector<std::size_t> others_;
     std::vector<MPI_Request> sending_;
+    std::vector<std::chrono::steady_clock::time_point> heard_;
+    std::size_t going_on_ = 0;  // how many of the others have not sent their last beat
+    bool sent_last_ = false;
     std::atomic<bool> stopping_ = false;
     std::atomic<int> lost_ = -1;
     std::thread thread_;

@@ -24,6 +24,7 @@ constexpr auto kSpin = std::chrono::microseconds(200);
 constexpr auto kShortSleep = std::chrono::microseconds(50);
 constexpr auto kLongSleep = std::chrono::milliseconds(2);
 constexpr auto kPatience = std::chrono::milliseconds(200);
+constexpr auto kRest = std::chrono::milliseconds(50);
 constexpr unsigned kAbandonSeconds = 5;
 constexpr std::size_t kPiece = std::size_t{1} << 26;  // bytes of a message at most; more come in several
 
@@ -148,12 +149,11 @@ void Ranks::tell_failure(Fault fault, std::string_view what) {
 }
 
 // All have come here when it ends. Messages go on being taken in, or those who send them would never come.
-void Ranks::meet(MPI_Comm communicator) {
+void Ranks::meet() {
     MPI_Request all_here = MPI_REQUEST_NULL;
-    check(MPI_Ibarrier(communicator, &all_here), "MPI_Ibarrier");
+    check(MPI_Ibarrier(messages_, &all_here), "MPI_Ibarrier");
     int done = 0;
     wait_while([&] {
-        if (communicator != messages_) heartbeat_.drain();
         MPI_Test(&all_here, &done, MPI_STATUS_IGNORE);
         return done == 0;
     });
@@ -167,9 +167,12 @@ void Ranks::leave() {
         wait_while([&] { return !stopped_; });
     }
     wait_while([&] { return !sending_.empty(); });
-    meet(messages_);
+    meet();
     heartbeat_.stop();
-    meet(MPI_COMM_WORLD);
+    wait_while([&] { return !heartbeat_.ended(); });
+    // In MPI_Finalize() a rank asks all others to close their connections and doesn't answer once it is through. One
+    // that has answered before it asks itself can wait for ever, so none may listen while others may be there already.
+    if (size_ > 1) std::this_thread::sleep_for(kRest);
     MPI_Finalize();
 }
 

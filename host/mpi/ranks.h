@@ -92,7 +92,7 @@ private:
     bool take_one();
     void take(MessageTag tag, std::size_t from, std::string bytes);
     void forget_sent();
-    void meet(MPI_Comm communicator);
+    void meet();
 
     std::size_t size_ = 1;
     std::size_t number_ = 0;
