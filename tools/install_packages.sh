@@ -16,7 +16,7 @@ packages() {
         examples) packages engine; echo pkgconf libboost-dev libeigen3-dev librandom123-dev liblapacke-dev libblas-dev ;;
         test) packages program; packages r; packages examples
               echo binutils chromium clang-format iproute2 libgtest-dev libmpich-dev mpich locales python3 python3-dev python3-venv
-              echo r-cran-broom r-cran-data.table r-cran-haven r-cran-knitr r-cran-mice r-cran-mitml r-cran-mitools \
+              echo r-cran-broom r-cran-data.table r-cran-dplyr r-cran-haven r-cran-knitr r-cran-mice r-cran-mitml r-cran-mitools \
                    r-cran-posterior r-cran-rmarkdown r-cran-survival r-cran-testthat r-cran-tibble r-cran-tidyr r-cran-withr ;;
         check) packages test; packages fuzz ;;
         bench) packages program; echo libbenchmark-dev python3 ;;

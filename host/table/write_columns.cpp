@@ -40,6 +40,18 @@ void append_bounds(std::string &text, double lower, double upper) {
     if (has_upper) append(text, upper);
 }
 
+/** Put commas for the points of the cell behind a place, and quotes around it. */
+void write_with_commas(std::string &text, std::size_t begin) {
+    for (std::size_t at = begin; at < text.size(); ++at) {
+        if (text[at] != '.') continue;
+        if (at + 1 < text.size() && text[at + 1] == '.')
+            ++at;  // between two bounds
+        else
+            text[at] = ',';
+    }
+    text.insert(begin, 1, '"') += '"';
+}
+
 struct AppendCell {
     std::string &text;
     std::size_t row;
@@ -55,13 +67,15 @@ struct AppendCell {
     }
 };
 
-std::string block_text(const std::vector<Cells> &columns, std::size_t begin, std::size_t end) {
+std::string block_text(const std::vector<Cells> &columns, std::size_t begin, std::size_t end, char decimal) {
     std::string text;
     text.reserve((end - begin) * columns.size() * 12);
     for (std::size_t row = begin; row < end; ++row) {
         const std::size_t line = text.size();
         for (const Cells &cells : columns) {
+            const std::size_t cell = text.size();
             std::visit(AppendCell{text, row}, cells);
+            if (decimal == ',' && std::holds_alternative<Numbers>(cells)) write_with_commas(text, cell);
             text += ',';
         }
         text.pop_back();
@@ -81,7 +95,7 @@ std::string header(const std::vector<std::string> &names) {
 }  // namespace
 
 void write_columns(const std::string &path, const std::vector<std::string> &names, const std::vector<Cells> &columns,
-                   std::size_t rows) {
+                   std::size_t rows, char decimal) {
     const auto fail = [&] { throw Error(Fault::cannot_create, path + " cannot be written"); };
     const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "wb"), &std::fclose);
     if (!file) fail();
@@ -94,7 +108,7 @@ void write_columns(const std::string &path, const std::vector<std::string> &name
         std::vector<std::future<std::string>> blocks;
         for (std::size_t begin = first; begin < std::min(rows, first + threads * kBlockRows); begin += kBlockRows) {
             blocks.push_back(std::async(rows > kBlockRows ? std::launch::async : std::launch::deferred, [&, begin] {
-                return block_text(columns, begin, std::min(rows, begin + kBlockRows));
+                return block_text(columns, begin, std::min(rows, begin + kBlockRows), decimal);
             }));
         }
         for (auto &block : blocks) write(block.get());

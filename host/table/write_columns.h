@@ -33,13 +33,14 @@ using Cells = std::variant<Numbers, WholeNumbers, Words>;
 /**
  * Write a CSV table with commas. Numbers have the fewest digits that read back as the same number, so nothing is lost.
  *
- * @param path   of a file that is written anew
- * @param names  of the columns
- * @param rows   of each of the columns
+ * @param path     of a file that is written anew
+ * @param names    of the columns
+ * @param rows     of each of the columns
+ * @param decimal  mark of the numbers, a point or a comma: the one that the words of the table have
  * @throws Error  cannot_create if the file cannot be written
  */
 void write_columns(const std::string &path, const std::vector<std::string> &names, const std::vector<Cells> &columns,
-                   std::size_t rows);
+                   std::size_t rows, char decimal = '.');
 
 }  // namespace ullage::host
 

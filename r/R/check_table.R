@@ -51,7 +51,7 @@ problems_of <- function(said) {
       if (length(problem$columns) > 0) paste(unlist(problem$columns), collapse = ", ") else NA_character_
     }, ""),
     cell = vapply(problems, function(problem) or_na(problem$text, NA_character_), ""),
-    message = vapply(problems, function(problem) problem$message, "")
+    message = vapply(problems, function(problem) in_arguments(problem$message), "")
   )
 }
 
@@ -63,7 +63,7 @@ in_words <- function(problem, data) {
     if (length(columns) > 0) paste(if (length(columns) > 1) "columns" else "column", paste(columns, collapse = ", ")),
     if (!is.null(problem$text)) sprintf("\"%s\"", problem$text)
   )
-  paste0(paste(places, collapse = ", "), if (length(places) > 0) ": ", problem$message)
+  paste0(paste(places, collapse = ", "), if (length(places) > 0) ": ", in_arguments(problem$message))
 }
 
 # The value of an expression; an error of it has the problems of the table, if it is the table that is wrong.
@@ -80,9 +80,12 @@ explained <- function(input, directory, expression) {
   })
 }
 
+# Problems that a message lists.
+most_lines <- 10
+
 abort_table <- function(said, data) {
   problems <- problems_of(said)
-  more <- said$problem_count - nrow(problems)
-  lines <- vapply(said$problems, in_words, "", data = data)
+  lines <- vapply(utils::head(said$problems, most_lines), in_words, "", data = data)
+  more <- said$problem_count - length(lines)
   abort(paste(c(lines, if (more > 0) sprintf("and %d more", more)), collapse = "\n"), 65L, problems)
 }

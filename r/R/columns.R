@@ -107,7 +107,7 @@ from_factor <- function(x, name, na) {
   } else {
     "nominal"
   }
-  column_of(word_cells(places, ifelse(is.na(words), "", words)), kind, if (kind == "ordered") words[!is.na(words)], words)
+  column_of(word_cells(places, replace(words, is.na(words), "")), kind, if (kind == "ordered") words[!is.na(words)], words)
 }
 
 # Whether each value of a labelled column has a label, so that it stands for a word.
@@ -152,8 +152,11 @@ fill <- function(x, filled, values, words) {
   }
   if (is_number(x)) {
     values <- as.double(values)
+    if (all(is.na(values))) {
+      return(x) # with the kinds of missing that its class knows
+    }
     whole <- typeof(x) == "integer" && all(is.na(values) | values == trunc(values))
-    return(if (length(values) == 0) x else put(x, filled$hidden, if (whole) as.integer(values) else values))
+    return(put(x, filled$hidden, if (whole) as.integer(values) else values))
   }
   if (is.character(values)) {
     return(put(x, filled$hidden, values))

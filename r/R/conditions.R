@@ -23,3 +23,12 @@ abort <- function(message, exit_code = 64L, problems = no_problems()) {
 warn <- function(message) {
   warning(structure(class = c("ullage_warning", "warning", "condition"), list(message = message, call = NULL)))
 }
+
+# What the program says of its options, said of arguments: "(--by-blank NAME)" is "(by_blank = "NAME")".
+in_arguments <- function(text) {
+  text <- gsub("(^|[ (])-m ([0-9]+)", "\\1m = \\2", text)
+  text <- gsub("(^|[ (])--([a-z]+)-([a-z]+)", "\\1--\\2_\\3", text)
+  text <- gsub("(^|[ (])--([a-z_]+)[ =](ridge=[0-9.]+|comma|[A-Z]{2,})", "\\1\\2 = \"\\3\"", text)
+  text <- gsub("(^|[ (])--([a-z_]+)", "\\1`\\2`", text)
+  sub("(^|: )table\\.csv\\b", "\\1the table", text)
+}

@@ -34,11 +34,21 @@ as.mids.ullage_run <- function(x, ...) {
   if (!all(plain)) {
     warn(sprintf("mice has no place for the columns %s", paste(names(x$data)[!plain], collapse = ", ")))
   }
-  long <- complete(x, "long", include = TRUE)
-  class(long) <- "data.frame"
-  long <- long[c(TRUE, TRUE, plain, rep(TRUE, length(long) - 2 - length(plain)))]
-  long$.id <- rep(row.names(x$data), imputations(x) + 1)
-  keeping_random_state(mice::as.mids(long))
+  tables <- lapply(complete(x, "all", include = TRUE), function(table) {
+    table <- as.data.frame(table)
+    table[c(which(plain), seq_along(table)[-seq_along(plain)])]
+  })
+  where <- is.na(tables[[1]])
+  made <- keeping_random_state(mice::mice(
+    tables[[1]],
+    m = imputations(x), where = where, maxit = 0, remove.collinear = FALSE, allow.na = TRUE
+  ))
+  for (name in names(made$imp)) {
+    for (imputation in seq_len(imputations(x))) {
+      made$imp[[name]][[imputation]] <- tables[[imputation + 1]][[name]][where[, name]]
+    }
+  }
+  made
 }
 
 #' @rdname convert

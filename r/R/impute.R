@@ -28,8 +28,23 @@
 #' @param number,binary,nominal,carry Names of columns that are of this kind, whatever their types say.
 #' @param step Columns of multiples of a number, such as counts: `c(age = 1)`.
 #' @param ordered Columns of words in an order, `list(stage = c("I", "II", "III"))`, or names of columns of numbers.
+#' @param na Words for a missing cell in columns of text, instead of `"NA"`, `"."` and `"*"`.
+#' @param decimal `"comma"` if columns of text have numbers such as `"<0,5"`.
+#' @param nd Limits behind the word ND in columns of text, `c(lead = 0.5)`.
+#' @param by_blank Name of a group of the rows whose cell of the column `by` is missing; without it they are refused.
+#' @param components Models the rows as a mixture of at most so many normal distributions; `"auto"` is 10.
+#' @param derive Columns that are computed in every completed table and are no part of the model, by expressions of the
+#'   program: `c(bmi = "wgt / (hgt / 100)^2")`. [pool()] knows them, too.
+#' @param sweeps Draws in each iteration of cells that are drawn one at a time; chosen at the end of the burn-in if `NULL`.
+#' @param until_converged Whether to double the iterations between two imputations until R-hat of all parameters is
+#'   below `rhat_below` (1.01) and their effective sizes are above `ess_above` (400), or until a chain has reached
+#'   `max_iterations` (20000, or what the imputations take otherwise).
+#' @param rhat_below,ess_above,max_iterations See `until_converged`.
 #' @param progress Whether to show a progress bar, or a function of the iterations done and all.
-#' @param ... Further options of `ullage impute`, with underscores: `nd = "lead=0.5"`, `until_converged = TRUE`.
+#' @param ... Further options of `ullage impute`, with underscores; a value with a name is `NAME=VALUE` there. Of the
+#'   table: `columns` (those of the model), `limits`, `remark = c(lead = "lead_remark")`, `remark_codes = c(below = "U")`,
+#'   `nd_word`, `unit = "mg/L"`; and `overimpute = TRUE`, which hides observed cells in turn and says how often the
+#'   intervals cover them.
 #'
 #' @return An object of class `ullage_run`. [complete()] gives its tables. Its files go with the R session;
 #'   [write_run()] keeps them.
@@ -48,18 +63,19 @@
 impute <- function(data, m = 20, seed = NULL, log = NULL, sqrt = NULL, logit = NULL, order = NULL, lower = NULL,
                    upper = NULL, by = NULL, id = NULL, prior = "default", chains = 4, burn_in = NULL, thin = NULL,
                    jobs = NULL, number = NULL, step = NULL, binary = NULL, ordered = NULL, nominal = NULL, carry = NULL,
+                   na = NULL, decimal = "point", nd = NULL, by_blank = NULL, components = NULL, derive = NULL,
+                   sweeps = NULL, until_converged = FALSE, rhat_below = NULL, ess_above = NULL, max_iterations = NULL,
                    progress = interactive(), ...) {
   directory <- tempfile("ullage-")
   dir.create(directory)
   done <- FALSE
   on.exit(if (!done) unlink(directory, recursive = TRUE))
   more <- list(...)
-  if (!is.null(more$derive)) abort("derive: compute columns of the completed tables in R")
   of_table <- c(
     list(
       data = data, directory = directory, lower = lower, upper = upper, log = log, sqrt = sqrt, logit = logit,
       order = order, by = by, id = id, number = number, step = step, binary = binary, ordered = ordered,
-      nominal = nominal, carry = carry
+      nominal = nominal, carry = carry, na = na, decimal = decimal, nd = nd, by_blank = by_blank, components = components
     ),
     more[setdiff(names(more), options_of_impute)]
   )
@@ -68,7 +84,13 @@ impute <- function(data, m = 20, seed = NULL, log = NULL, sqrt = NULL, logit = N
   arguments <- c(
     "impute", input$words, "--output=run", "--format=cells", "--no-report", "--progress=json",
     prior_option(prior, directory),
-    counted(imputations = m, seed = seed, chains = chains, `burn-in` = burn_in, thin = thin, jobs = jobs),
+    counted(
+      imputations = m, seed = seed, chains = chains, `burn-in` = burn_in, thin = thin, sweeps = sweeps, jobs = jobs,
+      `max-iterations` = max_iterations
+    ),
+    further(list(
+      derive = derive, until_converged = until_converged, rhat_below = rhat_below, ess_above = ess_above
+    )),
     further(more[intersect(names(more), options_of_impute)])
   )
   with_progress(progress, function(show) {
@@ -80,8 +102,8 @@ impute <- function(data, m = 20, seed = NULL, log = NULL, sqrt = NULL, logit = N
   run
 }
 
-# Options that the program has for this command alone.
-options_of_impute <- c("overimpute", "until_converged", "rhat_below", "ess_above", "max_iterations")
+# Further options that the program has for this command alone.
+options_of_impute <- "overimpute"
 
 # Options that are whole numbers.
 counted <- function(...) {

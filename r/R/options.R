@@ -11,7 +11,11 @@ listed <- function(option, names) {
   if (length(names) > 0) sprintf("--%s=%s", option, paste(quoted(names), collapse = ","))
 }
 
-number_text <- function(x) sprintf("%.17g", as.double(x))
+# The shortest of 15 or 17 digits that is the same number.
+number_text <- function(x) {
+  short <- sprintf("%.15g", as.double(x))
+  ifelse(is.na(x) | as.double(short) == x, short, sprintf("%.17g", as.double(x)))
+}
 
 valued <- function(option, numbers) {
   if (length(numbers) > 0) sprintf("--%s=%s=%s", option, quoted(names(numbers)), number_text(unlist(numbers)))
@@ -26,7 +30,7 @@ ordered_option <- function(given) {
   }
 }
 
-# Options without an argument of their own here: nd_word = "<LOD" is --nd-word=<LOD.
+# Options as they are given: nd_word = "<LOD" is --nd-word=<LOD, nd = c(lead = 0.5) is --nd=lead=0.5.
 further <- function(more) {
   if (length(more) > 0 && (is.null(names(more)) || !all(nzchar(names(more))))) {
     abort("a further argument has no name")
@@ -34,7 +38,18 @@ further <- function(more) {
   unlist(lapply(names(more), function(name) {
     value <- more[[name]]
     option <- paste0("--", gsub("_", "-", name, fixed = TRUE))
-    if (isTRUE(value)) option else if (!is.null(value) && !isFALSE(value)) paste0(option, "=", value)
+    if (length(value) == 0 || isFALSE(value)) {
+      return(NULL)
+    }
+    if (isTRUE(value)) {
+      return(option)
+    }
+    if (!is.character(value) && !is.numeric(value) || anyNA(value)) {
+      abort(sprintf("%s is text, numbers, TRUE or FALSE", name))
+    }
+    text <- if (is.numeric(value)) number_text(value) else value
+    of <- if (is.null(names(value))) "" else ifelse(nzchar(names(value)), paste0(quoted(names(value)), "="), "")
+    paste0(option, "=", of, text)
   }))
 }
 
@@ -60,12 +75,32 @@ split_bounds <- function(which, given, rows) {
   list(columns = given[single], cells = lapply(given[!single], as.double))
 }
 
+# Refuse to model columns that only R knows, and dates as numbers.
+refuse_unfit <- function(data, names, sent, numbers, kinds) {
+  for (name in intersect(names, c(numbers, kinds))) {
+    column <- .subset2(data, match(name, names))
+    if (inherits(column, "AsIs")) {
+      column <- unclass(column)
+    }
+    if (!name %in% sent) {
+      abort(sprintf("column \"%s\" is of the class %s, and can only be carried along", name, class(column)[[1]]), 65L)
+    }
+    if (name %in% numbers && inherits(column, c("Date", "POSIXt"))) {
+      abort(sprintf("column \"%s\" holds dates or times; make numbers of them first, by as.numeric()", name), 65L)
+    }
+  }
+}
+
 # Options about a table. Kinds that follow from types of columns hold where nothing is said of the column.
-reading_options <- function(columns, log = NULL, sqrt = NULL, logit = NULL, order = NULL, lower = NULL, upper = NULL,
+reading_options <- function(input, log = NULL, sqrt = NULL, logit = NULL, order = NULL, lower = NULL, upper = NULL,
                             by = NULL, id = NULL, number = NULL, step = NULL, binary = NULL, ordered = NULL,
                             nominal = NULL, carry = NULL, ...) {
-  said <- c(number, names(step), binary, if (is.list(ordered)) names(ordered) else ordered, nominal, carry, by, id)
-  found <- columns[setdiff(names(columns), said)]
+  numbers <- c(log, sqrt, logit, number, names(step), names(lower), names(upper))
+  words <- c(binary, if (is.list(ordered)) names(ordered) else ordered, nominal, by, id)
+  columns <- input$columns
+  refuse_unfit(input$data, input$names, names(columns), numbers, words)
+  carry <- setdiff(carry, setdiff(input$names, names(columns)))
+  found <- columns[setdiff(names(columns), c(number, names(step), words, carry))]
   of_kind <- function(kind) names(found)[vapply(found, function(column) identical(column$kind, kind), NA)]
   in_order <- of_kind("ordered")
   c(
@@ -80,12 +115,14 @@ reading_options <- function(columns, log = NULL, sqrt = NULL, logit = NULL, orde
 }
 
 # A table with what is to be known of it, written where the program reads it, and the words that say so.
-make_input <- function(data, directory, lower = NULL, upper = NULL, na = NULL, ...) {
+make_input <- function(data, directory, lower = NULL, upper = NULL, na = NULL, decimal = "point", ...) {
+  if (!isTRUE(decimal %in% c("point", "comma"))) abort("decimal is \"point\" or \"comma\"")
   lower <- split_bounds("lower", lower, NROW(data))
   upper <- split_bounds("upper", upper, NROW(data))
   words <- if (is.null(na)) missing_words else unlist(strsplit(na, ",", fixed = TRUE))
-  input <- write_input(data, directory, lower$cells, upper$cells, words)
-  input$words <- c("table.csv", "--sep=,", reading_options(input$columns, lower = lower$columns, upper = upper$columns, na = na, ...))
+  input <- write_input(data, directory, lower$cells, upper$cells, words, decimal)
+  reading <- reading_options(input, lower = lower$columns, upper = upper$columns, na = na, ...)
+  input$words <- c("table.csv", "--sep=,", paste0("--decimal=", decimal), reading)
   input
 }
 

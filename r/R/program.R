@@ -91,11 +91,12 @@ listen <- function(process, progress) {
 # Warn of the warnings and give the errors.
 pass_on <- function(lines, warn) {
   said <- sub("^ullage: ", "", lines[startsWith(lines, "ullage: ")])
+  said <- in_arguments(said[!startsWith(said, "ullage --help")])
   warnings <- startsWith(said, "warning: ")
   if (warn) {
     for (line in said[warnings]) warn(sub("^warning: ", "", line))
   }
-  said[!warnings & !startsWith(said, "note: ") & !startsWith(said, "ullage --help")]
+  said[!warnings & !startsWith(said, "note: ")]
 }
 
 # End the program with its workers, if it still runs. It is given the time to take away what it has begun.

@@ -10,7 +10,7 @@ new_run <- function(directory, data, names, words, remove = NULL) {
     reg.finalizer(keeper, function(keeper) unlink(remove, recursive = TRUE), onexit = TRUE)
   }
   record <- read_record(directory)
-  model <- vapply(record$columns, `[[`, "", "name")
+  model <- vapply(c(record$columns, record$derived), `[[`, "", "name")
   columns <- read_completed_(directory)
   names(columns) <- vapply(columns, `[[`, "", "name")
   structure(
@@ -67,7 +67,8 @@ completed <- function(run, imputation) {
 #'
 #' @return A table of the class of the one that was imputed, with its row names and the types and attributes of
 #'   its columns; or a list of such tables. Columns of bounds become columns of numbers, columns of whole numbers
-#'   with imputed cells ones of numbers with fractions, unless `step` keeps them whole. Long tables have new row names.
+#'   with imputed cells ones of numbers with fractions, unless `step` keeps them whole. Columns that `derive` computes
+#'   are the last. Long tables have new row names.
 #' @export
 complete <- function(data, ...) UseMethod("complete")
 

@@ -21,7 +21,8 @@ summary.ullage_run <- function(object, ...) {
   structure(class = "ullage_summary", list(
     rows = record$input$rows, seed = record$seed, settings = record$settings, columns = columns,
     carried = vapply(record$carried, `[[`, "", "name"), convergence = frame_of(record$convergence),
-    warnings = unlist(c(record$input$warnings, record$warnings))
+    derived = sub(" *= *", " = ", vapply(record$derived, `[[`, "", "derivation")),
+    warnings = in_arguments(as.character(unlist(c(record$input$warnings, record$warnings))))
   ))
 }
 
@@ -34,6 +35,7 @@ print.ullage_summary <- function(x, ...) {
   ))
   print(x$columns, row.names = FALSE)
   if (length(x$carried) > 0) cat("\ncarried along:", paste(x$carried, collapse = ", "), "\n")
+  if (length(x$derived) > 0) cat("\ncomputed:", paste0("  ", x$derived), "", sep = "\n")
   worst <- utils::head(x$convergence, 5)
   if (nrow(worst) > 0) {
     cat("\nconvergence, the worst first:\n")

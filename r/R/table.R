@@ -19,7 +19,7 @@ program_names <- function(data) {
 }
 
 # Write a table where the program reads it. Gives the table with its columns as make_column() makes them.
-write_input <- function(data, directory, lower = NULL, upper = NULL, na = missing_words) {
+write_input <- function(data, directory, lower = NULL, upper = NULL, na = missing_words, decimal = "point") {
   if (!is.data.frame(data)) {
     abort(sprintf("a table is a data frame, not %s", paste(class(data), collapse = "/")))
   }
@@ -43,7 +43,7 @@ write_input <- function(data, directory, lower = NULL, upper = NULL, na = missin
   if (length(sent) == 0) {
     abort("the table has no column that the model can know", 65L)
   }
-  write_table_(file.path(directory, "table.csv"), names(sent), lapply(unname(sent), `[[`, "cells"), nrow(data))
+  write_table_(file.path(directory, "table.csv"), names(sent), lapply(unname(sent), `[[`, "cells"), nrow(data), decimal)
   list(data = data, names = names, columns = sent)
 }
 
@@ -63,5 +63,18 @@ replace_columns <- function(data, columns) {
   kept$names <- c(kept$names, columns$name[new])
   kept[c("sorted", "index", ".internal.selfref")] <- NULL
   attributes(filled) <- kept
-  if (inherits(data, "data.table")) data.table::setalloccol(filled) else filled
+  if (inherits(data, "data.table")) {
+    data.table::setalloccol(filled)
+  } else if (inherits(data, "grouped_df")) {
+    grouped_anew(filled, data)
+  } else {
+    filled
+  }
+}
+
+# A table of dplyr whose groups are those of its new cells; without groups where dplyr is not installed.
+grouped_anew <- function(filled, data) {
+  attr(filled, "groups") <- NULL
+  class(filled) <- setdiff(class(filled), "grouped_df")
+  if (requireNamespace("dplyr", quietly = TRUE)) dplyr::dplyr_reconstruct(filled, data) else filled
 }

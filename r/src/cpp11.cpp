@@ -6,10 +6,10 @@
 #include <R_ext/Visibility.h>
 
 // ullage.cpp
-void write_table_(std::string path, cpp11::strings names, cpp11::list columns, double rows);
-extern "C" SEXP _ullage_write_table_(SEXP path, SEXP names, SEXP columns, SEXP rows) {
+void write_table_(std::string path, cpp11::strings names, cpp11::list columns, double rows, std::string decimal);
+extern "C" SEXP _ullage_write_table_(SEXP path, SEXP names, SEXP columns, SEXP rows, SEXP decimal) {
   BEGIN_CPP11
-    write_table_(cpp11::as_cpp<cpp11::decay_t<std::string>>(path), cpp11::as_cpp<cpp11::decay_t<cpp11::strings>>(names), cpp11::as_cpp<cpp11::decay_t<cpp11::list>>(columns), cpp11::as_cpp<cpp11::decay_t<double>>(rows));
+    write_table_(cpp11::as_cpp<cpp11::decay_t<std::string>>(path), cpp11::as_cpp<cpp11::decay_t<cpp11::strings>>(names), cpp11::as_cpp<cpp11::decay_t<cpp11::list>>(columns), cpp11::as_cpp<cpp11::decay_t<double>>(rows), cpp11::as_cpp<cpp11::decay_t<std::string>>(decimal));
     return R_NilValue;
   END_CPP11
 }
@@ -40,7 +40,7 @@ static const R_CallMethodDef CallEntries[] = {
     {"_ullage_installed_program_", (DL_FUNC) &_ullage_installed_program_, 0},
     {"_ullage_read_completed_",    (DL_FUNC) &_ullage_read_completed_,    1},
     {"_ullage_read_parameters_",   (DL_FUNC) &_ullage_read_parameters_,   1},
-    {"_ullage_write_table_",       (DL_FUNC) &_ullage_write_table_,       4},
+    {"_ullage_write_table_",       (DL_FUNC) &_ullage_write_table_,       5},
     {NULL, NULL, 0}
 };
 }

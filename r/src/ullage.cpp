@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "ullage/host/answer/derive.h"
 #include "ullage/host/base/csv_quoting.h"
 #include "ullage/host/base/error.h"
 #include "ullage/host/run/completed_tables.h"
@@ -110,19 +111,22 @@ writable::list list_of(const host::CompletedColumn &column, std::size_t imputati
 
 }  // namespace
 
-[[cpp11::register]] void write_table_(std::string path, cpp11::strings names, cpp11::list columns, double rows) {
+[[cpp11::register]] void write_table_(std::string path, cpp11::strings names, cpp11::list columns, double rows,
+                                      std::string decimal) {
     guarded([&] {
         Held held;
         held.whole.reserve(static_cast<std::size_t>(columns.size()));
         for (const SEXP column : columns) held.cells.push_back(cells_of(held, cpp11::list(column)));
         host::write_columns(path, std::vector<std::string>(names.begin(), names.end()), held.cells,
-                            static_cast<std::size_t>(rows));
+                            static_cast<std::size_t>(rows), decimal == "comma" ? ',' : '.');
     });
 }
 
 [[cpp11::register]] cpp11::list read_completed_(std::string directory) {
     return guarded([&] {
-        const host::CompletedTables tables = host::read_completed_tables(directory, host::read_run_record(directory));
+        const host::RunRecord record = host::read_run_record(directory);
+        host::CompletedTables tables = host::read_completed_tables(directory, record);
+        for (const host::Derivation &derivation : host::derivations_of(record)) host::add_derived(tables, derivation);
         writable::list columns;
         for (const host::CompletedColumn &column : tables.columns)
             columns.push_back(list_of(column, tables.imputations));

@@ -32,25 +32,38 @@ test_that("means and other fits are pooled", {
   narrow <- pool(censored, confidence = 0.5)
   expect_lt(narrow$conf.high[[1]], pooled$conf.high[[1]])
   expect_error(pool(with(censored, lm(Ozone ~ Wind + I(2 * Wind)))), "no estimate", class = "ullage_error")
-  expect_error(pool(with(censored, 1:3)), "neither coef", class = "ullage_error")
+  expect_error(pool(with(censored, list(1))), "neither coef", class = "ullage_error")
   expect_error(pool(censored, lm = "Ozone ~ wind"), "wind", class = "ullage_error")
 })
 
-test_that("the object of mice is what mice makes of the long table", {
+test_that("fits of other kinds are pooled as by mice", {
+  skip_if_not_installed("mice")
+  fits <- with(censored, glm(Ozone > 40 ~ Wind + Solar.R, family = binomial))
+  theirs <- summary(mice::pool(fits), conf.int = TRUE, conf.level = 0.9)
+  ours <- pool(fits, confidence = 0.9)
+  expect_identical(ours$term, as.character(theirs$term))
+  expect_equal(ours$estimate, theirs$estimate, tolerance = 1e-9)
+  expect_equal(ours$std.error, theirs$std.error, tolerance = 1e-9)
+  expect_equal(ours$df, theirs$df, tolerance = 1e-7)
+  expect_equal(ours$conf.high, theirs[["95 %"]], tolerance = 1e-7)
+  expect_equal(ours$fmi, mice::pool(fits)$pooled$fmi, tolerance = 1e-7)
+})
+
+test_that("the object of mice is what mice would build", {
   skip_if_not_installed("mice")
   table <- mixed()[1:8]
-  imp <- quickly(table)
+  imp <- quickly(table, derive = c(double = "2 * size"))
   set.seed(1)
   before <- .Random.seed
   ours <- as.mids(imp)
   expect_identical(.Random.seed, before)
-  long <- complete(imp, "long", include = TRUE)
-  long$.id <- rep(row.names(table), 5)
-  theirs <- mice::as.mids(long)
-  same <- c("data", "imp", "m", "where", "nmis", "method", "visitSequence", "blocks")
+  theirs <- mice::mice(complete(imp, 0), m = 4, maxit = 0, remove.collinear = FALSE, printFlag = FALSE)
+  same <- setdiff(names(theirs), c("imp", "call", "seed", "lastSeedValue"))
   expect_identical(unclass(ours)[same], unclass(theirs)[same])
-  expect_identical(which(ours$where[, "lead"]), which(is.na(complete(imp, 0)$lead)), ignore_attr = TRUE)
-  expect_identical(lapply(mice::complete(ours, 3), as.vector), lapply(complete(imp, 3), as.vector))
+  expect_identical(lapply(ours$imp, dimnames), lapply(theirs$imp, dimnames))
+  expect_identical(rownames(ours$where)[ours$where[, "lead"]], rownames(table)[is.na(table$lead) | grepl("<", table$lead)])
+  expect_identical(ours$imp$site[[3]], complete(imp, 3)$site[is.na(table$site)])
+  expect_identical(mice::complete(ours, 3), complete(imp, 3))
   expect_warning(expect_s3_class(as.mids(quickly(mixed())), "mids"), "note", class = "ullage_warning")
 })
 

@@ -63,8 +63,60 @@ test_that("an error has its place", {
   expect_identical(error[c("exit_code", "row", "column", "cell")], list(exit_code = 65L, row = 2L, column = "lead", cell = "0,5"))
 })
 
-test_that("options of the program alone are for the program", {
-  run <- quickly(airquality_censored(), until_converged = TRUE, ess_above = 60, rhat_below = 1.1)
+test_that("a long list of errors is cut, and its conditions has all of them", {
+  table <- data.frame(lead = rep("0,5", 30), zinc = 1:30)
+  error <- expect_error(impute(table), "or give decimal = \"comma\"\n.*\nand 20 more$", class = "ullage_error")
+  expect_identical(error$problems$row, 1:30)
+})
+
+test_that("what the program can is asked for by arguments", {
+  days <- airquality_censored()
+  run <- quickly(days, until_converged = TRUE, ess_above = 60, rhat_below = 1.1, max_iterations = 1e5)
   expect_true(run$record$settings$until_converged$converged)
-  expect_error(quickly(airquality_censored(), derive = "a = Wind / 2"), "in R", class = "ullage_error")
+  expect_identical(run$record$settings$until_converged$max_iterations, 100000L)
+  expect_identical(quickly(days, sweeps = 3)$record$settings$sweeps, 3L)
+  expect_identical(quickly(days, components = 2)$record$settings$components, 2L)
+  expect_identical(quickly(days, log = "Ozone", columns = c("Ozone", "Wind"))$record$columns[[2]]$name, "Wind")
+  days$Month <- ifelse(datasets::airquality$Month == 6, NA, "other")
+  expect_error(quickly(days, by = "Month"), "give by_blank = \"NAME\"", class = "ullage_error")
+  expect_setequal(parameters(quickly(days, by = "Month", by_blank = "June"))$.level, c("June", "other"))
+  expect_error(quickly(days, sweeps = NA), "sweeps is one whole number", class = "ullage_error")
+  expect_error(quickly(days, unit = list(1)), "unit is text, numbers", class = "ullage_error")
+})
+
+test_that("text is read as the caller says", {
+  table <- mixed()["size"]
+  number <- sub(".", ",", sprintf("%.2f", table$size), fixed = TRUE)
+  table$lead <- ifelse(is.na(table$size), "ND", ifelse(table$size < 9, "<9,0", number))
+  table$code <- rep(c("U", ""), 30)
+  table$size[2:4] <- NA
+  bounds <- list(size = replace(rep(NA, 60), 2:3, c(7.5, 8.25)))
+  # Numbers beside text with commas, with bounds between which they lie.
+  imp <- quickly(table, decimal = "comma", nd = c(lead = 8.5), lower = bounds, upper = list(size = bounds$size + 0.5))
+  completed <- complete(imp, 2)
+  seen <- which(!is.na(table$size))
+  expect_identical(completed$size[seen], table$size[seen])
+  expect_identical(findInterval(completed$size[2:3], c(7.5, 8, 8.25, 8.75)), c(1L, 3L))
+  expect_true(all(completed$lead[table$lead == "ND"] < 8.5) && all(completed$lead[table$lead == "<9,0"] < 9))
+  table$lead <- seq(5, 15, length.out = 60)
+  checked <- check_table(table, remark = c(lead = "code"), remark_codes = c(below = "U"), carry = "size")
+  expect_identical(checked$columns[c("name", "below")], data.frame(name = "lead", below = 30L))
+  table$lead[5:6] <- "none"
+  expect_identical(check_table(table[1:2], na = c("none", "NA"))$columns$missing, c(sum(is.na(table$size)), 2L))
+})
+
+test_that("derived columns are in every table, and pooled", {
+  days <- airquality_censored()
+  imp <- quickly(days, derive = c(ratio = "Ozone / Temp", half = "Wind / 2"))
+  expect_identical(names(complete(imp, 1)), c(names(days), "ratio", "half"))
+  for (completed in complete(imp, "all")) expect_equal(completed$ratio, completed$Ozone / completed$Temp)
+  expect_identical(is.na(complete(imp, 0)$ratio), is.na(complete(imp, 0)$Ozone))
+  expect_true(all(c("mean(ratio)", "mean(half)") %in% pool(imp)$term))
+  expect_output(print(summary(imp)), "computed:\n  ratio = Ozone / Temp\n  half = Wind / 2")
+  directory <- file.path(withr::local_tempdir(), "kept")
+  write_run(imp, directory)
+  expect_identical(complete(read_run(directory), 2), complete(imp, 2))
+  unlink(file.path(directory, "table.rds"))
+  expect_equal(complete(read_run(directory), 2), complete(imp, 2))
+  expect_error(quickly(days, derive = "Wind = Temp"), "another name", class = "ullage_error")
 })

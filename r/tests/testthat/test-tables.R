@@ -117,6 +117,73 @@ test_that("numbers under other classes stay what they are, and others are carrie
   expect_identical(complete(quickly(table), 1)$big, table$big)
 })
 
+test_that("factors keep their levels and what else they have", {
+  table <- with_numbers(plain = factor(rep(c("a", "b", "c"), length.out = 40), c("never", "c", "b", "a")))
+  table$plain[3:5] <- NA
+  table$order <- factor(table$plain, ordered = TRUE)
+  table$sums <- table$plain
+  contrasts(table$sums) <- stats::contr.sum(4)
+  table$added <- addNA(table$plain)
+  table$one <- factor(rep(c("a", NA), 20))
+  table$none <- factor(NA)
+  completed <- complete(quickly(table), 1)
+  expect_identical(lapply(completed, attributes), lapply(table, attributes))
+  expect_identical(colSums(is.na(completed[-(1:2)])), c(plain = 0, order = 0, sums = 0, added = 0, one = 20, none = 40))
+  expect_true(all(completed$added %in% c("a", "b", "c")))
+})
+
+test_that("whole numbers stay whole where their kind says so", {
+  table <- with_numbers()
+  for (name in c("free", "step", "order", "words", "switch")) {
+    table[[name]] <- as.integer(withr::with_seed(9, if (name %in% c("words", "switch")) rbinom(40, 1, 0.5) else rpois(40, 5)))
+    table[[name]][3:6] <- NA
+  }
+  table$words <- table$words + 2L * rep(0:1, 20)
+  completed <- complete(quickly(table, step = c(step = 1), ordered = "order", nominal = "words"), 1)
+  expect_false(anyNA(completed))
+  expect_identical(vapply(completed[3:7], typeof, ""), c(
+    free = "double", step = "integer", order = "integer", words = "integer", switch = "integer"
+  ))
+  expect_true(all(completed$order %in% table$order & completed$words %in% 0:3))
+})
+
+test_that("columns without a cell are carried along, and attributes stay", {
+  table <- with_numbers()
+  for (type in c("logical", "integer", "double", "character")) table[[type]] <- as(rep(NA, 40), type)
+  comment(table) <- "of the table"
+  comment(table$y) <- "of the column"
+  attr(table$y, "label") <- "why"
+  attr(table, "source") <- list("by hand")
+  completed <- complete(quickly(table), 1)
+  expect_identical(attributes(completed), attributes(table))
+  expect_identical(attributes(completed$y), attributes(table$y))
+  expect_identical(completed[-2], table[-2])
+})
+
+test_that("tables of dplyr are grouped by their new cells", {
+  skip_if_not_installed("dplyr")
+  table <- dplyr::group_by(tibble::as_tibble(with_numbers(g = rep(c("a", "b", NA, "a"), 10))), g)
+  completed <- complete(quickly(table), 1)
+  expect_identical(dplyr::group_data(completed)$g, c("a", "b"))
+  expect_identical(dplyr::count(complete(quickly(table), "long"))$n |> sum(), 160L)
+})
+
+test_that("the kinds of missing that haven knows stay until they are filled", {
+  skip_if_not_installed("haven")
+  tagged <- c(haven::tagged_na("a"), haven::tagged_na("b"), NA)
+  table <- with_numbers()
+  table$answer <- haven::labelled(c(tagged, rep(1:3, length.out = 37)), c(no = 1, yes = 2, maybe = 3, refused = tagged[[1]]))
+  table$dose <- haven::labelled(c(tagged, withr::with_seed(7, rnorm(37))), c(refused = tagged[[1]]), label = "in mg")
+  table$text <- haven::labelled(rep(c("a", "b", "c", NA), 10), c(A = "a", B = "b", C = "c"))
+  expect_identical(check_table(table)$kinds$kind[3:5], c("nominal", "number", "nominal"))
+  imp <- quickly(table)
+  expect_identical(haven::na_tag(complete(imp, 0)$answer[1:3]), c("a", "b", NA))
+  expect_identical(haven::na_tag(complete(imp, 0)$dose[1:3]), c("a", "b", NA))
+  completed <- complete(imp, 1)
+  expect_identical(lapply(completed, attributes), lapply(table, attributes))
+  expect_false(anyNA(completed))
+})
+
 test_that("what cannot be is an error that says where", {
   table <- with_numbers()
   wrong <- list(
@@ -130,11 +197,15 @@ test_that("what cannot be is an error that says where", {
     "level \"a\" is there twice" = function() quickly(data.frame(table, f = factor(rep(c("a", "a "), 20)))),
     "row 2, column \"f\": text that is not valid" = function() quickly(data.frame(table, f = rep(c("a", "b\xff"), 20))),
     "lower has no names" = function() quickly(table, lower = 1),
+    "column \"l\" is of the class list" = function() quickly(data.frame(table, l = I(as.list(1:40))), nominal = "l"),
+    "column \"m\" is of the class matrix" = function() quickly(data.frame(table, m = I(diag(40))), log = "m"),
+    "column \"d\" holds dates" = function() quickly(data.frame(table, d = Sys.Date()), number = "d"),
+    "decimal is" = function() quickly(table, decimal = ";"),
     "has 3 bounds, but the table has 40 rows" = function() quickly(table, lower = list(y = 1:3)),
     "no such column" = function() quickly(table, upper = list(zz = 1:40)),
     "with a bound per cell are for columns of numbers" = function() quickly(data.frame(table, f = "a"), upper = list(f = 1:40)),
     "\"zz\" is no column" = function() quickly(table, log = "zz"),
-    "not expected: --nonsense" = function() quickly(table, nonsense = TRUE),
+    "not expected: `nonsense`$" = function() quickly(table, nonsense = TRUE),
     "m is one whole number|imputations" = function() quickly(table, m = 1:2),
     "columns \"x\", \"y\": x is .*, and must be below y" = function() quickly(table, order = "x<y")
   )
