@@ -21,7 +21,7 @@ TABLE = "site,lead,zinc,stage\n" + "".join(
 )
 SHORT = ("--seed", "5", "--burn-in", "20", "--thin", "5", "--quiet")
 SANITIZED = b"__asan_init" in pathlib.Path(MPI_PROGRAM).read_bytes()
-OPEN_MPI = "Open MPI" in subprocess.run([MPIEXEC, "--version"], capture_output=True, text=True).stdout
+OPEN_MPI = "OpenRTE" in subprocess.run([MPIEXEC, "--version"], capture_output=True, text=True).stdout
 # The search for PCI devices, which MPI asks for, loses memory and then fails a program that counts it.
 ENVIRONMENT = os.environ | {"HWLOC_COMPONENTS": "-pci", "OMPI_ALLOW_RUN_AS_ROOT": "1",
                             "OMPI_ALLOW_RUN_AS_ROOT_CONFIRM": "1", "OMPI_MCA_rmaps_base_oversubscribe": "1"}
