@@ -125,6 +125,8 @@ int run_extend(const Options &options) {
     again.options.json = false;
     again.options.impute.jobs = options.impute.jobs;
     again.options.impute.extends = true;
+    again.options.impute.checkpoint.reset();
+    again.options.impute.renew_every = record.renew_every;
     return run_impute(again.options);
 }
 

@@ -97,9 +97,9 @@ int run_gather(const Options &options) {
         files.push_back(host::path_in(part.directory, host::kRecordName));
     }
     const Options whole = whole_options(options, parts.front());
-    impute_to_directory(whole, files, [&](const Run &run, const host::DrawPlace &place) {
+    impute_to_directory(whole, files, [&](const Run &run, const host::ResultDirectory &directory) {
         host::check_part_of(parts.front(), describe(whole, run, run.settings.thin, 0.0));
-        Drawn drawn{host::gather_chain_parts(parts, run.model, run.settings, place)};
+        Drawn drawn{host::gather_chain_parts(parts, run.model, run.settings, directory.draw_place())};
         for (const host::ChainPart &part : parts) drawn.seconds = std::max(drawn.seconds, part.record.seconds);
         return drawn;
     });

@@ -8,6 +8,7 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <optional>
@@ -32,9 +33,11 @@
 #include "ullage/host/model/propriety.h"
 #include "ullage/host/report/report.h"
 #include "ullage/host/run/chain_part.h"
+#include "ullage/host/run/checkpoint.h"
 #include "ullage/host/run/overimputation_file.h"
 #include "ullage/host/run/parameter_file.h"
 #include "ullage/host/run/result_directory.h"
+#include "ullage/host/run/result_file.h"
 #include "ullage/host/run/result_names.h"
 #include "ullage/host/run/run_record.h"
 #include "ullage/host/run/run_results.h"
@@ -63,6 +66,11 @@ host::ImputeSettings settings_of(const ImputeOptions &options, const host::Model
     const int processors = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
     settings.jobs = options.jobs > 0 ? options.jobs : processors;
     if (options.chain) settings.only = *options.chain - 1;
+    settings.renew_every = options.renew_every;
+    if (options.checkpoint && !settings.renew_every) settings.renew_every = kRenewEvery;
+    if (settings.renew_every && model.mixture) {
+        throw Error(Fault::usage, "--checkpoint: the cells of a mixture cannot be drawn anew; leave it out");
+    }
     return settings;
 }
 
@@ -88,7 +96,13 @@ void check_output(const Options &options) {
             refuse("only all chains together can converge: leave out --until-converged");
         if (options.impute.overimpute) refuse("one chain cannot be judged by --overimpute: leave it out");
     }
+    if (options.impute.checkpoint && options.impute.until_converged) {
+        throw Error(Fault::usage, "--checkpoint: rounds go on from chains in memory; leave out --until-converged");
+    }
     if (options.impute.output != "-") return;
+    if (options.impute.checkpoint) {
+        throw Error(Fault::usage, "--checkpoint needs a directory: leave out -o -");
+    }
     if (options.impute.format != Format::long_table) {
         throw Error(Fault::usage, "only the long format can be written to standard output: leave out --format");
     }
@@ -98,6 +112,16 @@ void check_output(const Options &options) {
     if (options.json) {
         throw Error(Fault::usage, "standard output takes either the tables (-o -) or the run record (--json)");
     }
+}
+
+std::string checkpoint_of(const Options &options) {
+    return host::path_in(options.impute.output, host::kCheckpointName);
+}
+
+/** The command as it is recorded: a run that was resumed is the one that was not interrupted. */
+std::vector<std::string> recorded(std::vector<std::string> command) {
+    std::erase_if(command, [](const std::string &word) { return word == "--resume" || word.starts_with("--resume="); });
+    return command;
 }
 
 /** The files that the run writes besides run.json. */
@@ -121,7 +145,8 @@ std::vector<std::string> result_names(const ImputeOptions &options) {
     return names;
 }
 
-Drawn draw(const Options &options, const Run &run, const host::DrawPlace &place = {}) {
+Drawn draw(const Options &options, const Run &run, const host::DrawPlace &place = {},
+           const host::RunKeeper *keeper = nullptr) {
     say(options, fmt::format("seed {}", run.settings.seed));
     std::string kinds = kinds_in_words(run.input.table, kMostKinds);
     kinds.pop_back();
@@ -138,10 +163,39 @@ Drawn draw(const Options &options, const Run &run, const host::DrawPlace &place 
             return judge_round(so_far);
         };
     }
+    host::ImputeSettings settings = run.settings;
+    settings.keeper = keeper;
     drawn.imputations = host::impute(
-        run.model, run.settings, [&](const host::ImputeProgress &progress) { bar.show(progress); }, place, goes_on);
+        run.model, settings, [&](const host::ImputeProgress &progress) { bar.show(progress); }, place, goes_on);
     drawn.seconds = bar.seconds();
     return drawn;
+}
+
+/** Draw, and keep checkpoints in the directory if the options ask for them. */
+Drawn draw_to_directory(const Options &options, const Run &run, host::ResultDirectory &directory) {
+    if (!options.impute.checkpoint) return draw(options, run, directory.draw_place());
+    using Clock = std::chrono::steady_clock;
+    const host::RunRecord record = describe(options, run, run.settings.thin, 0.0);
+    const std::string path = checkpoint_of(options);
+    const std::chrono::duration<double, std::ratio<60>> between(*options.impute.checkpoint);
+    Clock::time_point kept = Clock::now();
+    host::RunKeeper keeper;
+    keeper.restore = [&](host::Imputations &result) {
+        if (!std::filesystem::exists(path)) {
+            if (options.impute.resume) say(options, fmt::format("{} is not there: the run begins at its start", path));
+            return host::RunState{0, std::vector<std::vector<double>>(result.draws.size())};
+        }
+        host::RunState state = host::read_checkpoint(path, record, run.model, run.settings, result);
+        say(options, fmt::format("resumed behind iteration {} of {}", state.iterations, run.settings.total()));
+        return state;
+    };
+    keeper.keep = [&](const host::RunState &state, const host::Imputations &result) {
+        if (Clock::now() - kept < between) return;
+        directory.put_checkpoint(
+            [&](OutputFile &file) { host::write_checkpoint(file, record, run.settings, state, result); });
+        kept = Clock::now();
+    };
+    return draw(options, run, directory.draw_place(), &keeper);
 }
 
 /** The results, with what their diagnosis gives cause to warn of. */
@@ -351,7 +405,7 @@ host::RunRecord describe(const Options &options, const Run &run, int thin, doubl
     settings.thin = thin;
     host::RunRecord record = host::describe_run(run.model, settings);
     record.until_converged = run.until;
-    record.command = options.command;
+    record.command = recorded(options.command);
     record.prior = options.impute.prior;
     record.by = options.read.by;
     record.reading = options.read;
@@ -369,7 +423,7 @@ host::RunRecord describe(const Options &options, const Run &run, int thin, doubl
 }
 
 void impute_to_directory(const Options &options, std::vector<std::string> inputs,
-                         const std::function<Drawn(const Run &run, const host::DrawPlace &place)> &draw) {
+                         const std::function<Drawn(const Run &run, host::ResultDirectory &directory)> &draw) {
     const Run run(options);
     std::optional<host::ParameterDraws> earlier;
     if (options.impute.extends) {
@@ -378,8 +432,8 @@ void impute_to_directory(const Options &options, std::vector<std::string> inputs
     // Made before the work, so that a place where nothing can be written is known at once.
     inputs.push_back(options.input);
     if (run.prior.kind == host::PriorChoice::Kind::file) inputs.push_back(options.impute.prior);
-    host::ResultDirectory directory(options.impute.output, result_names(options.impute), inputs);
-    Drawn drawn = draw(run, directory.draw_place());
+    host::ResultDirectory directory(options.impute.output, result_names(options.impute), inputs, options.impute.resume);
+    Drawn drawn = draw(run, directory);
     if (options.impute.chain) return write_part(options, directory, run, std::move(drawn));
     write_tables(directory, options.impute.format, run, drawn.imputations);
     host::RunResults results = judge(options, run, drawn);
@@ -411,8 +465,12 @@ void help_to_draw(const Options &options) {
     (void)overimpute(options, run.input, run.prior, settings, {});
 }
 
-int run_impute(const Options &options) {
-    check_output(options);
+int run_impute(const Options &given) {
+    check_output(given);
+    Options options = given;
+    if (options.impute.resume && !options.impute.seed && std::filesystem::exists(checkpoint_of(options))) {
+        options.impute.seed = host::read_checkpoint_record(checkpoint_of(options)).seed;
+    }
     if (options.crew != nullptr && options.input == "-") {
         throw Error(Fault::usage, "every rank reads the table itself: give a file, not standard input");
     }
@@ -421,8 +479,9 @@ int run_impute(const Options &options) {
     } else if (options.impute.output == "-") {
         impute_to_stdout(options);
     } else {
-        impute_to_directory(options, {},
-                            [&](const Run &run, const host::DrawPlace &place) { return draw(options, run, place); });
+        impute_to_directory(options, {}, [&](const Run &run, host::ResultDirectory &directory) {
+            return draw_to_directory(options, run, directory);
+        });
     }
     return 0;
 }

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "commands.h"
+#include "impute_run.h"
 #include "option_words.h"
 #include "rounds.h"
 #include "ullage/host/base/error.h"
@@ -112,6 +113,35 @@ void add_rounds(CLI::App &command, ImputeOptions &impute) {
         ->group("Imputation");
 }
 
+void add_checkpoints(CLI::App &command, ImputeOptions &impute) {
+    const char *group = "Long runs";
+    CLI::Option *checkpoint = command
+                                  .add_option_function<std::string>(
+                                      "--checkpoint",
+                                      [&impute](const std::string &text) {
+                                          impute.checkpoint = number_of("--checkpoint", text);
+                                          if (*impute.checkpoint >= 0.0) return;
+                                          throw host::Error(host::Fault::usage, "--checkpoint must be at least 0");
+                                      },
+                                      "keep in DIR what is drawn, about every so many minutes; 0 as often as can be")
+                                  ->type_name("MINUTES")
+                                  ->group(group);
+    command
+        .add_option("--renew-every", impute.renew_every,
+                    fmt::format("iterations between two points that a run can be resumed from, at which its cells are "
+                                "drawn anew from the parameters (default: {})",
+                                kRenewEvery))
+        ->transform(whole_number(1))
+        ->needs(checkpoint)
+        ->type_name("N")
+        ->group(group);
+    command
+        .add_flag("--resume", impute.resume, "go on from the checkpoint in DIR; begin at the start if there is none")
+        ->needs(checkpoint)
+        ->configurable(false)
+        ->group(group);
+}
+
 void add_imputation_options(CLI::App &command, ImputeOptions &impute) {
     const char *group = "Imputation";
     const auto add_count = [&](const std::string &name, int &target, const std::string &text, int least) {
@@ -170,6 +200,7 @@ void add_impute_options(CLI::App &command, Options &options) {
     add_components(command, options);
     add_result_options(command, options);
     add_imputation_options(command, options.impute);
+    add_checkpoints(command, options.impute);
     add_quiet(command, options);
     const std::map<std::string, Progress> kinds = {
         {"auto", Progress::automatic}, {"none", Progress::none}, {"json", Progress::json}};

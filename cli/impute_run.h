@@ -16,9 +16,13 @@
 #include "ullage/host/draw/impute.h"
 #include "ullage/host/model/model_table.h"
 #include "ullage/host/model/prior.h"
+#include "ullage/host/run/result_directory.h"
 #include "ullage/host/run/run_record.h"
 
 namespace ullage::cli {
+
+/** Iterations between two renewals of a run with checkpoints. */
+inline constexpr int kRenewEvery = 500;
 
 /** What is known of a run before it draws. */
 struct Run {
@@ -51,7 +55,7 @@ host::RunRecord describe(const Options &options, const Run &run, int thin, doubl
  * @param draw    gives what the chains drew; called once the directory is known to take the results
  */
 void impute_to_directory(const Options &options, std::vector<std::string> inputs,
-                         const std::function<Drawn(const Run &run, const host::DrawPlace &place)> &draw);
+                         const std::function<Drawn(const Run &run, host::ResultDirectory &directory)> &draw);
 
 }  // namespace ullage::cli
 

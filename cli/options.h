@@ -44,6 +44,9 @@ struct ImputeOptions {
     bool overimpute = false;            ///< hide observed cells in turn, impute them, and compare
     std::vector<std::string> derive;    ///< columns to compute in every table, such as "bmi = wgt / hgt^2"
     bool report = true;                 ///< write report.html
+    std::optional<double> checkpoint;   ///< minutes between two checkpoints, at least
+    std::optional<int> renew_every;     ///< iterations after which cells are drawn anew, so that a run can be resumed
+    bool resume = false;                ///< go on from the checkpoint in the directory, if there is one
     bool extends = false;               ///< the directory holds the beginning of the same run
 };
 

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <type_traits>
 #include <utility>
 
 #include "ullage/host/base/error.h"
@@ -106,6 +107,36 @@ Chain::Chain(const ModelTable &model, std::uint64_t seed, std::uint64_t number, 
     own_portions_ = share_of(work, team.number(), team.size());
     refused_.assign(model.levels.size(), 0.0);
     all_refused_ = refused_;
+}
+
+std::vector<double> Chain::state() const {
+    std::vector<double> state;
+    for (const Parameters &own : parameters_) {
+        state.insert(state.end(), own.mean.begin(), own.mean.end());
+        state.insert(state.end(), own.covariance.begin(), own.covariance.end());
+    }
+    state.insert(state.end(), sweeps_.begin(), sweeps_.end());
+    state.insert(state.end(), all_refused_.begin(), all_refused_.end());
+    return state;
+}
+
+void Chain::resume(std::uint64_t iterations, std::span<const double> state) {
+    if (state.size() != this->state().size()) {
+        throw Error(Fault::data, "the state of a chain is not one of this table and its rules");
+    }
+    const auto take = [&state](auto &numbers) {
+        for (auto &number : numbers) {
+            number = static_cast<std::remove_reference_t<decltype(number)>>(state.front());
+            state = state.subspan(1);
+        }
+    };
+    for (Parameters &own : parameters_) {
+        take(own.mean);
+        take(own.covariance);
+    }
+    take(sweeps_);
+    take(all_refused_);
+    iteration_ = iterations;
 }
 
 void Chain::iterate() {

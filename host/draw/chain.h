@@ -55,6 +55,19 @@ public:
     /** @throws Error  data if the completed rows or the parameters have become unusable: which columns, and why */
     void iterate();
 
+    /** All that a chain whose cells are about to be renewed goes on from. */
+    [[nodiscard]] std::vector<double> state() const;
+
+    /**
+     * Go on, before the first iteration, where another chain of the model, seed and number was. The cells are not those
+     * that it had: the next iteration draws them from the parameters as the first of a chain does.
+     *
+     * @param iterations  that the other chain had done
+     * @param state       its state()
+     * @throws Error  data if it is none of this model
+     */
+    void resume(std::uint64_t iterations, std::span<const double> state);
+
     /** From now on draw the cells of each block so often in an iteration, given the same parameters.
      * @param sweeps  one per block of the table, at least 1 */
     void set_sweeps(std::vector<int> sweeps) { sweeps_ = std::move(sweeps); }

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "ullage/host/draw/frames.h"
 #include "ullage/host/draw/team.h"
@@ -50,6 +51,9 @@ public:
     [[nodiscard]] virtual std::uint64_t agree(std::uint64_t number, [[maybe_unused]] const std::string &facts) {
         return number;
     }
+
+    /** Take the numbers of the process that leads. */
+    virtual void share([[maybe_unused]] std::vector<double> &numbers) {}
 
     /** Run chains.
      * @return rounds after the first

@@ -16,7 +16,7 @@
 namespace ullage::host {
 
 /** What a frame holds. */
-enum class FrameKind : std::uint32_t { progress, parameters, sweeps, refused, imputation, rest, failure, end };
+enum class FrameKind : std::uint32_t { progress, parameters, sweeps, refused, imputation, state, rest, failure, end };
 
 /** The head of a frame; its bytes follow. Both ends run the same program on machines of one kind. */
 struct FrameHead {

@@ -79,13 +79,13 @@ std::vector<int> choose_sweeps(const ModelTable &model, const Chain &chain, cons
     return needed_sweeps(model, chain.parameters(), usual_thin(model));
 }
 
-// The iterations of one chain that follow those which are done, in one process of its team. The first member speaks: it
-// sends the results.
+// Iterations of one chain, behind the first of them up to the second, in one process of its team. The first member
+// speaks: it sends the results.
 template <typename AnyChain>
-void run_round(AnyChain &chain, const ModelTable &model, const ImputeSettings &settings, int done, std::size_t index,
-               FrameWriter &writer, bool speaks) {
+void run_round(AnyChain &chain, const ModelTable &model, const ImputeSettings &settings, std::pair<int, int> segment,
+               std::size_t index, FrameWriter &writer, bool speaks) {
     std::vector<double> numbers;
-    for (int iteration = done + 1; iteration <= settings.total(); ++iteration) {
+    for (int iteration = segment.first + 1; iteration <= segment.second; ++iteration) {
         if constexpr (requires { chain.set_sweeps({}); }) {
             if (iteration == settings.burn_in + 1 && !model.blocks.empty()) {
                 std::vector<int> sweeps = choose_sweeps(model, chain, settings);
@@ -122,13 +122,22 @@ void run_chain(AnyChain chain, const ModelTable &model, ImputeSettings settings,
     const bool speaks = team.number() == 0;
     int done = 0;
     for (;;) {
-        run_round(chain, model, settings, done, index, writer, speaks);
+        run_round(chain, model, settings, {done, settings.total()}, index, writer, speaks);
         if (!in_rounds) return;
         const double own = speaks && writer.rest() ? 1.0 : 0.0;
         if (team.exchange({&own, 1})[0][0] == 0.0) return;
         done = settings.total();
         settings.thin *= 2;
     }
+}
+
+// One segment of a chain, in one process of its team.
+void run_segment(Chain chain, const ModelTable &model, const ImputeSettings &settings, std::pair<int, int> segment,
+                 std::span<const double> state, std::size_t index, FrameWriter &writer, Team &team) {
+    const bool speaks = team.number() == 0;
+    if (segment.first > 0) chain.resume(static_cast<std::uint64_t>(segment.first), state);
+    run_round(chain, model, settings, segment, index, writer, speaks);
+    if (speaks) writer.write(FrameKind::state, 0, chain.state());
 }
 
 // Processes that have work in one chain. A mixture is drawn by one.
@@ -160,6 +169,7 @@ void check_settings(const ImputeSettings &settings) {
     if (settings.sweeps) at_least("the number of sweeps", *settings.sweeps, 1);
     at_least("the number of chains", settings.chains, 1);
     at_least("the number of jobs", settings.jobs, 1);
+    if (settings.renew_every) at_least("the number of iterations between renewals", *settings.renew_every, 1);
     if (settings.only && (*settings.only < 0 || *settings.only >= settings.chains)) {
         throw Error(Fault::usage, fmt::format("there is no chain {} of {}", *settings.only + 1, settings.chains));
     }
@@ -241,7 +251,59 @@ ChainWork chains_of(const ModelTable &model, ImputeSettings &settings, const Goe
     return work;
 }
 
+// Where the processes begin: what the one that leads knows, all others take from it.
+void share(Crew &crew, RunState &state) {
+    std::vector<double> iterations = {static_cast<double>(state.iterations)};
+    crew.share(iterations);
+    state.iterations = static_cast<int>(iterations[0]);
+    for (std::vector<double> &chain : state.chains) crew.share(chain);
+}
+
+// Chains whose cells are renewed, segment by segment.
+void run_segments(Crew &crew, const ModelTable &model, ImputeSettings &settings,
+                  const std::function<void(const ImputeProgress &)> &progress, Imputations &result) {
+    const bool is_kept = settings.keeper != nullptr && crew.leads();
+    RunState state{0, std::vector<std::vector<double>>(result.draws.size())};
+    if (is_kept) state = settings.keeper->restore(result);
+    share(crew, state);
+    while (state.iterations < settings.total()) {
+        const int length = std::min(settings.total() - state.iterations, *settings.renew_every);
+        const std::pair segment(state.iterations, state.iterations + length);
+        std::vector<std::vector<double>> ends(state.chains.size());
+        const std::function<void(const ImputeProgress &)> show =
+            [&, before = std::int64_t{segment.first}](const ImputeProgress &of_run) {
+                const std::int64_t chains = of_run.total / settings.total();
+                if (progress) progress({std::max(before * chains, of_run.done), of_run.total});
+            };
+        ChainWork work = chains_of(model, settings, {}, show, result);
+        work.draw = [&](std::size_t chain, Team &team, FrameWriter &writer) {
+            run_segment(Chain(model, settings.seed, chain + 1, team), model, settings, segment, state.chains[chain],
+                        chain, writer, team);
+        };
+        work.take = [&ends, take = work.take](std::size_t chain, const Frame &frame) {
+            if (frame.head.kind == FrameKind::state) {
+                ends[chain] = frame.numbers();
+            } else {
+                take(chain, frame);
+            }
+        };
+        (void)crew.run(work);
+        state = {segment.second, std::move(ends)};
+        share(crew, state);
+        if (is_kept) settings.keeper->keep(state, result);
+    }
+}
+
 }  // namespace
+
+std::vector<std::size_t> drawn_imputations(const ImputeSettings &settings, int iterations) {
+    const int of_each = std::max(0, iterations - settings.burn_in) / settings.thin;
+    std::vector<std::size_t> drawn;
+    for (int i = 0; i < std::min(settings.imputations, of_each * settings.chains); ++i) {
+        if (!settings.only || i % settings.chains == *settings.only) drawn.push_back(static_cast<std::size_t>(i));
+    }
+    return drawn;
+}
 
 ImputeSettings default_settings(const ModelTable &model, int imputations, int chains) {
     ImputeSettings settings;
@@ -276,13 +338,21 @@ Imputations impute(const ModelTable &model, const ImputeSettings &given,
                    const std::function<void(const ImputeProgress &)> &progress, const DrawPlace &place,
                    const GoesOn &goes_on) {
     check_settings(given);
+    if (given.renew_every && (goes_on || model.mixture)) {
+        throw Error(Fault::usage, "the cells of a mixture, and of chains that run in rounds, cannot be renewed");
+    }
     ImputeSettings settings = given;
     // What no chain but the first few would have as its last imputation, all have as one before it in the next round.
     if (goes_on) settings.imputations = settings.per_chain() * settings.chains;
     LocalCrew local(static_cast<std::size_t>(settings.jobs));
     Crew &crew = settings.crew != nullptr ? *settings.crew : local;
     Imputations result = empty_result(model, settings, crew.leads() ? &place : nullptr);
-    const std::size_t rounds = crew.run(chains_of(model, settings, goes_on, progress, result));
+    std::size_t rounds = 0;
+    if (settings.renew_every) {
+        run_segments(crew, model, settings, progress, result);
+    } else {
+        rounds = crew.run(chains_of(model, settings, goes_on, progress, result));
+    }
     if (!crew.leads()) {
         for (std::size_t round = 0; round < rounds; ++round) result.thin *= 2;
         return result;

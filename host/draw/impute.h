@@ -20,6 +20,7 @@
 namespace ullage::host {
 
 class Crew;
+struct RunKeeper;
 
 /** How long to run and how often to draw. */
 struct ImputeSettings {
@@ -30,10 +31,14 @@ struct ImputeSettings {
     int chains = 4;        ///< at least 1
     int jobs = 1;          ///< processes that draw at a time, at least 1: chains, and where there are more, teams of
                            ///< them for each chain of a large table; no result depends on it
-    std::optional<int> sweeps = {};  ///< of an iteration over the cells of a row that are drawn one at a time, at
-                                     ///< least 1; chosen by each chain at the end of its burn-in if not given
-    std::optional<int> only = {};    ///< the one of the chains, from 0, that is run; all if there is none
-    Crew *crew = nullptr;            ///< who draws; if there is none, so many processes of this machine as jobs says
+    std::optional<int> sweeps = {};       ///< of an iteration over the cells of a row that are drawn one at a time, at
+                                          ///< least 1; chosen by each chain at the end of its burn-in if not given
+    std::optional<int> only = {};         ///< the one of the chains, from 0, that is run; all if there is none
+    std::optional<int> renew_every = {};  ///< iterations after which the cells are drawn anew from the parameters, each
+                                          ///< time, at least 1; never if not given
+    const RunKeeper *keeper = nullptr;    ///< who keeps what a run with renewals has drawn; nobody if there is none
+    Crew *crew = nullptr;                 ///< who draws; if there is none, so many processes of this machine as jobs
+                                          ///< says
 
     /** Imputations that each chain is run for: imputation i is the (i / chains)-th of chain i % chains, from 0. */
     [[nodiscard]] int per_chain() const { return (imputations + chains - 1) / chains; }
@@ -82,6 +87,25 @@ struct Imputations {
                                                std::size_t level) const;
 };
 
+/** A run between two iterations at which its cells are renewed: all that it goes on from. */
+struct RunState {
+    int iterations = 0;                       ///< that each chain has done
+    std::vector<std::vector<double>> chains;  ///< the state of each chain (Chain::state)
+};
+
+/** Who keeps what a run with renewals has drawn, so that another process can go on with it. Both are called in the
+ * process that leads. */
+struct RunKeeper {
+    /** Called before the first iteration: gives where an earlier process was, whose draws it puts into the result; no
+     * iterations if the run is to begin at its start. Chains are as many as those of the result. */
+    std::function<RunState(Imputations &result)> restore;
+    /** Called whenever the chains stand at a renewal, and at their end. */
+    std::function<void(const RunState &state, const Imputations &result)> keep;
+};
+
+/** The places in Imputations::values that are drawn after so many iterations of each chain, ascending. */
+[[nodiscard]] std::vector<std::size_t> drawn_imputations(const ImputeSettings &settings, int iterations);
+
 /** Whether the chains go on, given what they have drawn so far; values are not to be looked at. */
 using GoesOn = std::function<bool(const Imputations &)>;
 
@@ -93,11 +117,14 @@ using GoesOn = std::function<bool(const Imputations &)>;
  * The same model, seed and settings give the same bits for any number of jobs. All workers are gone when the function
  * returns or throws.
  *
- * @param progress  called now and then; may be empty
+ * With ImputeSettings::renew_every the chains are cut into segments; between two of them no chain draws, and their
+ * state is the parameters, not the cells (Chain::resume). A mixture and rounds have no renewals.
+ *
  * With goes_on the chains run in rounds, of which each has twice the thinning of the one before: imputation k of a
  * chain is then the one that was imputation 2k, so that nothing is drawn twice, and the result has the bits of a run
  * that was told the last thinning. All chains stay in memory, however many jobs there are.
  *
+ * @param progress  called now and then; may be empty
  * @param place     where the values of the hidden cells are kept
  * @param goes_on   called at the end of each round while nothing is drawn; without it there is one round
  * @throws Error  what a worker threw (Chain, restore); cannot_create if there is no room for the values; internal if a

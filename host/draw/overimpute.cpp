@@ -87,6 +87,8 @@ std::vector<OverimputedColumn> overimpute(const Table &table, const PriorChoice 
                                           const std::function<void(const ImputeProgress &)> &progress,
                                           const DrawPlace &place, std::size_t components) {
     settings.imputations = kOverimputations;
+    settings.renew_every.reset();
+    settings.keeper = nullptr;
     std::vector<OverimputedColumn> columns(table.columns.size());
     for (std::size_t c = 0; c < columns.size(); ++c) columns[c].name = table.columns[c].name;
     const auto runs = choose_cells(table, settings.seed);

@@ -256,6 +256,17 @@ std::uint64_t MpiCrew::agree(std::uint64_t number, const std::string &facts) {
     return number;
 }
 
+void MpiCrew::share(std::vector<double> &numbers) {
+    if (leads()) {
+        for (std::size_t rank = 1; rank < ranks_.size(); ++rank) {
+            ranks_.send(rank, MessageTag::number, bytes_of(numbers));
+        }
+        return;
+    }
+    numbers.clear();
+    append(ranks_.receive(0, MessageTag::number), numbers);
+}
+
 std::size_t MpiCrew::run(const ChainWork &work) {
     if (work.again && ranks_.size() < work.count) {
         throw Error(Fault::usage, fmt::format("--until-converged keeps every chain in memory, and a rank holds one: "

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "ullage/host/draw/crew.h"
 #include "ullage/host/mpi/ranks.h"
@@ -27,6 +28,7 @@ public:
 
     [[nodiscard]] bool leads() const override { return ranks_.leads(); }
     [[nodiscard]] std::uint64_t agree(std::uint64_t number, const std::string &facts) override;
+    void share(std::vector<double> &numbers) override;
     /** @throws Error    usage if there are rounds and fewer ranks than chains; as Crew and Ranks
      *  @throws Stopped  in ranks other than 0, when any rank has failed */
     std::size_t run(const ChainWork &work) override;

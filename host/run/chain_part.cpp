@@ -7,7 +7,6 @@
 #include <fmt/format.h>
 
 #include <cstddef>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -22,33 +21,6 @@
 
 namespace ullage::host {
 namespace {
-
-/** What two records of parts must have in common, as text. */
-std::string common_text(RunRecord record) {
-    record.command.clear();
-    record.input_name.clear();
-    record.input_warnings.clear();
-    record.warnings.clear();
-    record.convergence.clear();
-    record.files.clear();
-    record.chain.reset();
-    record.most_sweeps = 1;
-    record.seconds = 0.0;
-    record.jobs = 1;
-    for (RunLevel &level : record.levels) level.refused = std::numeric_limits<double>::quiet_NaN();
-    return run_record_text(record);
-}
-
-/** What two parts differ in, as the subject of a sentence; nothing if they are of one run. */
-std::optional<std::string_view> difference(const RunRecord &one, const RunRecord &other) {
-    if (one.version != other.version || one.stream_version != other.stream_version) return "versions of ullage";
-    if (one.input_sha256 != other.input_sha256) return "inputs";
-    if (one.seed != other.seed) return "seeds";
-    if (one.chains != other.chains) return "numbers of chains";
-    if (one.prior_sha256 != other.prior_sha256) return "prior files";
-    if (common_text(one) != common_text(other)) return "options";
-    return std::nullopt;
-}
 
 /** Numbers of a file, one list after the other. */
 class NumberFile {

@@ -73,12 +73,13 @@ bool is_same_file(const std::string &first, const std::string &second) {
 }  // namespace
 
 ResultDirectory::ResultDirectory(const std::string &path, std::vector<std::string> names,
-                                 const std::vector<std::string> &inputs)
+                                 const std::vector<std::string> &inputs, bool resumes)
     : path_(path), names_(std::move(names)), created_(make_directory(path)) {
     try {
         commit_.emplace(path_);
         find_earlier_files();
         refuse_losses(inputs);
+        if (!resumes) refuse_checkpoint();
     } catch (...) {
         commit_.reset();
         std::error_code ignored;
@@ -119,6 +120,7 @@ void ResultDirectory::find_earlier_files() {
 void ResultDirectory::refuse_losses(const std::vector<std::string> &inputs) const {
     std::vector<std::string> touched = names_;
     touched.insert(touched.end(), earlier_.begin(), earlier_.end());
+    touched.emplace_back(kCheckpointName);
     for (const std::string &input : inputs) {
         for (const std::string &name : touched) {
             if (!is_same_file(input, path_in(path_, name))) continue;
@@ -135,10 +137,27 @@ void ResultDirectory::refuse_losses(const std::vector<std::string> &inputs) cons
     }
 }
 
+void ResultDirectory::refuse_checkpoint() const {
+    const std::string path = path_in(path_, kCheckpointName);
+    if (!is_there(path)) return;
+    throw Error(Fault::cannot_create,
+                fmt::format("{}: a run that was interrupted left this checkpoint; go on with it by its command and "
+                            "--resume, remove it, or give another directory",
+                            path));
+}
+
 OutputFile &ResultDirectory::file(std::string_view name) {
     auto &file = files_.try_emplace(std::string(name)).first->second;
     if (!file) file = std::make_unique<OutputFile>(path_in(path_, name), commit_->new_place(std::string(name)));
     return *file;
+}
+
+void ResultDirectory::put_checkpoint(const std::function<void(OutputFile &file)> &write) {
+    const std::string name(kCheckpointName);
+    OutputFile file(path_in(path_, name), commit_->new_place(name));
+    write(file);
+    file.commit();
+    commit_->put(name);
 }
 
 DrawPlace ResultDirectory::draw_place() const {
@@ -163,7 +182,9 @@ std::string ResultDirectory::commit(RunRecord record) {
     of_record.commit();
     std::vector<std::string> new_names = names_;
     new_names.emplace_back(kRecordName);
-    commit_->commit(new_names, earlier_);
+    std::vector<std::string> old_names = earlier_;
+    if (is_there(path_in(path_, kCheckpointName))) old_names.emplace_back(kCheckpointName);
+    commit_->commit(new_names, old_names);
     created_ = false;
     return text;
 }

@@ -5,6 +5,7 @@
 #ifndef ULLAGE_HOST_RUN_RESULT_DIRECTORY_H
 #define ULLAGE_HOST_RUN_RESULT_DIRECTORY_H
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -30,10 +31,12 @@ public:
      *
      * @param names   of the files that the run will write besides run.json
      * @param inputs  paths of files that must not be lost; "-" is standard input
+     * @param resumes  whether a checkpoint that lies there is that of this run
      * @throws Error  cannot_create if nothing can be written, another run is at work, or a file would be lost that is
-     *                an input or no earlier run's
+     *                an input, no earlier run's, or the checkpoint of another run
      */
-    ResultDirectory(const std::string &path, std::vector<std::string> names, const std::vector<std::string> &inputs);
+    ResultDirectory(const std::string &path, std::vector<std::string> names, const std::vector<std::string> &inputs,
+                    bool resumes = false);
     /** A directory that was not there before goes again unless the run was committed. */
     ~ResultDirectory();
     ResultDirectory(const ResultDirectory &) = delete;
@@ -42,6 +45,10 @@ public:
     /** The file that will have this name, one of those of the constructor.
      * @throws Error  cannot_create */
     [[nodiscard]] OutputFile &file(std::string_view name);
+
+    /** Put a checkpoint into the directory, in the place of the one before; commit() removes it.
+     * @throws Error  as OutputFile::write and cannot_create; the one before is then still there */
+    void put_checkpoint(const std::function<void(OutputFile &file)> &write);
 
     /** Where the run may keep its drawn values until it commits. */
     [[nodiscard]] DrawPlace draw_place() const;
@@ -70,6 +77,7 @@ private:
     [[nodiscard]] std::vector<FileFacts> finish_files();
     void find_earlier_files();
     void refuse_losses(const std::vector<std::string> &inputs) const;
+    void refuse_checkpoint() const;
 
     std::string path_;
     std::vector<std::string> names_;

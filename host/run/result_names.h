@@ -18,6 +18,7 @@ inline constexpr std::string_view kLongTableName = "imputations.csv";
 inline constexpr std::string_view kOriginalName = "original.csv";
 inline constexpr std::string_view kCellsName = "cells.csv";
 inline constexpr std::string_view kPartName = "chain.part";
+inline constexpr std::string_view kCheckpointName = "run.checkpoint";
 inline constexpr std::string_view kReportName = "report.html";
 inline constexpr std::string_view kOverimputationName = "overimputation.csv";
 

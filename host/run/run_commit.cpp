@@ -103,7 +103,7 @@ std::optional<Journal> read_journal(const fs::path &staging) {
         const std::string_view line = rest.substr(0, rest.find('\n'));
         rest.remove_prefix(line.size() + 1);
         const std::string name(line.substr(std::min<std::size_t>(line.size(), 4)));
-        is_whole = is_result_name(name) || name == kRecordName;
+        is_whole = is_result_name(name) || name == kRecordName || name == kCheckpointName;
         (line.starts_with("new ") ? journal.new_names : journal.old_names).push_back(name);
         is_whole = is_whole && (line.starts_with("new ") || line.starts_with("old "));
     }
@@ -216,6 +216,11 @@ RunCommit::~RunCommit() {
 
 std::string RunCommit::new_place(const std::string &name) const {
     return (staging_of(directory_) / "new" / name).string();
+}
+
+void RunCommit::put(const std::string &name) {
+    move_file(new_place(name), fs::path(directory_) / name);
+    sync_directory(directory_);
 }
 
 void RunCommit::commit(const std::vector<std::string> &new_names, const std::vector<std::string> &old_names) {

@@ -44,6 +44,10 @@ public:
     /** Where a file is to be written that will have this name. */
     [[nodiscard]] std::string new_place(const std::string &name) const;
 
+    /** Give a file that is whole and on the disk at its new place its name at once, in the place of one that has it.
+     * @throws Error  cannot_create; the directory is then as it was */
+    void put(const std::string &name);
+
     /**
      * Give the new files their names and remove the old ones. Signals that ask to stop wait until it is done.
      *

@@ -308,6 +308,7 @@ void describe(Members &&top, Record &record) {
             members.flag("converged", until.converged);
         });
         settings.count_if_known("sweeps", record.sweeps, 1, kMostCount);
+        settings.count_if_known("renew_every", record.renew_every, 1, kMostCount);
         settings.count_unless(1, "most_sweeps", record.most_sweeps, 1, kMostCount);
         settings.count("block_rows", record.block_rows, 1, kMostCount);
         settings.text("prior", record.prior);
@@ -476,6 +477,32 @@ void check_record(const RunRecord &record, const Reader &top) {
     }
 }
 
+/** What the records of one run have in common, as text. */
+std::string common_text(RunRecord record) {
+    record.command.clear();
+    record.input_name.clear();
+    record.input_warnings.clear();
+    record.warnings.clear();
+    record.convergence.clear();
+    record.files.clear();
+    record.chain.reset();
+    record.most_sweeps = 1;
+    record.seconds = 0.0;
+    record.jobs = 1;
+    for (RunLevel &level : record.levels) level.refused = std::numeric_limits<double>::quiet_NaN();
+    return run_record_text(record);
+}
+
+RunRecord parse_record(const std::string &source, std::string_view text, bool is_finished) {
+    const Json json = Json::parse(text, nullptr, false);
+    if (json.is_discarded()) throw Error(Fault::data, source + ": this is no JSON text; the file is broken");
+    RunRecord record;
+    const Reader top(source, json);
+    describe(top, record);
+    if (is_finished) check_record(record, top);
+    return record;
+}
+
 }  // namespace
 
 std::string_view library_version() {
@@ -530,6 +557,7 @@ RunRecord describe_run(const ModelTable &model, const ImputeSettings &settings) 
     record.thin = settings.thin;
     record.iterations = settings.total();
     record.sweeps = settings.sweeps;
+    record.renew_every = settings.renew_every;
     record.block_rows = kBlockRows;
     record.components = model.component_count();
     record.jobs = settings.jobs;
@@ -570,6 +598,20 @@ std::string run_record_text(const RunRecord &record) {
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
 }
 
+std::optional<std::string_view> difference(const RunRecord &one, const RunRecord &other) {
+    if (one.version != other.version || one.stream_version != other.stream_version) return "versions of ullage";
+    if (one.input_sha256 != other.input_sha256) return "inputs";
+    if (one.seed != other.seed) return "seeds";
+    if (one.chains != other.chains) return "numbers of chains";
+    if (one.prior_sha256 != other.prior_sha256) return "prior files";
+    if (common_text(one) != common_text(other)) return "options";
+    return std::nullopt;
+}
+
+RunRecord run_record_of(const std::string &source, std::string_view text) {
+    return parse_record(source, text, false);
+}
+
 RunRecord read_run_record(const std::string &directory) {
     std::error_code ignored;
     if (!std::filesystem::is_directory(directory, ignored)) {
@@ -578,13 +620,7 @@ RunRecord read_run_record(const std::string &directory) {
     }
     finish_interrupted_commit(directory);
     const std::string source = path_in(directory, kRecordName);
-    const Json json = Json::parse(read_regular_file(source), nullptr, false);
-    if (json.is_discarded()) throw Error(Fault::data, source + ": this is no JSON text; the file is broken");
-    RunRecord record;
-    const Reader top(source, json);
-    describe(top, record);
-    check_record(record, top);
-    return record;
+    return parse_record(source, read_regular_file(source), true);
 }
 
 }  // namespace ullage::host

@@ -116,8 +116,9 @@ struct RunRecord {
     int thin = 0;
     int iterations = 0;  ///< of each chain, with those of the burn-in
     std::optional<UntilConverged> until_converged = {};
-    std::optional<int> sweeps;  ///< of an iteration, if they were given
-    int most_sweeps = 1;        ///< of a chain, as it chose them
+    std::optional<int> sweeps;            ///< of an iteration, if they were given
+    int most_sweeps = 1;                  ///< of a chain, as it chose them
+    std::optional<int> renew_every = {};  ///< iterations between renewals of the cells, if there were any
     std::int64_t block_rows = 0;
     std::string prior;           ///< as the user wrote it
     std::size_t components = 1;  ///< of a mixture; 1 is one normal distribution
@@ -151,8 +152,20 @@ struct RunRecord {
 /** What follows from the model and the settings; the rest is empty. */
 [[nodiscard]] RunRecord describe_run(const ModelTable &model, const ImputeSettings &settings);
 
+/**
+ * What two runs differ in, of all that their draws follow from, as the subject of a sentence: "seeds"; nothing if they
+ * are one run, or parts of it.
+ */
+[[nodiscard]] std::optional<std::string_view> difference(const RunRecord &one, const RunRecord &other);
+
 /** The text of run.json. What is no valid UTF-8 has replacement characters. */
 [[nodiscard]] std::string run_record_text(const RunRecord &record);
+
+/** The record of a run at work, which lists no files, in such a text. Whether what it says fits together is not looked
+ * at.
+ * @param source  what messages call it
+ * @throws Error  data if it is none; the message names the member */
+[[nodiscard]] RunRecord run_record_of(const std::string &source, std::string_view text);
 
 /**
  * Read DIR/run.json. A commit that was interrupted there is finished first. What the record says fits together: counts

@@ -96,6 +96,7 @@ class MpiTest(unittest.TestCase):
     def test_ranks_change_no_byte(self):
         for name, options in (("words", ("--chains", "3", "--order", "lead<zinc", "--overimpute")),
                               ("mixture", ("--chains", "2", "--components", "2", "--carry", "stage")),
+                              ("renewed", ("--chains", "3", "--checkpoint", "0", "--renew-every", "7")),
                               ("cells", ("--chains", "4", "--format", "cells", "--carry", "stage"))):
             words = ("impute", "table.csv", "-m", "5", *SHORT, *options)
             self.run_alone(*words, "-o", f"{name}_alone", "-j", "2")
