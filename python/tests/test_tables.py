@@ -178,7 +178,7 @@ def test_errors(table, options, code, message):
 def test_problems_have_places():
     frame = pd.DataFrame({"lead": ["1.5", "0,5", "<zinc", "1 2"], "zinc": [1.0, 2.0, 3.0, 4.0]}, index=list("abcd"))
     with pytest.raises(ullage.UllageError) as caught:
-        impute(frame)
+        impute(frame, sweeps=2)
     first, second = caught.value.problems
     assert (first.row, first.column, first.text) == (1, "lead", "0,5") and second.row == 3
     assert str(caught.value).startswith("index 'b', column \"lead\", \"0,5\": ")

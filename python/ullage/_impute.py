@@ -15,7 +15,7 @@ from ullage._options import Bounds, Input, Names, further, prior_option
 from ullage._run import Run
 
 # Options that the program has for this command alone.
-_OF_IMPUTE = ("overimpute", "until_converged", "rhat_below", "ess_above", "max_iterations")
+_OF_IMPUTE = ("overimpute", "sweeps", "until_converged", "rhat_below", "ess_above", "max_iterations")
 
 
 @contextlib.contextmanager
