@@ -118,6 +118,11 @@ std::string checkpoint_of(const Options &options) {
     return host::path_in(options.impute.output, host::kCheckpointName);
 }
 
+bool has_checkpoint(const Options &options) {
+    std::error_code ignored;  // a directory that cannot be looked into is refused when it is locked
+    return std::filesystem::exists(checkpoint_of(options), ignored);
+}
+
 /** The command as it is recorded: a run that was resumed is the one that was not interrupted. */
 std::vector<std::string> recorded(std::vector<std::string> command) {
     std::erase_if(command, [](const std::string &word) { return word == "--resume" || word.starts_with("--resume="); });
@@ -179,13 +184,15 @@ Drawn draw_to_directory(const Options &options, const Run &run, host::ResultDire
     const std::string path = checkpoint_of(options);
     const std::chrono::duration<double, std::ratio<60>> between(*options.impute.checkpoint);
     Clock::time_point kept = Clock::now();
+    bool can_resume = false;
     host::RunKeeper keeper;
     keeper.restore = [&](host::Imputations &result) {
-        if (!std::filesystem::exists(path)) {
+        if (!has_checkpoint(options)) {
             if (options.impute.resume) say(options, fmt::format("{} is not there: the run begins at its start", path));
             return host::RunState{0, std::vector<std::vector<double>>(result.draws.size())};
         }
         host::RunState state = host::read_checkpoint(path, record, run.model, run.settings, result);
+        can_resume = true;
         say(options, fmt::format("resumed behind iteration {} of {}", state.iterations, run.settings.total()));
         return state;
     };
@@ -194,8 +201,14 @@ Drawn draw_to_directory(const Options &options, const Run &run, host::ResultDire
         directory.put_checkpoint(
             [&](OutputFile &file) { host::write_checkpoint(file, record, run.settings, state, result); });
         kept = Clock::now();
+        can_resume = true;
     };
-    return draw(options, run, directory.draw_place(), &keeper);
+    try {
+        return draw(options, run, directory.draw_place(), &keeper);
+    } catch (const Error &) {
+        if (can_resume) say(options, fmt::format("{} is kept: the same command with --resume goes on with it", path));
+        throw;
+    }
 }
 
 /** The results, with what their diagnosis gives cause to warn of. */
@@ -468,7 +481,7 @@ void help_to_draw(const Options &options) {
 int run_impute(const Options &given) {
     check_output(given);
     Options options = given;
-    if (options.impute.resume && !options.impute.seed && std::filesystem::exists(checkpoint_of(options))) {
+    if (options.impute.resume && !options.impute.seed && has_checkpoint(options)) {
         options.impute.seed = host::read_checkpoint_record(checkpoint_of(options)).seed;
     }
     if (options.crew != nullptr && options.input == "-") {

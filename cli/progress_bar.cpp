@@ -46,7 +46,7 @@ void ProgressBar::show(const host::ImputeProgress &progress) {
     if (!last && now - shown_ < (form_ == Form::bar ? kBetweenBars : kBetweenLines)) return;
     shown_ = now;
     const double elapsed = seconds();
-    const double rate = elapsed > 0.0 ? static_cast<double>(progress.done) / elapsed : 0.0;
+    const double rate = elapsed > 0.0 ? static_cast<double>(progress.done - progress.resumed) / elapsed : 0.0;
     const double left = rate > 0.0 ? static_cast<double>(progress.total - progress.done) / rate : 0.0;
     if (form_ == Form::json) {
         write_stderr(fmt::format("{{\"done\": {}, \"total\": {}, \"rate\": {:.1f}, \"seconds_left\": {:.3f}}}\n",

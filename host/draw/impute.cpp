@@ -266,15 +266,16 @@ void run_segments(Crew &crew, const ModelTable &model, ImputeSettings &settings,
     RunState state{0, std::vector<std::vector<double>>(result.draws.size())};
     if (is_kept) state = settings.keeper->restore(result);
     share(crew, state);
+    const int resumed = state.iterations;
     while (state.iterations < settings.total()) {
         const int length = std::min(settings.total() - state.iterations, *settings.renew_every);
         const std::pair segment(state.iterations, state.iterations + length);
         std::vector<std::vector<double>> ends(state.chains.size());
-        const std::function<void(const ImputeProgress &)> show =
-            [&, before = std::int64_t{segment.first}](const ImputeProgress &of_run) {
-                const std::int64_t chains = of_run.total / settings.total();
-                if (progress) progress({std::max(before * chains, of_run.done), of_run.total});
-            };
+        const std::function<void(const ImputeProgress &)> show = [&](const ImputeProgress &of_run) {
+            const std::int64_t chains = of_run.total / settings.total();
+            const std::int64_t done = std::max(segment.first * chains, of_run.done);
+            if (progress) progress({done, of_run.total, resumed * chains});
+        };
         ChainWork work = chains_of(model, settings, {}, show, result);
         work.draw = [&](std::size_t chain, Team &team, FrameWriter &writer) {
             run_segment(Chain(model, settings.seed, chain + 1, team), model, settings, segment, state.chains[chain],

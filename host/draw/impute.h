@@ -58,6 +58,7 @@ struct ImputeSettings {
 struct ImputeProgress {
     std::int64_t done;  ///< iterations of all chains
     std::int64_t total;
+    std::int64_t resumed = 0;  ///< of those done, the ones of an earlier process
 };
 
 /** What a run gives. */

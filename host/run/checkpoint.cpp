@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
-#include <cstring>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -79,6 +78,12 @@ public:
         if (!(count >= 0.0 && count <= static_cast<double>(left_ / sizeof(double)))) throw broken(file_.path());
         std::vector<double> numbers(static_cast<std::size_t>(count));
         read(reinterpret_cast<char *>(numbers.data()), numbers.size() * sizeof(double));
+        return numbers;
+    }
+    /** A list of so many. */
+    std::vector<double> read_list(std::size_t count) {
+        std::vector<double> numbers = read_list();
+        if (numbers.size() != count) throw broken(file_.path());
         return numbers;
     }
     void need_end() const {
@@ -151,29 +156,24 @@ RunRecord read_checkpoint_record(const std::string &path) {
 RunState read_checkpoint(const std::string &path, const RunRecord &record, const ModelTable &model,
                          const ImputeSettings &settings, Imputations &result) {
     SealedReader reader(path);
-    if (const auto what = difference(reader.record(), record)) {
+    auto what = difference(reader.record(), record);
+    if (reader.record().chain != record.chain) what = "chains";
+    if (what) {
         throw Error(Fault::data, fmt::format("{}: this checkpoint is not one of this run: their {} differ. Give the "
                                              "command that wrote it, with --resume; or remove it",
                                              path, *what));
     }
-    const auto read = [&](bool (*is_right)(std::size_t count, std::size_t wanted), std::size_t wanted) {
-        std::vector<double> numbers = reader.read_list();
-        if (!is_right(numbers.size(), wanted)) throw broken(path);
-        return numbers;
-    };
-    const auto exactly = [](std::size_t count, std::size_t wanted) { return count == wanted; };
-    const auto any = [](std::size_t, std::size_t) { return true; };
-    RunState state{static_cast<int>(read(exactly, 1)[0]), std::vector<std::vector<double>>(result.draws.size())};
+    RunState state{static_cast<int>(reader.read_list(1)[0]), std::vector<std::vector<double>>(result.draws.size())};
     if (state.iterations < 0 || state.iterations > settings.total()) throw broken(path);
     const auto [first, last] = chains_of(settings);
     for (std::size_t chain = first; chain < last; ++chain) {
-        state.chains[chain] = read(any, 0);
-        result.draws[chain] = read(any, 0);
-        result.refused_rows[chain] = read(any, 0);
-        result.sweeps[chain] = static_cast<int>(read(exactly, 1)[0]);
+        state.chains[chain] = reader.read_list();
+        result.draws[chain] = reader.read_list();
+        result.refused_rows[chain] = reader.read_list();
+        result.sweeps[chain] = static_cast<int>(reader.read_list(1)[0]);
     }
     for (const std::size_t i : drawn_imputations(settings, state.iterations)) {
-        result.values.put(i, read(exactly, model.hidden->cells.size()));
+        result.values.put(i, reader.read_list(model.hidden->cells.size()));
     }
     reader.need_end();
     return state;

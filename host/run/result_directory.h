@@ -29,8 +29,8 @@ public:
     /**
      * Make the directory if it is not there, lock it, and make sure that the results can take their places.
      *
-     * @param names   of the files that the run will write besides run.json
-     * @param inputs  paths of files that must not be lost; "-" is standard input
+     * @param names    of the files that the run will write besides run.json
+     * @param inputs   paths of files that must not be lost; "-" is standard input
      * @param resumes  whether a checkpoint that lies there is that of this run
      * @throws Error  cannot_create if nothing can be written, another run is at work, or a file would be lost that is
      *                an input, no earlier run's, or the checkpoint of another run

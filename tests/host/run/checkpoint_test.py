@@ -10,6 +10,7 @@ import json
 import pathlib
 import random
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -17,7 +18,7 @@ import time
 
 PROGRAM = sys.argv[1]
 KILLS = 20
-OPTIONS = ["-m", "6", "--burn-in", "400", "--chains", "2", "--lower", "y=-4"]
+OPTIONS = ["-m", "6", "--burn-in", "400", "--lower", "y=-4"]
 RENEWALS = ["--checkpoint", "0", "--renew-every", "40"]
 
 
@@ -33,8 +34,8 @@ def write_table(path):
             file.write(f"{cell},{y},{'a' if x + draw.gauss(0, 1) > 0 else 'b' if draw.random() > 0.1 else ''}\n")
 
 
-def command(table, directory, *options, seed=7, thin=150):
-    lengths = ["--seed", str(seed), "--thin", str(thin)]
+def command(table, directory, *options, seed=7, thin=150, chains=("--chains", "2")):
+    lengths = ["--seed", str(seed), "--thin", str(thin), *chains]
     return [PROGRAM, "impute", str(table), "-o", str(directory), "--no-report", *OPTIONS, *lengths, *options]
 
 
@@ -69,7 +70,9 @@ def test_killed(table, folder, whole):
     begin = time.monotonic()
     run(command(table, folder / "timed", *RENEWALS, "-j", "1"))
     seconds = time.monotonic() - begin
-    draw = random.Random(time.time_ns())
+    seed = time.time_ns()
+    print("moments of seed", seed)
+    draw = random.Random(seed)
     kills = resumed = 0
     while kills < KILLS:
         directory = folder / f"killed{kills}"
@@ -120,6 +123,36 @@ def test_seed_is_that_of_the_checkpoint(table, folder):
     assert seed in said and "resumed behind iteration" in said, said
 
 
+def test_chains_as_jobs(table, folder):
+    """One chain of a run resumes its own checkpoint alone."""
+    whole, directory = folder / "part", folder / "resumed_part"
+    first, second = ("--chain", "1/2"), ("--chain", "2/2")
+    run(command(table, whole, *RENEWALS, chains=first))
+    kill_behind_checkpoint(command(table, directory, *RENEWALS, chains=first), directory)
+    assert "chains differ" in run(command(table, directory, *RENEWALS, "--resume", chains=second), 65)
+    assert "chains differ" in run(command(table, directory, *RENEWALS, "--resume"), 65)
+    assert "resumed behind" in run(command(table, directory, *RENEWALS, "--resume", chains=first))
+    assert results(directory) == results(whole)
+
+
+def test_stopped(table, folder):
+    """Who stops a run is told how it goes on, and sees what is done already."""
+    directory = folder / "stopped"
+    words = command(table, directory, *RENEWALS, "--resume", thin=100000)
+    kill_behind_checkpoint(words, directory)
+    process = subprocess.Popen([*words, "--progress", "json"], stderr=subprocess.PIPE, text=True)
+    lines = []
+    while len(lines) < 3:
+        line = process.stderr.readline()
+        assert line, lines
+        if line.startswith("{"):
+            lines.append(json.loads(line))
+    process.send_signal(signal.SIGINT)
+    said = process.communicate()[1]
+    assert process.returncode == 130 and "run.checkpoint is kept" in said, said
+    assert all(line["done"] >= 80 for line in lines), lines
+
+
 def test_refused(table, folder):
     """What cannot be resumed is refused before anything is read."""
     directory = folder / "refused"
@@ -139,6 +172,8 @@ def main():
         whole = results(folder / "whole")
         assert "run.checkpoint" not in whole and json.loads(whole["run.json"])["settings"]["renew_every"] == 40
         test_refused(table, folder)
+        test_chains_as_jobs(table, folder)
+        test_stopped(table, folder)
         test_foreign_checkpoints(table, folder, whole)
         test_seed_is_that_of_the_checkpoint(table, folder)
         test_killed(table, folder, whole)
